@@ -1,0 +1,38 @@
+// The few things that we ask of sockets. Errors are values: a descriptor of -1, or the kind of end that a read met.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "common/bytes.h"
+
+namespace kavo {
+
+inline constexpr int no_socket = -1;
+
+// A dotted quad as an address; a text that is none gives 0.0.0.0.
+in_addr to_address(const std::string& text);
+
+// A listening TCP socket on all addresses, not blocking, its address reusable. When it cannot be bound or listened on,
+// prints `what` with the system's reason and gives no_socket.
+int open_listener(std::uint16_t port, int backlog, const char* what);
+
+// The next waiting connection, not blocking and without delay of small packets; no_socket when there is none.
+//   exhausted  set when connections may be waiting but descriptors or memory have run out
+int accept_connection(int listener, bool& exhausted);
+
+enum class ReadEnd { drained, gone };
+// Appends everything that has arrived to `buffer`, and says how it ended: nothing more for now, or the peer is gone.
+// `scratch` is where one read puts its bytes. `arrived` tells whether there was anything.
+ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived);
+
+// One send of the whole packet; what the socket does not take is lost, and a dead peer raises no signal.
+//   more_follows  lets the kernel wait for the next packet of the same batch, which must follow at once
+void send_packet(int socket, ByteView packet, bool more_follows);
+
+void close_socket(int socket);
+
+}  // namespace kavo

@@ -1,0 +1,44 @@
+#include "engine/book.h"
+
+namespace kavo {
+
+void BookSide::add(Order& order) {
+    Level& level = levels_[rank(order.price)];
+    level.price = order.price;
+    level.total += order.leaves;
+    order.level = &level;
+    order.ahead = level.last;
+    order.behind = nullptr;
+    (level.last == nullptr ? level.first : level.last->behind) = &order;
+    level.last = &order;
+}
+
+void BookSide::remove(Order& order) {
+    Level& level = *order.level;
+    level.total -= order.leaves;
+    (order.ahead == nullptr ? level.first : order.ahead->behind) = order.behind;
+    (order.behind == nullptr ? level.last : order.behind->ahead) = order.ahead;
+    order.level = nullptr;
+    if (level.first == nullptr) levels_.erase(rank(level.price));
+}
+
+void BookSide::reduce(Order& order, std::uint32_t quantity) {
+    order.leaves -= quantity;
+    order.level->total -= quantity;
+}
+
+bool BookSide::crossed_by(Price limit) const {
+    const Level* level = best();
+    return level != nullptr && level->price != 0 && rank(level->price) <= rank(limit);
+}
+
+std::uint64_t BookSide::quantity_within(Price limit) const {
+    std::uint64_t sum = 0;
+    for (const auto& [level_rank, level] : levels_) {
+        if (level_rank > rank(limit)) break;
+        sum += level.total;
+    }
+    return sum;
+}
+
+}  // namespace kavo

@@ -1,0 +1,98 @@
+// One product's limit order book: orders in levels, best price first, first come first served within a level.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "engine/outbound.h"
+
+namespace kavo {
+
+struct Level;
+
+// A live order. It is linked into everything that holds it and nothing about it is kept anywhere else, so nothing is
+// left behind when it ends.
+struct Order {
+    std::uint64_t id = 0;
+    std::uint32_t product_id = 0;
+    Price price = 0;  // 0 only while a market order is on its way in
+    std::uint32_t leaves = 0;
+    std::uint32_t executed = 0;       // of a client's order, its life before a replace included
+    std::uint32_t original_size = 0;  // of a client's order
+    ClientHandle owner = no_client;
+    meo::OrderFlags flags;
+    bool buy = false;
+    meo::TimeInForce tif = meo::TimeInForce::day;
+    meo::OrderType order_type = meo::OrderType::limit;
+    meo::Mpid mpid;
+    meo::ClientOrderId client_order_id;
+    std::uint32_t slot = 0;  // where its record lies in the pool
+
+    Level* level = nullptr;    // while it rests
+    Order* ahead = nullptr;    // the one served before it at its level
+    Order* behind = nullptr;   // the one served after it
+    Order* earlier = nullptr;  // its owner's orders by ascending id
+    Order* later = nullptr;
+
+    bool has_owner() const { return owner != no_client; }
+    char side() const { return buy ? 'B' : 'S'; }
+};
+
+// The orders resting at one price. Never empty.
+struct Level {
+    Price price = 0;
+    std::uint64_t total = 0;  // sum of the leaves
+    Order* first = nullptr;
+    Order* last = nullptr;
+};
+
+// The levels of one side, keyed so that the best price always comes first: an ask by its price, a bid by the complement
+// of it. What is true of one side then reads the same for the other.
+class BookSide {
+public:
+    using Rank = std::uint32_t;  // the smaller, the better
+    using Levels = std::map<Rank, Level>;
+
+    explicit BookSide(bool buy) : buy_(buy) {}
+
+    // Puts the order last in the queue of its price.
+    void add(Order& order);
+    // Takes a resting order off its level, and an empty level off the side.
+    void remove(Order& order);
+    // Takes `quantity`, less than its leaves, off a resting order; it keeps its place.
+    static void reduce(Order& order, std::uint32_t quantity);
+
+    // The best level; nothing when the side is empty.
+    const Level* best() const { return levels_.empty() ? nullptr : &levels_.begin()->second; }
+    // True when an incoming order of the other side that goes as far as `limit` would trade here at once. A best level
+    // at price 0, which only a synthetic quote near zero can make, trades with nobody.
+    bool crossed_by(Price limit) const;
+    // How much rests at prices that `limit` reaches.
+    std::uint64_t quantity_within(Price limit) const;
+
+    const Levels& levels() const { return levels_; }
+
+private:
+    Rank rank(Price price) const { return buy_ ? ~price : price; }
+
+    bool buy_;
+    Levels levels_;
+};
+
+struct Product {
+    std::string symbol;
+    std::uint32_t id = 0;  // 1-based position in the symbol list; "secid" on the feed
+    char listing_market = 'Q';
+    double reference = 0;  // currency units: where the synthetic market thinks the price is
+    BookSide bids{true};
+    BookSide asks{false};
+    std::vector<std::uint64_t> synthetic;  // ids of the synthetic market's resting orders, ascending
+    Price last = 0;                        // price of the last trade
+    std::uint64_t volume = 0;              // shares taken from resting orders
+
+    BookSide& side(bool buy) { return buy ? bids : asks; }
+};
+
+}  // namespace kavo

@@ -1,0 +1,74 @@
+#include "engine/meo.h"
+
+namespace kavo::meo {
+
+namespace {
+
+bool is_message(ByteView message, std::string_view type, std::size_t min_size) {
+    return message.size() >= min_size && as_text(message.first(layout::type.size)) == type;
+}
+
+Mpid get_mpid(ByteView message, Text field) {
+    return Mpid(padded_text(message, field));
+}
+
+ClientOrderId get_client_order_id(ByteView message, Text field) {
+    return ClientOrderId(terminated_text(message, field));
+}
+
+EchoFields get_echo(ByteView message, const layout::Echo& at) {
+    return {get(message, at.a),
+            get(message, at.b),
+            get(message, at.c),
+            terminated_text(message, at.text_a),
+            terminated_text(message, at.text_b),
+            get(message, at.d),
+            get(message, at.e),
+            get(message, at.f),
+            terminated_text(message, at.text_c),
+            get(message, at.g)};
+}
+
+}  // namespace
+
+bool parse_new_order(ByteView message, NewOrderRequest& request) {
+    namespace at = layout::new_order;
+    if (!is_message(message, "N1", at::min_size)) return false;
+    request.mpid = get_mpid(message, at::mpid);
+    request.client_order_id = get_client_order_id(message, at::client_order_id);
+    request.product_id = get(message, at::product_id);
+    request.price = get(message, at::price);
+    request.quantity = get(message, at::quantity);
+    request.flags = {get(message, at::order_flags)};
+    request.tif = static_cast<TimeInForce>(get(message, at::tif));
+    request.order_type = static_cast<OrderType>(get(message, at::order_type));
+    request.echo = get_echo(message, at::echo);
+    request.expire_time = get(message, at::expire_time);
+    return true;
+}
+
+bool parse_modify(ByteView message, ModifyRequest& request) {
+    namespace at = layout::modify;
+    if (!is_message(message, "M1", at::min_size)) return false;
+    request.mpid = get_mpid(message, at::mpid);
+    request.client_order_id = get_client_order_id(message, at::client_order_id);
+    request.orig_client_order_id = get_client_order_id(message, at::orig_client_order_id);
+    request.product_id = get(message, at::product_id);
+    request.price = get(message, at::price);
+    request.quantity = get(message, at::quantity);
+    request.echo = get(message, at::echo);
+    request.tif = static_cast<TimeInForce>(get(message, at::tif));
+    return true;
+}
+
+bool parse_cancel(ByteView message, CancelRequest& request) {
+    namespace at = layout::cancel;
+    if (!is_message(message, "CO", at::min_size)) return false;
+    request.mpid = get_mpid(message, at::mpid);
+    request.client_order_id = get_client_order_id(message, at::client_order_id);
+    request.orig_client_order_id = get_client_order_id(message, at::orig_client_order_id);
+    request.product_id = get(message, at::product_id);
+    return true;
+}
+
+}  // namespace kavo::meo

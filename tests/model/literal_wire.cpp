@@ -1,0 +1,383 @@
+#include "model/literal_wire.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace kavo::model {
+namespace {
+
+constexpr std::uint64_t nanoseconds_in_a_second = 1'000'000'000;
+
+// Integers are little-endian and packed; `width` is in bytes.
+void put(Bytes& message, std::size_t at, std::size_t width, std::uint64_t value) {
+    for (std::size_t i = 0; i < width; ++i) message.at(at + i) = static_cast<std::uint8_t>(value >> (8 * i));
+}
+
+std::uint64_t get(const Bytes& message, std::size_t at, std::size_t width) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value |= static_cast<std::uint64_t>(message.at(at + i)) << (8 * i);
+    return value;
+}
+
+std::uint32_t get32(const Bytes& message, std::size_t at) {
+    return static_cast<std::uint32_t>(get(message, at, 4));
+}
+std::uint8_t get8(const Bytes& message, std::size_t at) {
+    return message.at(at);
+}
+
+void put_char(Bytes& message, std::size_t at, char value) {
+    message.at(at) = static_cast<std::uint8_t>(value);
+}
+
+void put_text(Bytes& message, std::size_t at, std::size_t width, std::string_view text, char fill) {
+    for (std::size_t i = 0; i < width; ++i) put_char(message, at + i, i < text.size() ? text[i] : fill);
+}
+
+void put_blank_filled(Bytes& message, std::size_t at, std::size_t width, std::string_view text) {
+    put_text(message, at, width, text, ' ');
+}
+
+void put_zero_filled(Bytes& message, std::size_t at, std::size_t width, std::string_view text) {
+    put_text(message, at, width, text, '\0');
+}
+
+std::string raw_text(const Bytes& message, std::size_t at, std::size_t width) {
+    std::string text;
+    for (std::size_t i = 0; i < width; ++i) text.push_back(static_cast<char>(message.at(at + i)));
+    return text;
+}
+
+// A participant code ends with its last byte that is neither blank nor NUL; a NUL further in belongs to it.
+std::string get_mpid(const Bytes& message, std::size_t at) {
+    std::string text = raw_text(message, at, 4);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.pop_back();
+    return text;
+}
+
+// Every other text ends at its first NUL, and then loses its trailing blanks.
+std::string get_text(const Bytes& message, std::size_t at, std::size_t width) {
+    std::string text = raw_text(message, at, width);
+    if (const std::size_t nul = text.find('\0'); nul != std::string::npos) text.resize(nul);
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+bool is_message(const Bytes& message, std::string_view type, std::size_t min_size) {
+    return message.size() >= min_size && message[0] == static_cast<std::uint8_t>(type[0]) &&
+           message[1] == static_cast<std::uint8_t>(type[1]);
+}
+
+Bytes answer(std::string_view type, std::size_t size, std::uint64_t now_ns) {
+    Bytes message(size, 0);
+    put_zero_filled(message, 0, 2, type);
+    put(message, 2, 8, now_ns);
+    return message;
+}
+
+Bytes feed_message(std::uint8_t type, std::size_t size, std::uint64_t now_ns) {
+    Bytes message(size, 0);
+    message[0] = type;
+    put(message, 1, 4, now_ns % nanoseconds_in_a_second);
+    return message;
+}
+
+std::uint64_t wire_price(std::uint32_t price) {
+    return static_cast<std::uint64_t>(price) * 100;
+}
+
+char second_liquidity_letter(char listing) {
+    if (listing == 'N' || listing == 'A') return 'A';
+    return listing == 'Q' ? 'C' : 'B';
+}
+
+std::string attribution(const Order& order) {
+    const int bits = (order.order_flags >> 8) & 3;
+    if (bits == 1) return order.mpid;
+    return bits == 2 ? "RTAL" : "";
+}
+
+}  // namespace
+
+std::optional<NewOrder> read_new_order(const Bytes& message) {
+    if (!is_message(message, "N1", 131)) return std::nullopt;
+    NewOrder request;
+    request.mpid = get_mpid(message, 10);
+    request.client_order_id = get_text(message, 14, 20);
+    request.product_id = get32(message, 34);
+    request.price = get(message, 38, 8);
+    request.size = get32(message, 46);
+    request.order_flags = static_cast<std::uint16_t>(get(message, 50, 2));
+    request.tif = static_cast<char>(get8(message, 52));
+    request.order_type = static_cast<char>(get8(message, 53));
+    request.size_to_order_type.assign(message.begin() + 46, message.begin() + 54);
+    request.echo_a = get32(message, 54);
+    request.echo_b = get(message, 58, 8);
+    request.echo_c = get8(message, 66);
+    request.echo_text_a = get_text(message, 67, 16);
+    request.echo_text_b = get_text(message, 83, 4);
+    request.echo_d = get(message, 87, 8);
+    request.echo_e = get32(message, 95);
+    request.echo_f = get(message, 99, 8);
+    request.echo_text_c = get_text(message, 107, 4);
+    request.echo_g = get8(message, 111);
+    request.expire_time = get(message, 112, 8);
+    return request;
+}
+
+std::optional<Modify> read_modify(const Bytes& message) {
+    if (!is_message(message, "M1", 111)) return std::nullopt;
+    Modify request;
+    request.mpid = get_mpid(message, 10);
+    request.client_order_id = get_text(message, 14, 20);
+    request.orig_client_order_id = get_text(message, 34, 20);
+    request.field_h = get32(message, 54);
+    request.price = get(message, 58, 8);
+    request.size = get32(message, 66);
+    request.field_i = get8(message, 70);
+    request.tif = static_cast<char>(get8(message, 83));
+    return request;
+}
+
+std::optional<Cancel> read_cancel(const Bytes& message) {
+    if (!is_message(message, "CO", 68)) return std::nullopt;
+    Cancel request;
+    request.mpid = get_mpid(message, 10);
+    request.client_order_id = get_text(message, 14, 20);
+    request.orig_client_order_id = get_text(message, 34, 20);
+    request.product_id = get32(message, 54);
+    return request;
+}
+
+Bytes new_order_response(std::uint64_t now_ns, const NewOrder& request, std::uint64_t order_id, char reason) {
+    Bytes message = answer("NR", 69, now_ns);
+    put_blank_filled(message, 10, 4, request.mpid);
+    put_zero_filled(message, 14, 20, request.client_order_id);
+    put(message, 34, 4, request.product_id);
+    put(message, 38, 8, order_id);
+    put(message, 46, 8, request.price);
+    put(message, 54, 4, request.size);
+    put_char(message, 58, reason);
+    return message;
+}
+
+Bytes order_accepted(std::uint64_t now_ns, const NewOrder& request, std::uint64_t order_id) {
+    Bytes message = answer("O1", 139, now_ns);
+    put_blank_filled(message, 10, 4, request.mpid);
+    put(message, 14, 8, order_id);
+    put_zero_filled(message, 22, 20, request.client_order_id);
+    put(message, 42, 4, request.product_id);
+    put(message, 46, 8, request.price);
+    std::copy(request.size_to_order_type.begin(), request.size_to_order_type.end(), message.begin() + 54);
+    put(message, 62, 4, request.echo_a);
+    put(message, 66, 8, request.echo_b);
+    put(message, 74, 1, request.echo_c);
+    put_zero_filled(message, 75, 16, request.echo_text_a);
+    put_zero_filled(message, 91, 4, request.echo_text_b);
+    put(message, 95, 8, request.echo_d);
+    put(message, 103, 4, request.echo_e);
+    put(message, 107, 8, request.echo_f);
+    put_zero_filled(message, 115, 4, request.echo_text_c);
+    put(message, 119, 1, request.echo_g);
+    put(message, 120, 1, request.echo_c);
+    put(message, 121, 8, request.expire_time);
+    return message;
+}
+
+Bytes order_resting(std::uint64_t now_ns, const Order& order, bool at_best) {
+    Bytes message = answer("P1", 60, now_ns);
+    put(message, 10, 4, order.product_id);
+    put(message, 14, 8, order.id);
+    put_zero_filled(message, 22, 20, order.client_order_id);
+    put(message, 42, 8, wire_price(order.price));
+    put_char(message, 50, at_best ? 'Y' : 'N');
+    return message;
+}
+
+Bytes execution(std::uint64_t now_ns, const Order& order, char listing, const Fill& fill) {
+    Bytes message = answer("E1", 105, now_ns);
+    put_blank_filled(message, 10, 4, order.mpid);
+    put(message, 14, 4, order.product_id);
+    put_zero_filled(message, 18, 20, order.client_order_id);
+    put(message, 38, 8, fill.match_number);
+    put(message, 46, 8, fill.execution_id);
+    put_char(message, 55, 'E');
+    put(message, 56, 8, wire_price(fill.price));
+    put(message, 64, 4, fill.quantity);
+    put(message, 68, 2, order.buy ? 0 : 1);
+    put_char(message, 71, 'H');
+    put_char(message, 80, fill.liquidity);
+    put_char(message, 81, second_liquidity_letter(listing));
+    put_char(message, 87, 'P');
+    return message;
+}
+
+Bytes order_cancelled(std::uint64_t now_ns, const Order& order, std::uint32_t leaves, char reason) {
+    Bytes message = answer("XN", 73, now_ns);
+    put_blank_filled(message, 10, 4, order.mpid);
+    put_zero_filled(message, 14, 20, order.client_order_id);
+    put(message, 34, 4, order.product_id);
+    put(message, 38, 8, order.id);
+    put(message, 46, 4, leaves);
+    put_char(message, 50, reason);
+    put_blank_filled(message, 63, 2, "");
+    return message;
+}
+
+Bytes modify_response(std::uint64_t now_ns, const Modify& request, std::uint64_t order_id, std::uint32_t new_leaves,
+                      char reason) {
+    Bytes message = answer("MR", 89, now_ns);
+    put_blank_filled(message, 10, 4, request.mpid);
+    put_zero_filled(message, 14, 20, request.client_order_id);
+    put_zero_filled(message, 34, 20, request.orig_client_order_id);
+    put(message, 54, 4, request.field_h);
+    put(message, 58, 8, order_id);
+    put(message, 66, 4, new_leaves);
+    put(message, 70, 8, request.price);
+    put_char(message, 78, reason);
+    return message;
+}
+
+Bytes modify_notice(std::uint64_t now_ns, const Modify& request, const Order& order, std::uint32_t new_leaves) {
+    Bytes message = answer("MN", 123, now_ns);
+    put_blank_filled(message, 10, 4, request.mpid);
+    put_zero_filled(message, 14, 20, request.client_order_id);
+    put_zero_filled(message, 34, 20, request.orig_client_order_id);
+    put(message, 54, 4, order.product_id);
+    put(message, 58, 8, order.id);
+    put(message, 66, 8, request.price);
+    put(message, 74, 4, request.size);
+    put(message, 78, 4, new_leaves);
+    put(message, 82, 1, request.field_i);
+    put_blank_filled(message, 91, 2, "");
+    put_char(message, 97, request.tif);
+    return message;
+}
+
+Bytes cancel_response(std::uint64_t now_ns, const Cancel& request, std::uint64_t order_id, char reason) {
+    Bytes message = answer("CR", 81, now_ns);
+    put_blank_filled(message, 10, 4, request.mpid);
+    put_zero_filled(message, 14, 20, request.client_order_id);
+    put_zero_filled(message, 34, 20, request.orig_client_order_id);
+    put(message, 54, 4, request.product_id);
+    put(message, 58, 8, order_id);
+    put_char(message, 70, reason);
+    return message;
+}
+
+Bytes start_of_session_message(std::uint64_t now_ns, std::uint8_t session) {
+    Bytes message = answer("SN", 28, now_ns);
+    put_blank_filled(message, 10, 8, "MEO2.7");
+    put(message, 18, 1, session);
+    put_char(message, 19, 'S');
+    return message;
+}
+
+Bytes symbol_update(std::uint64_t now_ns, const Product& product) {
+    Bytes message = answer("SU", 61, now_ns);
+    put(message, 10, 4, product.product_id);
+    put_blank_filled(message, 14, 11, product.name);
+    put_char(message, 26, 'N');
+    put(message, 28, 4, 100);
+    put_zero_filled(message, 32, 8, "04:00:00");
+    put_zero_filled(message, 40, 8, "20:00:00");
+    put_char(message, 48, product.listing);
+    return message;
+}
+
+// The one feed message whose time is the second itself.
+Bytes system_time(std::uint64_t now_ns) {
+    Bytes message(5, 0);
+    put_char(message, 0, '1');
+    put(message, 1, 4, now_ns / nanoseconds_in_a_second);
+    return message;
+}
+
+Bytes system_state(std::uint64_t now_ns, std::uint8_t session) {
+    Bytes message = feed_message('S', 15, now_ns);
+    put_blank_filled(message, 5, 8, "DoM1.3");
+    put(message, 13, 1, session);
+    put_char(message, 14, 'S');
+    return message;
+}
+
+Bytes series_definition(std::uint64_t now_ns, const Product& product) {
+    Bytes message = feed_message(0x01, 42, now_ns);
+    put(message, 5, 4, product.product_id);
+    put_blank_filled(message, 9, 11, product.name);
+    put_char(message, 21, 'N');
+    put(message, 23, 2, 100);
+    put_blank_filled(message, 25, 8, "04:00:00");
+    put_blank_filled(message, 33, 8, "20:00:00");
+    put_char(message, 41, product.listing);
+    return message;
+}
+
+Bytes series_open(std::uint64_t now_ns, const Product& product) {
+    Bytes message = feed_message(0x05, 9, now_ns);
+    put(message, 5, 4, product.product_id);
+    return message;
+}
+
+Bytes series_status(std::uint64_t now_ns, const Product& product) {
+    Bytes message = feed_message(0x04, 12, now_ns);
+    put(message, 5, 4, product.product_id);
+    put(message, 9, 1, 2);
+    put(message, 10, 1, 3);
+    put_char(message, 11, 'N');
+    return message;
+}
+
+Bytes add_order(std::uint64_t now_ns, const Order& order) {
+    Bytes message = feed_message(0x14, 34, now_ns);
+    put(message, 5, 4, order.product_id);
+    put(message, 9, 8, order.id);
+    put_char(message, 17, order.buy ? 'B' : 'S');
+    put(message, 18, 8, wire_price(order.price));
+    put(message, 26, 4, order.leaves);
+    put_blank_filled(message, 30, 4, attribution(order));
+    return message;
+}
+
+Bytes modify_order(std::uint64_t now_ns, const Order& order, bool lost_priority) {
+    Bytes message = feed_message(0x15, 30, now_ns);
+    put(message, 5, 4, order.product_id);
+    put(message, 9, 8, order.id);
+    put(message, 17, 8, wire_price(order.price));
+    put(message, 25, 4, order.leaves);
+    put(message, 29, 1, lost_priority ? 1 : 0);
+    return message;
+}
+
+Bytes delete_order(std::uint64_t now_ns, const Order& order) {
+    Bytes message = feed_message(0x17, 17, now_ns);
+    put(message, 5, 4, order.product_id);
+    put(message, 9, 8, order.id);
+    return message;
+}
+
+Bytes order_executed(std::uint64_t now_ns, const Order& order, const Fill& fill) {
+    Bytes message = feed_message(0x18, 38, now_ns);
+    put(message, 5, 4, order.product_id);
+    put(message, 9, 8, order.id);
+    put(message, 17, 8, fill.match_number);
+    put(message, 25, 8, wire_price(fill.price));
+    put(message, 33, 4, fill.quantity);
+    put(message, 37, 1, order.buy ? 0 : 1);
+    return message;
+}
+
+std::string hex(const Bytes& message) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    std::string clear;
+    for (const std::uint8_t byte : message) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+        clear += byte >= 0x20 && byte < 0x7f ? static_cast<char>(byte) : '.';
+    }
+    return text + " " + clear;
+}
+
+}  // namespace kavo::model
