@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "common/price.h"
@@ -21,6 +22,7 @@ struct ClientOrderId {
     ClientOrderId() = default;
     explicit ClientOrderId(std::string_view id) { id.copy(text.data(), text.size()); }
     std::string_view view() const { return {text.data(), strnlen(text.data(), text.size())}; }
+    std::string str() const { return std::string(view()); }
     bool empty() const { return text[0] == '\0'; }
     bool operator==(const ClientOrderId&) const = default;
 };

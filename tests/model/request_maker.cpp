@@ -58,7 +58,7 @@ Request RequestMaker::new_order() {
     const std::uint32_t shares = size();
     const std::uint16_t order_flags = flags(sell);
     const char time_in_force = tif();
-    const std::string id = id_that_is(one_in(25), seat);
+    const std::string id = new_id(seat);
     const std::string participant = mpid(seat);
 
     Bytes message = random_bytes(131 + (one_in(10) ? below(9) : 0));
@@ -71,11 +71,7 @@ Request RequestMaker::new_order() {
     put(message, 50, 2, order_flags);
     put(message, 52, 1, static_cast<std::uint8_t>(time_in_force));
     put(message, 53, 1, static_cast<std::uint8_t>(order_type));
-    if (one_in(2))
-        put_text(message, 67,
-                 pick<std::string>({"account  7      ", std::string(16, '\0'), std::string("x\0yyyyyyyyyyyyyy", 16)}));
-    if (one_in(2)) put_text(message, 83, pick<std::string>({"ab  ", std::string(4, '\0'), "    "}));
-    if (one_in(2)) put_text(message, 107, pick<std::string>({" abc", std::string("a\0bc", 4), "abcd"}));
+    put_echo_texts(message);
     put(message, 112, 8, expire_time(time_in_force));
     return {Request::Kind::new_order, seats_[seat], message,
             format("N1 client %d id '%s' mpid '%s' product %u %s %u @ %llu flags %#x tif %c type %c", seats_[seat],
@@ -85,8 +81,8 @@ Request RequestMaker::new_order() {
 
 Request RequestMaker::modify() {
     const std::size_t seat = below(seats_.size());
-    const std::string orig = id_to_name(seat, !one_in(10));
-    const std::string id = one_in(40) ? orig : one_in(60) ? std::string() : id_that_is(one_in(25), seat);
+    const std::string orig = id_to_change(seat);
+    const std::string id = one_in(40) ? orig : one_in(60) ? std::string() : new_id(seat);
     const std::string participant = mpid(seat);
     std::uint32_t product_id = static_cast<std::uint32_t>(1 + below(venue_.products.size()));
     std::uint64_t price = price_near(product_id, one_in(2));
@@ -118,7 +114,7 @@ Request RequestMaker::modify() {
 
 Request RequestMaker::cancel() {
     const std::size_t seat = below(seats_.size());
-    const std::string orig = id_to_name(seat, !one_in(6));
+    const std::string orig = id_to_change(seat);
     const std::string participant = mpid(seat);
     auto product_id = static_cast<std::uint32_t>(below(venue_.products.size() + 2));
     if (const auto live = venue_.live_ids.find(orig); live != venue_.live_ids.end() && !one_in(40)) {
@@ -154,6 +150,14 @@ void RequestMaker::put_id(Bytes& message, std::size_t at, const std::string& id)
     put_text(message, at, id);
 }
 
+// Texts that the acceptance gives back, cut at their first NUL and without their trailing blanks.
+void RequestMaker::put_echo_texts(Bytes& message) {
+    const std::string cut_short("x\0yyyyyyyyyyyyyy", 16);
+    if (one_in(2)) put_text(message, 67, pick<std::string>({"account  7      ", std::string(16, '\0'), cut_short}));
+    if (one_in(2)) put_text(message, 83, pick<std::string>({"ab  ", std::string(4, '\0'), "    "}));
+    if (one_in(2)) put_text(message, 107, pick<std::string>({" abc", std::string("a\0bc", 4), "abcd"}));
+}
+
 // Cut short or of a type that is nobody's: the venue must not even begin to handle it.
 void RequestMaker::spoil(Request& request) {
     if (one_in(2)) {
@@ -175,16 +179,25 @@ std::string RequestMaker::odd_id() {
                               "quote\"quote", "\\", "\xff\xfe", "z"});
 }
 
-std::string RequestMaker::id_that_is(bool live, std::size_t seat) {
+std::string RequestMaker::new_id(std::size_t seat) {
+    if (one_in(30)) return any_id(seat);
     std::string id = any_id(seat);
-    for (int i = 0; i < tries_for_an_id && venue_.live_ids.contains(id) != live; ++i) id = any_id(seat);
+    for (int i = 0; i < tries_for_an_id && venue_.live_ids.contains(id); ++i) id = any_id(seat);
     return id;
 }
 
-// The id of an order that a request wants to change: now and then somebody else's.
-std::string RequestMaker::id_to_name(std::size_t seat, bool live) {
-    if (one_in(20)) seat = below(seats_.size());
-    return id_that_is(live, seat);
+// The id of an order that a request wants to change: mostly the sender's own, now and then somebody else's or nobody's.
+std::string RequestMaker::id_to_change(std::size_t seat) {
+    if (one_in(10)) return any_id(seat);
+    const int owner = seats_[one_in(20) ? below(seats_.size()) : seat];
+    std::string id = any_id(seat);
+    for (int i = 0; i < tries_for_an_id && !is_open_order_of(owner, id); ++i) id = any_id(seat);
+    return id;
+}
+
+bool RequestMaker::is_open_order_of(int owner, const std::string& id) const {
+    const auto live = venue_.live_ids.find(id);
+    return live != venue_.live_ids.end() && venue_.live_orders.at(live->second).owner == owner;
 }
 
 std::string RequestMaker::mpid(std::size_t seat) {

@@ -42,11 +42,13 @@ private:
 
     Bytes random_bytes(std::size_t size);
     void put_id(Bytes& message, std::size_t at, const std::string& id);
+    void put_echo_texts(Bytes& message);
     void spoil(Request& request);
     std::string any_id(std::size_t seat);
     std::string odd_id();
-    std::string id_that_is(bool live, std::size_t seat);
-    std::string id_to_name(std::size_t seat, bool live);
+    std::string new_id(std::size_t seat);
+    std::string id_to_change(std::size_t seat);
+    bool is_open_order_of(int owner, const std::string& id) const;
     std::string mpid(std::size_t seat);
     std::uint64_t price_near(std::uint32_t product_id, bool buy);
     std::uint64_t odd_price(std::uint64_t price);

@@ -1,0 +1,81 @@
+// Cancels that a client asks for, and the one routine behind every order that the venue takes away.
+#include <cstdio>
+#include <optional>
+
+#include "common/fault_rule.h"
+#include "engine/engine.h"
+
+namespace kavo {
+
+using meo::CancelReason;
+
+void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, OutboundMessages& answers) {
+    const std::uint64_t now_ns = clock_.wall_ns();
+    const auto answer = [&](std::uint64_t order_id, CancelReason reason) {
+        answers.push_back({client, build(meo::CancelResponse{now_ns, request, order_id, reason})});
+    };
+    Order* order = find_own(client, request.orig_client_order_id);
+    if (order == nullptr) {
+        count_late_cancel(request);
+        return answer(0, CancelReason::unknown_or_late);
+    }
+    if (order->mpid != request.mpid) return answer(order->id, CancelReason::mpid_mismatch);
+    if (order->product_id != request.product_id) return answer(order->id, CancelReason::product_mismatch);
+    if (fault_fires(++bench_.counters.cancel_requests, bench_.fill_on_cancel_every, bench_.fill_on_cancel_next)) {
+        lose_race(client, *order, now_ns, answers);
+        return answer(0, CancelReason::unknown_or_late);
+    }
+    answer(order->id, CancelReason::accepted);
+    cancel_resting(*order, meo::SystemCancelReason::client_request, "cancel", now_ns, answers);
+}
+
+// The client sees its execution before the reject of its cancel; messages for others stay queued.
+void Engine::lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
+    ++bench_.counters.race_fills;
+    std::fprintf(stderr, "bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
+                 order.client_order_id.str().c_str());
+    fill_resting(order, order.leaves, order.price, now_ns, PartialFills::never);
+    OutboundMessages others;
+    for (const OutboundMessage& message : outbox) (message.client == client ? answers : others).push_back(message);
+    outbox.swap(others);
+}
+
+void Engine::count_late_cancel(const meo::CancelRequest& request) {
+    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(request.orig_client_order_id);
+    const bool late = closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms;
+    ++(late ? bench_.counters.late_cancels : bench_.counters.stale_cancels);
+    if (!late) {
+        std::fprintf(stderr, "bench: stale cancel for %s (%s)\n", request.orig_client_order_id.str().c_str(),
+                     closed_ms ? "closed more than 2 s ago" : "unknown client order id");
+    }
+    const Product* product = find_product(request.product_id);
+    write_order_truth({.event = "cancel_reject",
+                       .client_order_id = request.orig_client_order_id.view(),
+                       .symbol = product != nullptr ? std::string_view(product->symbol) : "",
+                       .text = late ? "late" : "stale"});
+}
+
+// Takes a resting order away whole, and tells its owner why.
+void Engine::cancel_resting(Order& order, meo::SystemCancelReason reason, std::string_view text, std::uint64_t now_ns,
+                            OutboundMessages& answers) {
+    const meo::ClientOrderId id = order.client_order_id;
+    system_cancel(order, order.leaves, reason, text, now_ns, answers);
+    reduce_resting(order, order.leaves);
+    record_close(id);
+}
+
+// Tells the owner that the venue cancels `quantity` of the order, counts it and writes it down. The order itself is
+// the caller's business.
+void Engine::system_cancel(const Order& order, std::uint32_t quantity, meo::SystemCancelReason reason,
+                           std::string_view text, std::uint64_t now_ns, OutboundMessages& answers) {
+    const std::uint32_t leaves = order.leaves - quantity;
+    answers.push_back({order.owner, build(meo::OrderCancelled{now_ns, order.mpid, order.client_order_id,
+                                                              order.product_id, order.id, leaves, reason})});
+    ++bench_.counters.cancels;
+    OrderEvent event = event_of("cancel", order);
+    event.leaves = leaves;
+    event.text = text;
+    write_order_truth(event);
+}
+
+}  // namespace kavo

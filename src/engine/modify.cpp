@@ -1,0 +1,136 @@
+// A client replaces an order: another price, another total size, another client order id; the same order id.
+#include <cstdio>
+
+#include "common/fault_rule.h"
+#include "engine/engine.h"
+
+namespace kavo {
+
+using meo::ModifyReason;
+
+namespace {
+
+std::string_view reject_text(ModifyReason reason) {
+    switch (reason) {
+        case ModifyReason::duplicate_client_order_id: return "duplicate";
+        case ModifyReason::invalid_price:
+        case ModifyReason::no_quantity: return "invalid";
+        case ModifyReason::scripted: return "bench:scripted_replace_reject";
+        default: return "";
+    }
+}
+
+}  // namespace
+
+void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, OutboundMessages& answers) {
+    const std::uint64_t now_ns = clock_.wall_ns();
+    const auto answer = [&](std::uint64_t order_id, std::uint32_t leaves, ModifyReason reason) {
+        answers.push_back({client, build(meo::ModifyResponse{now_ns, request, order_id, leaves, reason})});
+    };
+    const auto notify = [&](std::uint64_t order_id, std::uint32_t product_id, std::uint32_t leaves) {
+        answer(order_id, leaves, ModifyReason::accepted);
+        answers.push_back({client, build(meo::ModifyNotification{now_ns, request, product_id, order_id, leaves})});
+    };
+
+    Order* order = find_own(client, request.orig_client_order_id);
+    if (order == nullptr) {
+        write_replace_reject(request, nullptr, late_replace_text(request));
+        return answer(0, 0, ModifyReason::unknown_or_late);
+    }
+    const std::uint64_t order_id = order->id;
+    const std::uint32_t product_id = order->product_id;
+    const ModifyReason reason = check(request, *order);
+    if (reason != ModifyReason::accepted) {
+        if (reason != ModifyReason::mpid_mismatch) write_replace_reject(request, order, reject_text(reason));
+        return answer(order_id, 0, reason);
+    }
+    if (request.quantity <= order->executed) {
+        cancel_resting(*order, meo::SystemCancelReason::client_request, "modify_closed", now_ns, answers);
+        return notify(order_id, product_id, 0);
+    }
+
+    replace(request, *order);
+    notify(order_id, product_id, order->leaves);
+    write_replace_truth(request, *order);
+    record_close(request.orig_client_order_id);
+    if (product_of(*order).side(!order->buy).crossed_by(order->price)) match_replaced(*order, now_ns, answers);
+}
+
+ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) {
+    const auto reject = [&](ModifyReason reason) {
+        ++bench_.counters.replace_rejects;
+        return reason;
+    };
+    if (client_orders_.find(request.client_order_id) != nullptr) return reject(ModifyReason::duplicate_client_order_id);
+    if (order.mpid != request.mpid) return reject(ModifyReason::mpid_mismatch);
+    if (request.price == 0 || request.price % wire_cent != 0) return reject(ModifyReason::invalid_price);
+    if (request.quantity == 0) return reject(ModifyReason::no_quantity);
+    if (fault_fires(++bench_.counters.replace_requests, bench_.replace_reject_every, bench_.replace_reject_next)) {
+        std::fprintf(stderr, "bench: scripted replace reject for %s -> %s (the order stands as it was)\n",
+                     request.orig_client_order_id.str().c_str(), request.client_order_id.str().c_str());
+        return ModifyReason::scripted;
+    }
+    return ModifyReason::accepted;
+}
+
+// The replacement queues behind the orders at its price even when it is reported as keeping its priority: on this venue
+// the flag shows on the feed and nowhere else.
+void Engine::replace(const meo::ModifyRequest& request, Order& order) {
+    const Price price = from_wire(request.price);
+    const std::uint32_t leaves = request.quantity - order.executed;
+    const bool lost_priority = price != order.price || leaves > order.leaves;
+    take_off_book(order);
+    order.price = price;
+    order.leaves = leaves;
+    order.original_size = request.quantity;
+    order.tif = request.tif == meo::TimeInForce::immediate ? meo::TimeInForce::day : request.tif;
+    client_orders_.rename(order, request.client_order_id);
+    rest(order);
+    publish_modified(order, lost_priority);
+    write_book_truth(product_of(order));
+    ++bench_.counters.replaces;
+}
+
+// A replacement that crosses leaves the book again and comes in like a new order. Nothing is asked about its terms: it
+// is never post-only, all-or-nothing or immediate, and whatever does not trade rests.
+void Engine::match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
+    Product& product = product_of(order);
+    take_off_book(order);
+    publish_deleted(order);
+    write_book_truth(product);
+    match(product, order, now_ns, answers);
+    if (order.leaves == 0) return end(order);
+    rest_remainder(order, now_ns, answers);
+}
+
+std::string_view Engine::late_replace_text(const meo::ModifyRequest& request) const {
+    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(request.orig_client_order_id);
+    if (closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms) return "late";
+    std::fprintf(stderr, "bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
+    return "unknown_order";
+}
+
+void Engine::write_replace_truth(const meo::ModifyRequest& request, const Order& order) {
+    OrderEvent event = event_of("replace", order);
+    event.leaves = order.leaves;
+    event.reference = request.orig_client_order_id.view();
+    write_order_truth(event);
+}
+
+//   order  the one to be replaced; none when it is unknown or has ended
+void Engine::write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text) {
+    OrderEvent event{.event = "replace_reject",
+                     .client_order_id = request.client_order_id.view(),
+                     .quantity = request.quantity,
+                     .price = from_wire(request.price),
+                     .text = text,
+                     .reference = request.orig_client_order_id.view()};
+    if (order != nullptr) {
+        event.order_id = order->id;
+        event.symbol = product_of(*order).symbol;
+        event.side = order->side();
+    }
+    write_order_truth(event);
+}
+
+}  // namespace kavo

@@ -1,0 +1,97 @@
+// The engine and the literal venue, given the same requests at the same moments. Every operation below runs on both and
+// returns how they differ, in words and hexadecimal; an empty text means that nobody outside could tell them apart.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "app/bench.h"
+#include "common/clock.h"
+#include "engine/engine.h"
+#include "feed/dom_feed.h"
+#include "model/feed_book.h"
+#include "model/literal_venue.h"
+#include "model/request_maker.h"
+
+namespace kavo::model {
+
+// The engine comments on all that it does. While this lives the comments go nowhere, but whatever writes to the
+// descriptor itself, such as a sanitizer, is still heard.
+class WithoutCommentary {
+public:
+    WithoutCommentary();
+    ~WithoutCommentary();
+    WithoutCommentary(const WithoutCommentary&) = delete;
+    WithoutCommentary& operator=(const WithoutCommentary&) = delete;
+
+private:
+    std::FILE* spoken_to_;
+};
+
+// What one stream appends, read back line by line from a file that nobody else can find.
+class LinesOf {
+public:
+    explicit LinesOf(std::ofstream& stream);
+    std::vector<std::string> new_lines();
+
+private:
+    std::ofstream& stream_;
+    std::ifstream reader_;
+};
+
+// The scripted faults, by the names that both sides give them.
+struct Faults {
+    std::uint32_t reject_every = 0, reject_next = 0;
+    std::uint32_t partial_fill_every = 0, partial_next = 0;
+    std::uint32_t fill_on_cancel_every = 0, fill_on_cancel_next = 0;
+    std::uint32_t unsolicited_cancel_every = 0, unsolicited_cancel_next = 0;
+    std::uint32_t replace_reject_every = 0, replace_reject_next = 0;
+};
+
+class SideBySide {
+public:
+    explicit SideBySide(const Settings& settings);
+
+    // Moves both clocks of both sides: the steady one by whole milliseconds, the wall clock by as much and `ns` more.
+    void let_pass(std::uint64_t ms, std::uint64_t ns = 0);
+    void arm(const Faults& faults);
+
+    std::string start_day();
+    std::string start_session();
+    std::string handle(const Request& request);
+    std::string drop(int client);
+    std::string cancel_unsolicited();
+    std::string tick();
+    // Takes what waits for delivery, as a pass of the main loop would.
+    void deliver();
+
+    // Compares all books in full, the order of the queues included; the operations look at the touched products only.
+    std::string compare_all_books();
+
+    LiteralVenue venue;
+
+private:
+    std::string compare(const std::string& found);
+    std::string compare_outboxes();
+    std::string compare_feeds();
+    std::string compare_truths();
+    std::string compare_counters() const;
+    std::string compare_book(std::uint32_t product_id) const;
+    std::string compare_queues();
+
+    Clock clock_;
+    Bench bench_;
+    DomFeed feed_;
+    Generator generator_;
+    Engine engine_;
+    LinesOf order_truth_;
+    LinesOf book_truth_;
+    FeedBook feed_book_;
+    std::uint64_t compared_sequence_ = 0;
+    std::vector<std::uint32_t> touched_products_;
+};
+
+}  // namespace kavo::model
