@@ -13,9 +13,9 @@ namespace kavo {
 struct BenchCounters {
     std::uint64_t orders = 0;  // new orders that passed every check
     std::uint64_t accepts = 0;
-    std::uint64_t fills = 0;            // one for each side that is a client
-    std::uint64_t partials = 0;         // partial fills that fired
-    std::uint64_t cancels = 0;          // by the system-cancel routine, whatever the cause
+    std::uint64_t fills = 0;     // one for each side that is a client
+    std::uint64_t partials = 0;  // partial fills that fired
+    std::uint64_t cancels = 0;   // by the system-cancel routine, whatever the cause
     std::uint64_t replaces = 0;
     std::uint64_t rejects = 0;          // scripted rejects only
     std::uint64_t replace_rejects = 0;  // for a duplicate id, a wrong participant, price or size

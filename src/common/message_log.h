@@ -1,4 +1,5 @@
-// Numbered messages, oldest first, without gaps: the history of the feed and the stream of a user are both one of these.
+// Numbered messages, oldest first, without gaps: the history of the feed and the stream of a user are both one of
+// these.
 #pragma once
 
 #include <cstddef>

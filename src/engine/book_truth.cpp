@@ -1,5 +1,5 @@
-// The best levels of a book after each of its changes, one JSON line, tied to the feed by the number of the message that
-// published the change.
+// The best levels of a book after each of its changes, one JSON line, tied to the feed by the number of the message
+// that published the change.
 #include "common/text.h"
 #include "engine/engine.h"
 

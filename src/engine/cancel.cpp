@@ -32,7 +32,8 @@ void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, Outb
 // The client sees its execution before the reject of its cancel; messages for others stay queued.
 void Engine::lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
     ++bench_.counters.race_fills;
-    std::fprintf(stderr, "bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
+    std::fprintf(stderr,
+                 "bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
                  order.client_order_id.str().c_str());
     fill_resting(order, order.leaves, order.price, now_ns, PartialFills::never);
     OutboundMessages others;

@@ -9,7 +9,8 @@ void Engine::client_dropped(ClientHandle client, const std::string& username) {
     std::size_t count = 0;
     if (!settings_.acod) {
         for (const Order* order = client_orders_.first_of(client); order != nullptr; order = order->later) ++count;
-        std::fprintf(stderr, "bench: ACOD off (Do Not Cancel All Open Orders): %zu open order(s) of %s stay on the book\n",
+        std::fprintf(stderr,
+                     "bench: ACOD off (Do Not Cancel All Open Orders): %zu open order(s) of %s stay on the book\n",
                      count, username.c_str());
         return;
     }
@@ -19,8 +20,8 @@ void Engine::client_dropped(ClientHandle client, const std::string& username) {
         ++bench_.counters.disconnect_cancels;
         ++count;
     }
-    std::fprintf(stderr, "bench: ACOD (Cancel All Open Orders): cancelled %zu open order(s) of %s on disconnect\n", count,
-                 username.c_str());
+    std::fprintf(stderr, "bench: ACOD (Cancel All Open Orders): cancelled %zu open order(s) of %s on disconnect\n",
+                 count, username.c_str());
 }
 
 void Engine::cancel_unsolicited() {

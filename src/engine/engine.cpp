@@ -19,8 +19,8 @@ void Engine::add_product(std::string_view symbol, double reference) {
 void Engine::start_session(ClientHandle client, OutboundMessages& answers) const {
     answers.push_back({client, build(meo::StartOfSession{clock_.wall_ns(), settings_.session})});
     for (const Product& product : products_) {
-        answers.push_back({client, build(meo::SymbolUpdate{clock_.wall_ns(), product.id, product.symbol,
-                                                           product.listing_market})});
+        answers.push_back(
+            {client, build(meo::SymbolUpdate{clock_.wall_ns(), product.id, product.symbol, product.listing_market})});
     }
 }
 

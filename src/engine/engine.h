@@ -29,9 +29,9 @@ struct EngineSettings {
 struct OrderEvent {
     std::string_view event;
     std::string_view client_order_id;
-    std::uint64_t order_id = 0;   // 0 when none was assigned
+    std::uint64_t order_id = 0;  // 0 when none was assigned
     std::string_view symbol = {};
-    char side = ' ';              // 'B', 'S', or a blank when there is none
+    char side = ' ';  // 'B', 'S', or a blank when there is none
     std::uint32_t quantity = 0;
     Price price = 0;
     std::uint32_t executed = 0;

@@ -43,7 +43,8 @@ std::uint32_t Engine::cut_by_fault(const Order& order, std::uint32_t quantity, P
     const std::uint32_t round_lots = order.leaves / 200 * 100;
     const std::uint32_t cut = round_lots != 0 ? round_lots : order.leaves / 2;
     ++bench_.counters.partials;
-    std::fprintf(stderr, "bench: partial fill of %s: %u of %u\n", order.client_order_id.str().c_str(), cut, order.leaves);
+    std::fprintf(stderr, "bench: partial fill of %s: %u of %u\n", order.client_order_id.str().c_str(), cut,
+                 order.leaves);
     return cut;
 }
 

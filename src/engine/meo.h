@@ -38,7 +38,14 @@ struct Mpid {
     bool operator==(const Mpid&) const = default;
 };
 
-enum class TimeInForce : char { day = 'D', extended = 'E', fill_or_kill = 'F', immediate = 'I', regular = 'R', timed = 'T' };
+enum class TimeInForce : char {
+    day = 'D',
+    extended = 'E',
+    fill_or_kill = 'F',
+    immediate = 'I',
+    regular = 'R',
+    timed = 'T'
+};
 enum class OrderType : char { limit = '1', market = '2' };
 
 // The bits of `order_flags` that mean something here.

@@ -30,8 +30,8 @@ struct Echo {
     Letter g;
 };
 constexpr Echo echo_from(std::size_t at) {
-    return {{at},           {at + 4},      {at + 12}, {at + 13, 16},  {at + 29, 4},
-            {at + 33}, {at + 41}, {at + 45}, {at + 53, 4}, {at + 57}};
+    return {{at},      {at + 4},  {at + 12}, {at + 13, 16}, {at + 29, 4},
+            {at + 33}, {at + 41}, {at + 45}, {at + 53, 4},  {at + 57}};
 }
 constexpr bool echo_adjoins(Echo echo) {
     return adjoin(echo.a, echo.b, echo.c, echo.text_a, echo.text_b, echo.d, echo.e, echo.f, echo.text_c, echo.g);
@@ -53,8 +53,7 @@ inline constexpr Unread tail{120, 11};
 inline constexpr std::size_t min_size = end_of(tail);  // the tail must be there but is never read
 static_assert(adjoin(type, unread, mpid, client_order_id, product_id, price, quantity, order_flags, tif, order_type,
                      echo.a) &&
-              echo_adjoins(echo) && adjoin(echo.g, expire_time, tail) &&
-              min_size == 131);
+              echo_adjoins(echo) && adjoin(echo.g, expire_time, tail) && min_size == 131);
 }  // namespace new_order
 
 namespace modify {  // "M1", client to venue

@@ -29,8 +29,8 @@ OrderEvent Engine::event_of(std::string_view event, const Order& order) const {
             .executed = order.executed};
 }
 
-// Texts are written as they are: what a client put into its ids is what the test will look for. Each line is flushed, so
-// that the log tells all even when the process is killed.
+// Texts are written as they are: what a client put into its ids is what the test will look for. Each line is flushed,
+// so that the log tells all even when the process is killed.
 void Engine::write_order_truth(const OrderEvent& event) {
     std::ofstream& log = bench_.order_truth;
     if (!log.is_open() || !log.good()) return;

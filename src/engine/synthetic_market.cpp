@@ -19,8 +19,8 @@ std::int64_t mid_of(const Product& product) {
     return static_cast<std::int64_t>(cents * price_cent);
 }
 
-// A buy rests one to ten cents below the middle, a sell zero to nine above it: lopsided on purpose, so that the market's
-// own spread is never below a cent.
+// A buy rests one to ten cents below the middle, a sell zero to nine above it: lopsided on purpose, so that the
+// market's own spread is never below a cent.
 Price quote_price(std::int64_t mid, bool buy, std::uint64_t cents) {
     const auto middle = static_cast<std::uint64_t>(mid);
     const std::uint64_t raw = buy ? middle - 50 - price_cent * cents : middle + price_cent * cents + 50;

@@ -169,8 +169,12 @@ bool read(ByteView message, SeriesTradingStatus& record) {
 bool read(ByteView message, AddOrder& record) {
     namespace at = layout::add_order;
     if (!is_message(message, MessageType::add_order, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid), get(message, at::order_id),
-              get(message, at::side),          get(message, at::price), get(message, at::quantity),
+    record = {get(message, layout::timestamp),
+              get(message, at::secid),
+              get(message, at::order_id),
+              get(message, at::side),
+              get(message, at::price),
+              get(message, at::quantity),
               padded_text(message, at::attribution)};
     return true;
 }
@@ -193,8 +197,8 @@ bool read(ByteView message, DeleteOrder& record) {
 bool read(ByteView message, OrderExecuted& record) {
     namespace at = layout::order_executed;
     if (!is_message(message, MessageType::order_executed, at::size)) return false;
-    record = {get(message, layout::timestamp),   get(message, at::secid),  get(message, at::order_id),
-              get(message, at::match_number),    get(message, at::price),  get(message, at::quantity),
+    record = {get(message, layout::timestamp),    get(message, at::secid), get(message, at::order_id),
+              get(message, at::match_number),     get(message, at::price), get(message, at::quantity),
               get(message, at::resting_sell) != 0};
     return true;
 }

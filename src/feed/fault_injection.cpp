@@ -17,7 +17,8 @@ void DomFeed::flush() {
 
 void DomFeed::flush_datagram() {
     const std::uint64_t number = counters.packets;
-    const bool in_burst = number >= faults.drop_burst_start && number - faults.drop_burst_start < faults.drop_burst_count;
+    const bool in_burst =
+        number >= faults.drop_burst_start && number - faults.drop_burst_start < faults.drop_burst_count;
     if (fault_fires(number, faults.drop_every, faults.drop_next, in_burst)) {
         ++counters.dropped;
         std::fprintf(stderr, "kavo_me fault: dropped seq %llu (packet %llu, %zu message(s))\n",

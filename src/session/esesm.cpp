@@ -43,7 +43,8 @@ bool parse_login_request(ByteView payload, LoginRequest& request) {
     if (payload.size() < at::min_size + count * at::entry::size) return false;
     for (std::size_t i = 0; i < count; ++i) {
         const ByteView entry = payload.subspan(at::min_size + i * at::entry::size, at::entry::size);
-        request.entries.push_back({get(entry, at::entry::matching_engine_id), get(entry, at::entry::requested_sequence)});
+        request.entries.push_back(
+            {get(entry, at::entry::matching_engine_id), get(entry, at::entry::requested_sequence)});
     }
     return true;
 }
@@ -95,8 +96,7 @@ std::optional<ReceiveBuffer::Packet> ReceiveBuffer::cut() {
     const std::size_t size = end_of(at::length) + length;
     if (rest.size() < size) return std::nullopt;
     cut_ += size;
-    return Packet{static_cast<PacketType>(get(rest, at::type)),
-                  rest.subspan(at::header_size, size - at::header_size)};
+    return Packet{static_cast<PacketType>(get(rest, at::type)), rest.subspan(at::header_size, size - at::header_size)};
 }
 
 Bytes& ReceiveBuffer::incoming() {

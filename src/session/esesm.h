@@ -120,7 +120,8 @@ struct LoginResponseEntry {
     std::uint64_t highest_sequence = 0;  // the last number assigned, 0 when there was none
 };
 
-// False when the payload is cut short; `request` then holds nothing to rely on. Bytes behind the last entry are ignored.
+// False when the payload is cut short; `request` then holds nothing to rely on. Bytes behind the last entry are
+// ignored.
 bool parse_login_request(ByteView payload, LoginRequest& request);
 
 // Builders give one whole packet, ready to be sent. A payload is at most 65,534 bytes; nobody hands them more.

@@ -1,0 +1,73 @@
+// The simulator: builds everything in order, runs the loop, reports. Everything lives here until the process ends.
+#include <cstdlib>
+
+#include "app/bench.h"
+#include "app/main_loop.h"
+#include "app/options.h"
+#include "app/statistics.h"
+#include "common/socket.h"
+#include "feed/multicast_sender.h"
+
+namespace kavo {
+namespace {
+
+constexpr int meo_backlog = 8;
+constexpr int exit_no_listener = 1;
+constexpr int exit_bad_configuration = 2;
+
+std::string environment(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr ? value : "";
+}
+
+void store_faults(FeedFaults& faults, const Options& options) {
+    const DropBurst burst = parse_drop_burst(options.drop_burst);
+    faults.drop_every = options.drop_every;
+    faults.dup_every = options.dup_every;
+    faults.reorder_every = options.reorder_every;
+    faults.drop_burst_start = burst.start;
+    faults.drop_burst_count = burst.count;
+}
+
+void prepare_bench(Bench& bench) {
+    if (const std::string path = environment("BENCH_ORDER_TRUTH"); !path.empty()) bench.open_order_truth(path);
+    if (const std::string text = environment("KAVO_ME_SCENARIO"); !text.empty()) bench.arm_scenario(text);
+}
+
+int run(const Options& options) {
+    const Clock clock;
+    const auto session = static_cast<std::uint8_t>(options.session);
+    Generator generator(options.seed);
+    const MulticastSender sender(options.mcast, options.port, options.iface);
+    DomFeed feed(session, clock, [&sender](ByteView datagram) { sender.send(datagram); });
+    store_faults(feed.faults, options);
+    Bench bench;
+    prepare_bench(bench);
+    Engine engine(feed, generator,
+                  {options.step_bps, options.touch_hit, options.quiet, session, options.acod, options.max_order_size},
+                  bench, clock);
+    if (!options.truth_out.empty()) engine.book_truth.open(options.truth_out, std::ios::out | std::ios::app);
+    for (const SymbolItem& item : parse_symbols(options.symbols)) engine.add_product(item.name, item.reference);
+    feed.send_start();
+    engine.start_day();
+
+    const int listener = open_listener(options.meo_port, meo_backlog, "kavo_me: MEO listen");
+    if (listener == no_socket) return exit_no_listener;
+    print_banner(options);
+    install_stop_handler();
+
+    OrderEntry order_entry(engine, feed, bench, clock, {send_packet, close_socket}, session, options.quiet);
+    MainLoop loop(listener, order_entry, engine, feed, clock, options.interval_ms);
+    loop.run();
+    print_final_report(bench, feed);
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+}  // namespace kavo
+
+int main(int argc, char** argv) {
+    const auto options = kavo::parse_options({argv + 1, static_cast<std::size_t>(argc - 1)});
+    if (!options) return kavo::exit_bad_configuration;
+    return kavo::run(*options);
+}

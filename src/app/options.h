@@ -1,0 +1,56 @@
+// The command line: every flag with its default, the two values that have a structure of their own, and the banner.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kavo {
+
+struct Options {
+    std::string mcast = "233.54.28.111";  // IPv4 dotted quad, like `iface`; neither is checked
+    std::uint16_t port = 25377;
+    std::string iface = "127.0.0.1";
+    std::uint16_t retrans_port = 25379;  // 0: no retransmission service
+    std::uint16_t meo_port = 28700;
+    int session = 1;  // 1..255
+    std::string symbols = "AAPL:190.00,MSFT:410.00,SPY:520.00";
+    std::int32_t interval_ms = 40;  // 0 ticks on every pass, a negative one never
+    double step_bps = 0.8;
+    double touch_hit = 0.15;
+    std::string book_out;  // paths; empty is none
+    std::string bbo_out;
+    std::uint32_t seed = 42;
+    std::uint32_t drop_every = 0;
+    std::string drop_burst;  // "start" or "start:count", datagram numbers
+    std::uint32_t dup_every = 0;
+    std::uint32_t reorder_every = 0;
+    std::string truth_out;
+    std::uint16_t control_port = 0;  // 0: no control port
+    bool acod = false;
+    std::uint32_t max_order_size = 25'000;
+    bool quiet = false;
+};
+
+// Reads the arguments behind the program's name. On a bad one prints what is wrong and gives nothing: the process ends
+// with status 2. A malformed number is not caught: it ends the process with the conversion's own error, deliberately.
+std::optional<Options> parse_options(std::span<const char* const> arguments);
+
+struct SymbolItem {
+    std::string name;          // may be empty, may come twice
+    double reference = 100.0;  // currency units
+};
+// The items of a symbol list, "NAME:PRICE" or "NAME", in the order written. Prices are converted here.
+std::vector<SymbolItem> parse_symbols(const std::string& text);
+
+struct DropBurst {
+    std::uint64_t start = 0;  // first datagram
+    std::uint32_t count = 0;
+};
+DropBurst parse_drop_burst(const std::string& text);
+
+void print_banner(const Options& options);
+
+}  // namespace kavo

@@ -1,0 +1,35 @@
+// Heartbeats, and the limits of a client's silence.
+#include <cstdio>
+
+#include "session/order_entry.h"
+
+namespace kavo {
+
+// During a lapse the venue keeps silent, but it goes on counting the client's silence.
+void OrderEntry::run_timers(std::uint64_t now_ms) {
+    for (const ClientHandle handle : open_) {
+        MeoClient& timed = client(handle);
+        if (!timed.open()) continue;
+        if (!timed.logged_in) {
+            if (elapsed_ms(now_ms, timed.connected_ms) < esesm::login_limit_ms) continue;
+            say_goodbye(timed, esesm::GoodbyeReason::login_timeout, esesm::login_timeout_text);
+            continue;
+        }
+        const bool idle = elapsed_ms(now_ms, timed.last_sent_ms) >= heartbeat_interval_ms;
+        if (idle && !bench_.in_lapse(clock_.steady_ms())) send(timed, esesm::server_heartbeat);
+        if (elapsed_ms(now_ms, timed.last_received_ms) < silence_limit_ms) continue;
+        std::fprintf(stderr, "[kavo_me] client %d (%s) timed out\n", timed.fd, timed.username.c_str());
+        drop(handle, "3 heartbeat intervals of silence", Announce::yes);
+    }
+}
+
+void OrderEntry::announce_lapse(std::uint64_t now_ms) {
+    if (bench_.lapse_announced || !bench_.in_lapse(now_ms)) return;
+    std::fprintf(stderr,
+                 "bench: going silent for %llu ms (no heartbeats; the client should disconnect after 3 s and log in "
+                 "again with its next expected sequence)\n",
+                 static_cast<unsigned long long>(bench_.lapse_until_ms - now_ms));
+    bench_.lapse_announced = true;
+}
+
+}  // namespace kavo

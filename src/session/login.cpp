@@ -1,0 +1,112 @@
+// A login: the checks in their order, the reject, and the acceptance with everything the user has missed.
+#include <algorithm>
+#include <cstdio>
+
+#include "session/order_entry.h"
+
+namespace kavo {
+
+using esesm::LoginStatus;
+
+namespace {
+
+constexpr std::string_view application_protocol = "MEO";  // whatever follows it passes
+constexpr std::uint8_t any_engine = 0;
+
+unsigned long long printable(std::uint64_t number) {
+    return number;
+}
+
+// Whatever is wrong with the place in the stream, the client may ask again on the same connection.
+bool may_try_again(LoginStatus status) {
+    return status == LoginStatus::invalid_start_sequence || status == LoginStatus::invalid_session ||
+           status == LoginStatus::engine_unavailable;
+}
+
+}  // namespace
+
+void OrderEntry::log_in(ClientHandle handle, ByteView payload) {
+    esesm::LoginRequest request;
+    if (!esesm::parse_login_request(payload, request)) {
+        return say_goodbye(client(handle), esesm::GoodbyeReason::bad_packet, esesm::malformed_login_text);
+    }
+    // Even a login that is rejected leaves a stream for its name, deliberately before the checks.
+    SessionStream& stream = streams_[request.username];
+    const LoginStatus status = check(handle, request, stream);
+    if (status != LoginStatus::successful) return reject(client(handle), request, stream, status);
+    accept(handle, request, stream);
+}
+
+LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& request,
+                              const SessionStream& stream) const {
+    const auto has_user = [&](ClientHandle other) {
+        const MeoClient& client = clients_[static_cast<std::size_t>(other)];
+        return other != handle && client.open() && client.logged_in && client.username == request.username;
+    };
+    if (request.session_protocol_version != esesm::session_protocol) return LoginStatus::incompatible_session;
+    if (!request.application_protocol_version.starts_with(application_protocol)) {
+        return LoginStatus::incompatible_application;
+    }
+    if (request.entries.size() != 1) return LoginStatus::invalid_engine_count;
+    if (request.username.empty() || request.computer_id.empty()) return LoginStatus::invalid_user;
+    if (std::any_of(open_.begin(), open_.end(), has_user)) return LoginStatus::already_logged_in;
+    const esesm::LoginRequest::Entry& entry = request.entries.front();
+    if (entry.matching_engine_id != any_engine && entry.matching_engine_id != session_) {
+        return LoginStatus::invalid_session;
+    }
+    if (entry.requested_sequence > stream.next_sequence()) return LoginStatus::invalid_start_sequence;
+    return LoginStatus::successful;
+}
+
+void OrderEntry::reject(MeoClient& client, const esesm::LoginRequest& request, const SessionStream& stream,
+                        LoginStatus status) {
+    const std::string_view text = login_status_text(status);
+    const std::uint64_t requested = request.entries.empty() ? 0 : request.entries.front().requested_sequence;
+    ++bench_.counters.rejected_logins;
+    std::fprintf(stderr, "bench: login %s REJECTED (%c: %s; requested seq %llu, stream next %llu)\n",
+                 request.username.c_str(), static_cast<char>(status), std::string(text).c_str(), printable(requested),
+                 printable(stream.next_sequence()));
+    send(client, esesm::build_login_response({{status, session_, stream.next_sequence() - 1}}));
+    if (!may_try_again(status)) say_goodbye(client, esesm::GoodbyeReason::done, text);
+}
+
+void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request, SessionStream& stream) {
+    MeoClient& user = client(handle);
+    user.username = request.username;
+    user.stream = &stream;
+    user.logged_in = true;
+    ++bench_.counters.logins;
+
+    const std::uint64_t requested = request.entries.front().requested_sequence;
+    const std::uint64_t next = stream.next_sequence();
+    const std::uint64_t accepted = std::max(stream.stored.oldest(), requested == 0 ? next : requested);
+    std::fprintf(
+        stderr, "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
+        user.username.c_str(), printable(requested), printable(next), printable(accepted), printable(next - accepted));
+    send(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), accepted < next);
+    if (accepted < next) replay(user, accepted);
+
+    if (stream.stored.size() == 0) {
+        answers_.clear();
+        engine_.start_session(handle, answers_);
+        deliver(user, answers_);
+    }
+    if (bench_.lapse_ms > 0 && !bench_.scenario_lapse_started) {
+        bench_.scenario_lapse_started = true;
+        bench_.start_lapse(clock_.steady_ms(), static_cast<std::uint64_t>(bench_.lapse_ms));
+    }
+    if (!quiet_) std::fprintf(stderr, "[kavo_me] login %s accepted\n", user.username.c_str());
+}
+
+// Everything stored from `from` on. A lapse silences what is new, not this: it is how a client gets over a lapse.
+void OrderEntry::replay(MeoClient& client, std::uint64_t from) {
+    const SessionStream& stream = *client.stream;
+    ++bench_.counters.replays;
+    bench_.counters.replayed += stream.next_sequence() - from;
+    for (std::uint64_t number = from; number < stream.next_sequence(); ++number) {
+        send(client, stream.stored.at(number), true);
+    }
+    send(client, esesm::replay_complete);
+}
+
+}  // namespace kavo

@@ -1,0 +1,61 @@
+// A client's requests: recognised, handed to the engine, answered, and sometimes the last thing its connection sees.
+#include <cstdio>
+
+#include "session/order_entry.h"
+
+namespace kavo {
+
+namespace {
+
+constexpr std::size_t type_size = meo::layout::type.size;
+constexpr std::string_view scripted_disconnect_text =
+    "scripted: the client must log in again with its next expected sequence";
+
+}  // namespace
+
+void OrderEntry::dispatch(ClientHandle handle, ByteView message) {
+    if (message.size() < type_size) return;
+    answers_.clear();
+    if (!handle_request(handle, message)) return end_bad_session(handle, message);
+    deliver(client(handle), answers_);
+    feed_.flush();
+    disconnect_when_scripted(handle);
+}
+
+// False for a type that nobody knows and for a message that is too short for its type.
+bool OrderEntry::handle_request(ClientHandle handle, ByteView message) {
+    if (meo::NewOrderRequest request; meo::parse_new_order(message, request)) {
+        engine_.new_order(handle, request, answers_);
+        return true;
+    }
+    if (meo::CancelRequest request; meo::parse_cancel(message, request)) {
+        engine_.cancel(handle, request, answers_);
+        return true;
+    }
+    if (meo::ModifyRequest request; meo::parse_modify(message, request)) {
+        engine_.modify(handle, request, answers_);
+        return true;
+    }
+    return false;
+}
+
+void OrderEntry::end_bad_session(ClientHandle handle, ByteView message) {
+    MeoClient& sender = client(handle);
+    const std::string type(as_text(message.first(type_size)));
+    std::fprintf(stderr, "bench: bad MEO message '%s' (%zu bytes) from %s — goodbye\n", type.c_str(), message.size(),
+                 sender.username.c_str());
+    send(sender, esesm::build_goodbye(esesm::GoodbyeReason::bad_packet, "unknown or malformed application message"));
+    drop(handle, "bad packet", Announce::yes);
+}
+
+// The scenario drops a client once per run; the request of the person at the controls shares its path and its mark.
+void OrderEntry::disconnect_when_scripted(ClientHandle handle) {
+    const bool due =
+        bench_.disconnect_after != 0 && bench_.counters.orders >= bench_.disconnect_after && !bench_.disconnect_done;
+    if (!due && !bench_.disconnect_requested) return;
+    bench_.disconnect_done = true;
+    bench_.disconnect_requested = false;
+    drop(handle, bench_.disconnect_after != 0 ? scripted_disconnect_text : "driven", Announce::yes);
+}
+
+}  // namespace kavo
