@@ -1,0 +1,97 @@
+#include "support/feed_reader.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "common/socket.h"
+#include "support/process.h"
+#include "support/transcript.h"
+
+namespace kavo::test {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr int receive_buffer_bytes = 4 << 20;  // a receiver that is late must not lose what the test wants to see
+
+int open_receiver(const std::string& address, std::uint16_t port) {
+    const int receiver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(receiver, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(receiver, SOL_SOCKET, SO_RCVBUF, &receive_buffer_bytes, sizeof receive_buffer_bytes);
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr = to_address(address);
+    if (bind(receiver, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+        throw std::runtime_error("cannot listen to the feed");
+    }
+    return receiver;
+}
+
+}  // namespace
+
+// SO_REUSEADDR would let two tests share a port, but the system never chooses one that is taken.
+FeedReader::FeedReader() : socket_(open_receiver("127.0.0.1", 0)) {}
+
+FeedReader::FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address)
+    : socket_(open_receiver(group, port)) {
+    ip_mreq membership{to_address(group), to_address(interface_address)};
+    if (setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0) {
+        throw std::runtime_error("cannot join " + group);
+    }
+}
+
+FeedReader::~FeedReader() {
+    close(socket_);
+}
+
+std::uint16_t FeedReader::port() const {
+    sockaddr_in name{};
+    socklen_t size = sizeof name;
+    getsockname(socket_, reinterpret_cast<sockaddr*>(&name), &size);
+    return ntohs(name.sin_port);
+}
+
+std::optional<Bytes> FeedReader::next_datagram(std::chrono::milliseconds longest) {
+    pollfd polled{socket_, POLLIN, 0};
+    if (poll(&polled, 1, static_cast<int>(longest.count())) <= 0) return std::nullopt;
+    Bytes datagram(65'536);
+    const ssize_t size = recv(socket_, datagram.data(), datagram.size(), 0);
+    if (size < 0) return std::nullopt;
+    datagram.resize(static_cast<std::size_t>(size));
+    return datagram;
+}
+
+std::optional<FeedReader::Packet> FeedReader::next_packet(std::chrono::milliseconds longest) {
+    if (packets_.empty()) {
+        const std::optional<Bytes> datagram = next_datagram(longest);
+        if (!datagram) return std::nullopt;
+        ByteView rest = *datagram;
+        while (const auto packet = mach::take_packet(rest)) {
+            packets_.push_back({packet->header, Bytes(packet->message.begin(), packet->message.end())});
+        }
+        if (packets_.empty()) throw std::runtime_error("a datagram without packets");
+    }
+    Packet packet = std::move(packets_.front());
+    packets_.pop_front();
+    return packet;
+}
+
+std::string FeedReader::next_message(const std::string& start) {
+    const auto deadline = steady_clock::now() + patience;
+    while (steady_clock::now() < deadline) {
+        const std::optional<Packet> packet = next_packet(std::chrono::milliseconds(100));
+        if (!packet || packet->message.empty()) continue;
+        const std::string text = dom_text(packet->message);
+        if (text.starts_with(start)) return text;
+    }
+    return {};
+}
+
+}  // namespace kavo::test

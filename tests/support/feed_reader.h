@@ -1,0 +1,46 @@
+// A receiver of the feed: datagrams from a socket, taken apart into numbered messages.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+#include "common/bytes.h"
+#include "feed/mach.h"
+
+namespace kavo::test {
+
+class FeedReader {
+public:
+    // Listens on a UDP port of 127.0.0.1 that the system chooses: for a feed sent with --mcast 127.0.0.1.
+    FeedReader();
+    // Joins a multicast group on an interface.
+    FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address);
+    ~FeedReader();
+    FeedReader(const FeedReader&) = delete;
+    FeedReader& operator=(const FeedReader&) = delete;
+
+    std::uint16_t port() const;
+
+    // The next datagram whole; nothing when none comes in time.
+    std::optional<Bytes> next_datagram(std::chrono::milliseconds longest);
+
+    struct Packet {
+        mach::Header header;
+        Bytes message;
+    };
+    // The next packet, from the next datagram when this one is used up; nothing when none comes in time.
+    std::optional<Packet> next_packet(std::chrono::milliseconds longest);
+
+    // The first message whose text begins with `start`, start of a line as in transcript.h; what comes before it is
+    // skipped. Empty when none comes in the usual patience.
+    std::string next_message(const std::string& start);
+
+private:
+    int socket_;
+    std::deque<Packet> packets_;  // of the latest datagram
+};
+
+}  // namespace kavo::test

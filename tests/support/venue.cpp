@@ -1,0 +1,161 @@
+#include "support/venue.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "feed/dom_layout.h"
+#include "support/transcript.h"
+
+namespace kavo::test {
+
+namespace {
+
+constexpr std::uint8_t session_number = 1;
+constexpr int first_fd = 100;  // of the descriptors that stand for connections
+
+std::string answers_text(const OutboundMessages& messages) {
+    std::vector<std::string> lines;
+    for (const OutboundMessage& message : messages) lines.push_back(meo_text(message.message.bytes()));
+    return joined(lines);
+}
+
+std::string levels_text(const BookSide& side) {
+    std::string text;
+    for (const auto& [rank, level] : side.levels()) {
+        if (!text.empty()) text += ' ';
+        text += std::to_string(level.total) + "@" + price_text(to_wire(level.price));
+    }
+    return text;
+}
+
+std::string temporary_file() {
+    std::string path = "/tmp/kavo_me_truth_XXXXXX";
+    close(mkstemp(path.data()));
+    return path;
+}
+
+Clock standing_clock() {
+    Clock clock;
+    clock.stand_at(Venue::start_ms, Venue::start_wall_ns);
+    return clock;
+}
+
+}  // namespace
+
+Venue::Venue(const VenueSettings& settings)
+    : clock(standing_clock()),
+      generator(settings.seed),
+      feed(session_number, clock,
+           [this](ByteView datagram) { datagrams.emplace_back(datagram.begin(), datagram.end()); }),
+      engine(feed, generator, settings.engine, bench, clock),
+      order_entry(engine, feed, bench, clock,
+                  {[this](int fd, ByteView packet, bool more_follows) {
+                       connections[fd].packets.emplace_back(packet.begin(), packet.end());
+                       connections[fd].more_follows.push_back(more_follows);
+                   },
+                   [this](int fd) { connections[fd].closed = true; }},
+                  session_number, settings.quiet),
+      truth_path_(temporary_file()) {
+    bench.open_order_truth(truth_path_);
+    for (const std::string& symbol : settings.symbols) engine.add_product(symbol, settings.reference);
+    if (settings.seeded) engine.start_day();
+}
+
+Venue::~Venue() {
+    unlink(truth_path_.c_str());
+}
+
+std::string Venue::enter(const NewOrder& order, ClientHandle client) {
+    meo::NewOrderRequest request;
+    OutboundMessages answers;
+    const Bytes message = order.bytes();
+    if (!meo::parse_new_order(message, request)) return "not a new order";
+    engine.new_order(client, request, answers);
+    return answers_text(answers);
+}
+
+std::string Venue::replace(const Replace& replacement, ClientHandle client) {
+    meo::ModifyRequest request;
+    OutboundMessages answers;
+    if (!meo::parse_modify(replacement.bytes(), request)) return "not a modify";
+    engine.modify(client, request, answers);
+    return answers_text(answers);
+}
+
+std::string Venue::cancel(const Cancel& cancellation, ClientHandle client) {
+    meo::CancelRequest request;
+    OutboundMessages answers;
+    if (!meo::parse_cancel(cancellation.bytes(), request)) return "not a cancel";
+    engine.cancel(client, request, answers);
+    return answers_text(answers);
+}
+
+std::string Venue::told(ClientHandle client) {
+    OutboundMessages mine;
+    OutboundMessages others;
+    for (const OutboundMessage& message : engine.outbox) (message.client == client ? mine : others).push_back(message);
+    engine.outbox = others;
+    return answers_text(mine);
+}
+
+std::vector<Bytes> Venue::published_bytes() {
+    std::vector<Bytes> messages;
+    for (; published_ < feed.last_sequence(); ++published_) {
+        const ByteView message = feed.message(published_ + 1);
+        messages.emplace_back(message.begin(), message.end());
+    }
+    return messages;
+}
+
+std::string Venue::published() {
+    std::vector<std::string> lines;
+    for (const Bytes& message : published_bytes()) {
+        if (get(message, dom::layout::type) == static_cast<std::uint8_t>(dom::MessageType::system_time)) continue;
+        lines.push_back(dom_text(message));
+    }
+    return joined(lines);
+}
+
+std::string Venue::bids(std::uint32_t product_id) const {
+    return levels_text(engine.products()[product_id - 1].bids);
+}
+
+std::string Venue::asks(std::uint32_t product_id) const {
+    return levels_text(engine.products()[product_id - 1].asks);
+}
+
+std::vector<std::string> Venue::truth() {
+    std::ifstream log(truth_path_);
+    log.seekg(truth_read_);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(log, line);) {
+        truth_read_ += static_cast<std::streamoff>(line.size()) + 1;
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+ClientHandle Venue::connect() {
+    return order_entry.open_client(first_fd + static_cast<int>(order_entry.clients_ever()));
+}
+
+ClientHandle Venue::log_in(const std::string& username, std::uint64_t requested_sequence) {
+    const ClientHandle client = connect();
+    send(client, 'l', test::login(username, requested_sequence).payload());
+    return client;
+}
+
+void Venue::send(ClientHandle client, char packet_type, ByteView payload) {
+    order_entry.receive(client, esesm::build_packet(static_cast<esesm::PacketType>(packet_type), payload));
+}
+
+std::string Venue::heard(ClientHandle client) {
+    std::vector<std::string> lines;
+    const std::vector<Bytes>& packets = connections[first_fd + client].packets;
+    for (std::size_t& next = heard_[client]; next < packets.size(); ++next) lines.push_back(packet_text(packets[next]));
+    return joined(lines);
+}
+
+}  // namespace kavo::test

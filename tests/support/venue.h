@@ -1,0 +1,83 @@
+// The whole venue inside a test, without sockets: engine, sessions, feed and bench on a clock that stands still.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "session/order_entry.h"
+#include "support/requests.h"
+
+namespace kavo::test {
+
+struct VenueSettings {
+    std::vector<std::string> symbols = {"AAPL"};  // product ids follow the order
+    double reference = 190.0;                     // of every symbol
+    EngineSettings engine;
+    bool seeded = false;  // true: the day is started, so the books hold the synthetic market's first quotes
+    std::uint32_t seed = 42;
+    bool quiet = true;
+};
+
+// Requests go straight to the engine, as if a session had parsed them. What comes back, and what went out on the feed
+// since the last call, is text: see transcript.h.
+class Venue {
+public:
+    explicit Venue(const VenueSettings& settings = {});
+    ~Venue();
+    Venue(const Venue&) = delete;
+    Venue& operator=(const Venue&) = delete;
+
+    // The answers to a request of a client.
+    std::string enter(const NewOrder& order, ClientHandle client = 0);
+    std::string replace(const Replace& request, ClientHandle client = 0);
+    std::string cancel(const Cancel& request, ClientHandle client = 0);
+
+    // What the engine has to say to this client without having been asked, taken out of its outbox.
+    std::string told(ClientHandle client);
+    // What was published since the last call, System Time left out.
+    std::string published();
+    std::vector<Bytes> published_bytes();
+    // A side of a book, best level first: "300@189.99 100@189.98".
+    std::string bids(std::uint32_t product_id = 1) const;
+    std::string asks(std::uint32_t product_id = 1) const;
+
+    // The order truth log's lines since the last call, whole.
+    std::vector<std::string> truth();
+
+    Clock clock;
+    Generator generator;
+    Bench bench;
+    std::vector<Bytes> datagrams;  // everything that left towards the receivers
+    DomFeed feed;
+    Engine engine;
+
+    // What the clients' connections were sent, packet by packet, and which of them were closed.
+    struct Connection {
+        std::vector<Bytes> packets;
+        std::vector<bool> more_follows;  // for each packet
+        bool closed = false;
+    };
+    std::map<int, Connection> connections;  // by descriptor
+    OrderEntry order_entry;
+
+    // A client on a connection of its own; with `log_in`, one that has a login behind it.
+    ClientHandle connect();
+    ClientHandle log_in(const std::string& username, std::uint64_t requested_sequence = 0);
+    // Bytes, or one packet, as they come in from a client.
+    void send(ClientHandle client, char packet_type, ByteView payload = {});
+    void request(ClientHandle client, ByteView message) { send(client, 'U', message); }
+    // The packets sent to a client since the last call, joined by " | ".
+    std::string heard(ClientHandle client);
+
+    static constexpr std::uint64_t start_ms = 1'000'000;
+    static constexpr std::uint64_t start_wall_ns = 1'700'000'000'123'456'789;
+
+private:
+    std::size_t published_ = 0;
+    std::map<ClientHandle, std::size_t> heard_;
+    std::string truth_path_;
+    std::streamoff truth_read_ = 0;
+};
+
+}  // namespace kavo::test

@@ -1,0 +1,125 @@
+#include "support/wire_client.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "common/socket.h"
+#include "support/process.h"
+#include "support/transcript.h"
+
+namespace kavo::test {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds heartbeat_interval{500};
+
+}  // namespace
+
+WireClient::WireClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in venue{};
+    venue.sin_family = AF_INET;
+    venue.sin_port = htons(port);
+    venue.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(socket_, reinterpret_cast<const sockaddr*>(&venue), sizeof venue) != 0) {
+        close(socket_);
+        throw std::runtime_error("nobody listens on port " + std::to_string(port));
+    }
+    const int on = 1;
+    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+WireClient::~WireClient() {
+    close(socket_);
+}
+
+void WireClient::send_bytes(ByteView bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) return;  // the venue has gone; reading will tell
+        bytes = bytes.subspan(static_cast<std::size_t>(sent));
+    }
+}
+
+void WireClient::send_packet(char type, ByteView payload) {
+    send_bytes(esesm::build_packet(static_cast<esesm::PacketType>(type), payload));
+}
+
+void WireClient::log_in(const Login& login) {
+    send_packet('l', login.payload());
+}
+void WireClient::send(const NewOrder& order) {
+    send_packet('U', order.bytes());
+}
+void WireClient::send(const Replace& request) {
+    send_packet('U', request.bytes());
+}
+void WireClient::send(const Cancel& request) {
+    send_packet('U', request.bytes());
+}
+void WireClient::send_heartbeat() {
+    send_packet('1');
+}
+
+std::optional<Bytes> WireClient::take_packet() {
+    namespace at = esesm::layout::packet;
+    if (received_.size() < at::header_size) return std::nullopt;
+    const auto size = static_cast<std::ptrdiff_t>(end_of(at::length) + get(received_, at::length));
+    if (received_.size() < static_cast<std::size_t>(size)) return std::nullopt;
+    Bytes packet(received_.begin(), received_.begin() + size);
+    received_.erase(received_.begin(), received_.begin() + size);
+    if (get(packet, at::type) == static_cast<char>(esesm::PacketType::sequenced_data)) {
+        last_sequence_ = get(packet, esesm::layout::sequenced_packet::sequence);
+    }
+    return packet;
+}
+
+std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
+    const auto deadline = steady_clock::now() + longest;
+    while (true) {
+        if (auto packet = take_packet()) return packet;
+        const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
+        if (closed_ || left.count() < 0) return std::nullopt;
+        pollfd polled{socket_, POLLIN, 0};
+        if (poll(&polled, 1, static_cast<int>(left.count())) <= 0) return std::nullopt;
+        std::uint8_t chunk[65'536];
+        const ssize_t count = recv(socket_, chunk, sizeof chunk, 0);
+        if (count <= 0) {
+            closed_ = true;
+        } else {
+            received_.insert(received_.end(), chunk, chunk + count);
+        }
+    }
+}
+
+std::optional<Bytes> WireClient::next_packet() {
+    const auto deadline = steady_clock::now() + patience;
+    while (steady_clock::now() < deadline) {
+        const auto packet = next_packet_of_any_kind(heartbeat_interval);
+        if (packet && packet_text(*packet) != "heartbeat") return packet;
+        if (closed_) return std::nullopt;
+        if (!packet) send_heartbeat();
+    }
+    return std::nullopt;
+}
+
+std::string WireClient::next() {
+    const auto packet = next_packet();
+    if (packet) return packet_text(*packet);
+    return closed_ ? "closed" : "silence";
+}
+
+std::string WireClient::next(std::size_t count) {
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < count; ++i) lines.push_back(next());
+    return joined(lines);
+}
+
+}  // namespace kavo::test

@@ -1,0 +1,57 @@
+// An order-entry client on a real TCP connection, as a trading system would be: blocking, and in no hurry.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/bytes.h"
+#include "session/esesm.h"
+#include "support/requests.h"
+
+namespace kavo::test {
+
+class WireClient {
+public:
+    // Connects to 127.0.0.1; throws when nobody listens.
+    explicit WireClient(std::uint16_t port);
+    ~WireClient();
+    WireClient(const WireClient&) = delete;
+    WireClient& operator=(const WireClient&) = delete;
+
+    void send_bytes(ByteView bytes);
+    void send_packet(char type, ByteView payload = {});
+    void log_in(const Login& login);
+    void send(const NewOrder& order);
+    void send(const Replace& request);
+    void send(const Cancel& request);
+    void send_heartbeat();
+
+    // The next whole packet that is no heartbeat; nothing when the venue has closed the connection or keeps silent for
+    // longer than the usual patience. While it waits, the client sends its own heartbeats.
+    std::optional<Bytes> next_packet();
+    // The same as a line of text, see transcript.h: "closed" and "silence" for nothing.
+    std::string next();
+    // The next `count` lines, joined by " | ".
+    std::string next(std::size_t count);
+
+    // The next packet of any kind, heartbeats included, waiting as long as told and sending nothing.
+    std::optional<Bytes> next_packet_of_any_kind(std::chrono::milliseconds longest);
+
+    // The number of the latest sequenced message that was read; the next login asks for the one after it.
+    std::uint64_t last_sequence() const { return last_sequence_; }
+    bool closed() const { return closed_; }
+    int socket() const { return socket_; }
+
+private:
+    std::optional<Bytes> take_packet();
+
+    int socket_;
+    Bytes received_;
+    bool closed_ = false;
+    std::uint64_t last_sequence_ = 0;
+};
+
+}  // namespace kavo::test
