@@ -1,0 +1,66 @@
+#include "support/received_book.h"
+
+#include "feed/dom_messages.h"
+#include "support/transcript.h"
+
+namespace kavo::test {
+
+std::uint32_t ReceivedBook::apply(ByteView message) {
+    if (dom::SeriesDefinition m; read(message, m)) books_[m.secid].symbol = m.symbol;
+    if (dom::AddOrder m; read(message, m)) return add(m.order_id, {m.secid, m.side == 'B', m.price, m.quantity});
+    if (dom::ModifyOrder m; read(message, m)) return change(m.order_id, m.price, m.quantity);
+    if (dom::DeleteOrder m; read(message, m)) return change(m.order_id, 0, 0);
+    if (dom::OrderExecuted m; read(message, m)) {
+        const auto order = orders_.find(m.order_id);
+        if (order == orders_.end()) return 0;
+        return change(m.order_id, order->second.price, order->second.quantity - m.quantity);
+    }
+    return 0;
+}
+
+std::uint32_t ReceivedBook::add(std::uint64_t order_id, const Resting& order) {
+    orders_[order_id] = order;
+    count(order, true);
+    return order.secid;
+}
+
+std::uint32_t ReceivedBook::change(std::uint64_t order_id, WirePrice price, std::uint32_t quantity) {
+    const auto found = orders_.find(order_id);
+    if (found == orders_.end()) return 0;
+    Resting& order = found->second;
+    const std::uint32_t secid = order.secid;
+    count(order, false);
+    order.price = price;
+    order.quantity = quantity;
+    if (quantity == 0) {
+        orders_.erase(found);
+    } else {
+        count(order, true);
+    }
+    return secid;
+}
+
+void ReceivedBook::count(const Resting& order, bool in) {
+    Book& book = books_[order.secid];
+    Levels& levels = order.buy ? book.bids : book.asks;
+    std::uint64_t& total = levels[order.price];
+    total = in ? total + order.quantity : total - order.quantity;
+    if (total == 0) levels.erase(order.price);
+}
+
+std::string ReceivedBook::text(std::uint32_t secid, std::size_t levels) const {
+    const Book& book = books_.at(secid);
+    std::string bids;
+    std::string asks;
+    std::size_t left = levels;
+    for (auto level = book.bids.rbegin(); level != book.bids.rend() && left > 0; ++level, --left) {
+        bids.insert(0, " " + std::to_string(level->second) + "@" + price_text(level->first));
+    }
+    left = levels;
+    for (auto level = book.asks.begin(); level != book.asks.end() && left > 0; ++level, --left) {
+        asks += " " + std::to_string(level->second) + "@" + price_text(level->first);
+    }
+    return book.symbol + " " + bids + " |" + asks;
+}
+
+}  // namespace kavo::test
