@@ -12,6 +12,7 @@ namespace kavo {
 namespace {
 
 constexpr int meo_backlog = 8;
+constexpr int retransmission_backlog = 16;
 constexpr int exit_no_listener = 1;
 constexpr int exit_bad_configuration = 2;
 
@@ -40,6 +41,11 @@ int run(const Options& options) {
     Generator generator(options.seed);
     const MulticastSender sender(options.mcast, options.port, options.iface);
     DomFeed feed(session, clock, [&sender](ByteView datagram) { sender.send(datagram); });
+    LoopSockets sockets;
+    if (options.retrans_port != 0) {
+        sockets.retransmission_listener =
+            open_listener(options.retrans_port, retransmission_backlog, "kavo_me: retransmission listen");
+    }
     store_faults(feed.faults, options);
     Bench bench;
     prepare_bench(bench);
@@ -47,17 +53,22 @@ int run(const Options& options) {
                   {options.step_bps, options.touch_hit, options.quiet, session, options.acod, options.max_order_size},
                   bench, clock);
     if (!options.truth_out.empty()) engine.book_truth.open(options.truth_out, std::ios::out | std::ios::app);
+    if (options.control_port != 0) sockets.control = open_control_port(options.control_port);
     for (const SymbolItem& item : parse_symbols(options.symbols)) engine.add_product(item.name, item.reference);
     feed.send_start();
     engine.start_day();
 
-    const int listener = open_listener(options.meo_port, meo_backlog, "kavo_me: MEO listen");
-    if (listener == no_socket) return exit_no_listener;
+    sockets.meo_listener = open_listener(options.meo_port, meo_backlog, "kavo_me: MEO listen");
+    if (sockets.meo_listener == no_socket) return exit_no_listener;
     print_banner(options);
     install_stop_handler();
 
+    std::int32_t tick_interval_ms = options.interval_ms;
     OrderEntry order_entry(engine, feed, bench, clock, {send_packet, close_socket}, session, options.quiet);
-    MainLoop loop(listener, order_entry, engine, feed, clock, options.interval_ms);
+    Retransmission retransmission(feed, clock, {send_all, close_socket}, session);
+    ControlPort control_port(bench, engine, feed, clock, order_entry, tick_interval_ms);
+    MainLoop loop({clock, bench, feed, engine, order_entry, retransmission, control_port}, sockets,
+                  {options.book_out, options.bbo_out}, tick_interval_ms);
     loop.run();
     print_final_report(bench, feed);
     return EXIT_SUCCESS;

@@ -2,6 +2,11 @@
 
 #include <atomic>
 #include <csignal>
+#include <utility>
+
+#include "app/statistics.h"
+#include "common/socket.h"
+#include "engine/snapshot_files.h"
 
 namespace kavo {
 
@@ -14,6 +19,13 @@ void request_stop(int) {
     stop_requested.exchange(1);
 }
 
+// True once in every interval; the interval begins anew at the pass that finds it over.
+bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
+    if (elapsed_ms(now_ms, last_ms) < interval_ms) return false;
+    last_ms = now_ms;
+    return true;
+}
+
 }  // namespace
 
 void install_stop_handler() {
@@ -21,53 +33,86 @@ void install_stop_handler() {
     std::signal(SIGTERM, request_stop);
 }
 
-MainLoop::MainLoop(int meo_listener, OrderEntry& order_entry, Engine& engine, DomFeed& feed, const Clock& clock,
-                   std::int32_t interval_ms)
-    : tick_interval_ms(interval_ms),
-      meo_listener_(meo_listener),
-      order_entry_(order_entry),
-      engine_(engine),
-      feed_(feed),
-      clock_(clock),
-      last_tick_ms_(clock.steady_ms()) {}
+MainLoop::MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotPaths snapshots,
+                   const std::int32_t& tick_interval_ms)
+    : parts_(parts),
+      sockets_(sockets),
+      snapshots_(std::move(snapshots)),
+      tick_interval_ms_(tick_interval_ms),
+      last_tick_ms_(parts.clock.steady_ms()),
+      last_bench_report_ms_(last_tick_ms_),
+      last_feed_report_ms_(last_tick_ms_) {}
 
 void MainLoop::run() {
     while (stop_requested.load() == 0) {
-        if (connections_waiting_) order_entry_.accept_clients(meo_listener_);
-        order_entry_.serve_clients();
-        const std::uint64_t now_ms = clock_.steady_ms();
+        parts_.control_port.drain(sockets_.control);
+        accept_clients();
+        parts_.order_entry.serve_clients();
+        const std::uint64_t now_ms = parts_.clock.steady_ms();
         tick_market(now_ms);
-        order_entry_.deliver_engine_output();
-        order_entry_.announce_lapse(now_ms);
-        order_entry_.run_timers(now_ms);
-        feed_.heartbeat_when_idle();
+        parts_.order_entry.deliver_engine_output();
+        parts_.order_entry.announce_lapse(now_ms);
+        parts_.order_entry.run_timers(now_ms);
+        report_bench(now_ms);
+        parts_.feed.heartbeat_when_idle();
+        parts_.retransmission.serve(sockets_.retransmission_listener);
+        write_snapshots(now_ms);
+        report_feed(now_ms);
         wait_for_input();
     }
 }
 
+void MainLoop::accept_clients() {
+    if (clients_waiting_) parts_.order_entry.accept_clients(sockets_.meo_listener);
+}
+
 // The interval is compared without its sign, deliberately: a negative one is too long to pass.
 void MainLoop::tick_market(std::uint64_t now_ms) {
-    const auto interval_ms = static_cast<std::uint64_t>(std::int64_t{tick_interval_ms});
-    if (elapsed_ms(now_ms, last_tick_ms_) < interval_ms) return;
-    engine_.tick();
-    last_tick_ms_ = now_ms;
+    const auto interval_ms = static_cast<std::uint64_t>(std::int64_t{tick_interval_ms_});
+    if (is_due(now_ms, last_tick_ms_, interval_ms)) parts_.engine.tick();
+}
+
+void MainLoop::report_bench(std::uint64_t now_ms) {
+    if (!parts_.bench.scripted() && sockets_.control == no_socket) return;
+    if (!is_due(now_ms, last_bench_report_ms_, bench_report_interval_ms)) return;
+    print_bench_report(parts_.bench, parts_.feed, parts_.order_entry);
+}
+
+void MainLoop::write_snapshots(std::uint64_t now_ms) {
+    if (!is_due(now_ms, last_snapshot_ms_, snapshot_interval_ms)) return;
+    const std::vector<Product>& products = parts_.engine.products();
+    if (!snapshots_.book.empty()) replace_file(snapshots_.book, book_snapshot(products, parts_.clock.wall_ns()));
+    if (!snapshots_.bbo.empty()) replace_file(snapshots_.bbo, bbo_snapshot(products));
+}
+
+void MainLoop::report_feed(std::uint64_t now_ms) {
+    if (!is_due(now_ms, last_feed_report_ms_, feed_report_interval_ms)) return;
+    print_feed_report(parts_.feed, parts_.engine, parts_.order_entry);
 }
 
 // Sleeps until something arrives, and marks what has: the next pass leaves idle sockets alone. A listener that could
-// not accept for lack of descriptors is not watched, or the waiting connections would turn the loop into a spin; it is
-// tried in every pass instead.
+// not accept for lack of descriptors is not watched, or its waiting connections would turn the loop into a spin; it is
+// tried in every pass instead. The control port is not watched at all: it is tried in every pass.
 void MainLoop::wait_for_input() {
-    const bool exhausted = order_entry_.accept_exhausted();
+    OrderEntry& order_entry = parts_.order_entry;
+    Retransmission& retransmission = parts_.retransmission;
+    const auto watched = [](int listener, bool exhausted) { return exhausted ? no_socket : listener; };  // -1: skipped
+
     polled_.clear();
-    polled_.push_back({exhausted ? -1 : meo_listener_, POLLIN, 0});
-    for (const ClientHandle handle : order_entry_.open_clients()) {
-        polled_.push_back({order_entry_.client(handle).fd, POLLIN, 0});
+    polled_.push_back({watched(sockets_.meo_listener, order_entry.accept_exhausted()), POLLIN, 0});
+    polled_.push_back({watched(sockets_.retransmission_listener, retransmission.accept_exhausted()), POLLIN, 0});
+    for (const RConn& connection : retransmission.connections()) polled_.push_back({connection.fd, POLLIN, 0});
+    for (const ClientHandle handle : order_entry.open_clients()) {
+        polled_.push_back({order_entry.client(handle).fd, POLLIN, 0});
     }
     poll(polled_.data(), polled_.size(), longest_wait_ms);
-    connections_waiting_ = exhausted || polled_.front().revents != 0;
-    for (std::size_t i = 1; i < polled_.size(); ++i) {
-        order_entry_.client(order_entry_.open_clients()[i - 1]).readable = polled_[i].revents != 0;
-    }
+
+    auto result = polled_.begin();
+    const auto next_is_ready = [&result] { return result++->revents != 0; };
+    clients_waiting_ = next_is_ready() || order_entry.accept_exhausted();
+    retransmission.connections_waiting = next_is_ready() || retransmission.accept_exhausted();
+    for (RConn& connection : retransmission.connections()) connection.readable = next_is_ready();
+    for (const ClientHandle handle : order_entry.open_clients()) order_entry.client(handle).readable = next_is_ready();
 }
 
 }  // namespace kavo

@@ -4,40 +4,74 @@
 #include <poll.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
+#include "app/control_port.h"
 #include "common/clock.h"
+#include "feed/retransmission.h"
 #include "session/order_entry.h"
 
 namespace kavo {
 
+// Descriptors that are open for the whole run; -1 where there is none.
+struct LoopSockets {
+    int control = -1;
+    int meo_listener = -1;
+    int retransmission_listener = -1;
+};
+
+// Snapshots of the books; an empty path is none.
+struct SnapshotPaths {
+    std::string book;
+    std::string bbo;
+};
+
+// What a pass works on.
+struct LoopParts {
+    const Clock& clock;
+    Bench& bench;
+    DomFeed& feed;
+    Engine& engine;
+    OrderEntry& order_entry;
+    Retransmission& retransmission;
+    ControlPort& control_port;
+};
+
 class MainLoop {
 public:
-    //   tick_interval_ms  0 ticks on every pass, a negative one never
-    MainLoop(int meo_listener, OrderEntry& order_entry, Engine& engine, DomFeed& feed, const Clock& clock,
-             std::int32_t tick_interval_ms);
+    //   tick_interval_ms  0 ticks on every pass, a negative one never; may change while the loop runs
+    MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotPaths snapshots,
+             const std::int32_t& tick_interval_ms);
 
     // Passes follow each other until SIGINT or SIGTERM asks for a stop.
     void run();
 
-    std::int32_t tick_interval_ms;
-
 private:
     static constexpr int longest_wait_ms = 5;
+    static constexpr std::uint64_t snapshot_interval_ms = 250;
+    static constexpr std::uint64_t bench_report_interval_ms = 2'000;
+    static constexpr std::uint64_t feed_report_interval_ms = 10'000;
 
+    void accept_clients();
     void tick_market(std::uint64_t now_ms);
+    void report_bench(std::uint64_t now_ms);
+    void write_snapshots(std::uint64_t now_ms);
+    void report_feed(std::uint64_t now_ms);
     void wait_for_input();
 
-    int meo_listener_;
-    OrderEntry& order_entry_;
-    Engine& engine_;
-    DomFeed& feed_;
-    const Clock& clock_;
+    LoopParts parts_;
+    LoopSockets sockets_;
+    SnapshotPaths snapshots_;
+    const std::int32_t& tick_interval_ms_;
 
-    // Periods start anew at the pass that acted on them: a late pass acts once, and catches up on nothing.
+    // When what is periodic was last done. A late pass does it once and catches up on nothing.
     std::uint64_t last_tick_ms_;
+    std::uint64_t last_bench_report_ms_;
+    std::uint64_t last_feed_report_ms_;
+    std::uint64_t last_snapshot_ms_ = 0;  // so the first pass writes the files
 
-    bool connections_waiting_ = true;
+    bool clients_waiting_ = true;
     std::vector<pollfd> polled_;
 };
 

@@ -3,14 +3,18 @@
 
 #include <string>
 
-#include "app/bench.h"
-#include "feed/dom_feed.h"
+#include "session/order_entry.h"
 
 namespace kavo {
 
-// Neither text ends a line.
+// Texts without a line end.
 std::string fault_summary(const FeedCounters& counters);
 std::string bench_statistics(const BenchCounters& counters);
+std::string session_state(const OrderEntry& order_entry);  // " session=up" when anyone is logged in
+
+// Every two seconds while the bench is active, and every ten seconds always.
+void print_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry);
+void print_feed_report(const DomFeed& feed, const Engine& engine, const OrderEntry& order_entry);
 
 // The last words of a process that was stopped by a signal.
 void print_final_report(const Bench& bench, const DomFeed& feed);

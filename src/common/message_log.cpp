@@ -30,13 +30,21 @@ void MessageLog::trim(std::size_t limit) {
 }
 
 ByteView MessageLog::at(std::uint64_t number) const {
-    assert(oldest() <= number && number < next_);
+    return run_at(number, number).bytes;
+}
+
+MessageLog::Run MessageLog::run_at(std::uint64_t number, std::uint64_t last) const {
+    assert(oldest() <= number && number <= last && last < next_);
+    const Block& block = block_of(number);
+    const std::uint64_t next = std::min(last + 1, block.next());
+    const std::size_t start = block.start_of(number);
+    return {{block.bytes.get() + start, block.start_of(next) - start}, next};
+}
+
+const MessageLog::Block& MessageLog::block_of(std::uint64_t number) const {
     const auto after = std::upper_bound(blocks_.begin(), blocks_.end(), number,
                                         [](std::uint64_t n, const Block& block) { return n < block.first; });
-    const Block& block = *std::prev(after);
-    const std::size_t index = number - block.first;
-    const std::size_t start = index == 0 ? 0 : block.ends[index - 1];
-    return {block.bytes.get() + start, block.ends[index] - start};
+    return *std::prev(after);
 }
 
 }  // namespace kavo

@@ -24,6 +24,13 @@ public:
     // The message with this number, oldest() <= number < next(). Valid until it is trimmed.
     ByteView at(std::uint64_t number) const;
 
+    // Messages that lie back to back: from this one on, up to `last` at most, as far as they lie in one block.
+    struct Run {
+        ByteView bytes;
+        std::uint64_t next;  // the number of the first message that is not in it
+    };
+    Run run_at(std::uint64_t number, std::uint64_t last) const;
+
     std::uint64_t oldest() const { return next_ - size_; }
     std::uint64_t next() const { return next_; }  // the number that the next message will get; the first is 1
     std::size_t size() const { return size_; }
@@ -37,11 +44,13 @@ private:
 
         std::size_t used() const { return ends.empty() ? 0 : ends.back(); }
         std::uint64_t next() const { return first + ends.size(); }
+        std::size_t start_of(std::uint64_t number) const { return number == first ? 0 : ends[number - first - 1]; }
     };
     static constexpr std::size_t smallest_block_bytes = 1024;
     static constexpr std::size_t largest_block_bytes = 65'536;  // only a single longer message gets more
 
     void add_block(std::size_t size);
+    const Block& block_of(std::uint64_t number) const;
 
     std::vector<Block> blocks_;  // a few hundred at most; the front one may begin with trimmed messages
     std::uint64_t next_ = 1;

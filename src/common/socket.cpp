@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,6 +14,9 @@ namespace kavo {
 
 namespace {
 
+constexpr int longest_write_wait_ms = 200;
+constexpr int fruitless_write_waits = 10;
+
 void make_non_blocking(int socket) {
     fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
 }
@@ -20,6 +24,21 @@ void make_non_blocking(int socket) {
 void switch_on(int socket, int level, int option) {
     const int on = 1;
     setsockopt(socket, level, option, &on, sizeof on);
+}
+
+bool bind_to(int socket, in_addr_t address, std::uint16_t port) {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr.s_addr = htonl(address);
+    return bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
+}
+
+// Says why the last call failed, and gives the socket up.
+int give_up(int socket, const char* what) {
+    std::perror(what);
+    close_socket(socket);
+    return no_socket;
 }
 
 }  // namespace
@@ -33,18 +52,17 @@ in_addr to_address(const std::string& text) {
 int open_listener(std::uint16_t port, int backlog, const char* what) {
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     switch_on(listener, SOL_SOCKET, SO_REUSEADDR);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener, backlog) != 0) {
-        std::perror(what);
-        close_socket(listener);
-        return no_socket;
-    }
+    if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0) return give_up(listener, what);
     make_non_blocking(listener);
     return listener;
+}
+
+int open_local_datagrams(std::uint16_t port, const char* what) {
+    const int datagrams = ::socket(AF_INET, SOCK_DGRAM, 0);
+    switch_on(datagrams, SOL_SOCKET, SO_REUSEADDR);
+    if (!bind_to(datagrams, INADDR_LOOPBACK, port)) return give_up(datagrams, what);
+    make_non_blocking(datagrams);
+    return datagrams;
 }
 
 int accept_connection(int listener, bool& exhausted) {
@@ -70,6 +88,22 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
 void send_packet(int socket, ByteView packet, bool more_follows) {
     const int flags = MSG_NOSIGNAL | (more_follows ? MSG_MORE : 0);
     [[maybe_unused]] const ssize_t ignored = send(socket, packet.data(), packet.size(), flags);
+}
+
+bool send_all(int socket, ByteView bytes) {
+    int waits = 0;
+    while (!bytes.empty()) {
+        const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent > 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(sent));
+            waits = 0;
+            continue;
+        }
+        if (errno != EAGAIN || ++waits > fruitless_write_waits) return false;
+        pollfd writable{socket, POLLOUT, 0};
+        poll(&writable, 1, longest_write_wait_ms);
+    }
+    return true;
 }
 
 void close_socket(int socket) {

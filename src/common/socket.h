@@ -33,6 +33,14 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
 //   more_follows  lets the kernel wait for the next packet of the same batch, which must follow at once
 void send_packet(int socket, ByteView packet, bool more_follows);
 
+// Sends everything, however long the socket takes, as long as it takes something: false when the peer is gone, or has
+// taken nothing for two seconds, less than the silence that would make other clients think that we are gone.
+bool send_all(int socket, ByteView bytes);
+
+// A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be bound, prints `what` with the system's reason
+// and gives no_socket.
+int open_local_datagrams(std::uint16_t port, const char* what);
+
 void close_socket(int socket);
 
 }  // namespace kavo

@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstdint>
 #include <string>
 
 namespace kavo {
@@ -13,6 +14,11 @@ void append_number(std::string& out, T number) {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, number);
     out.append(digits, end.ptr);
+}
+
+// A 64-bit number as the printf family wants it, under "%llu".
+constexpr unsigned long long printable(std::uint64_t number) {
+    return number;
 }
 
 }  // namespace kavo

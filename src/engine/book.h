@@ -17,7 +17,7 @@ struct Level;
 struct Order {
     std::uint64_t id = 0;
     std::uint32_t product_id = 0;
-    Price price = 0;  // 0 only while a market order is on its way in
+    Price price = 0;  // 0 is no price, except where an absurd limit has wrapped to it
     std::uint32_t leaves = 0;
     std::uint32_t executed = 0;       // of a client's order, its life before a replace included
     std::uint32_t original_size = 0;  // of a client's order
@@ -67,7 +67,7 @@ public:
     // The best level; nothing when the side is empty.
     const Level* best() const { return levels_.empty() ? nullptr : &levels_.begin()->second; }
     // True when an incoming order of the other side that goes as far as `limit` would trade here at once. A best level
-    // at price 0, which only a synthetic quote near zero can make, trades with nobody.
+    // at price 0, which only a quote near zero or a limit that wrapped can make, trades with nobody.
     bool crossed_by(Price limit) const;
     // How much rests at prices that `limit` reaches.
     std::uint64_t quantity_within(Price limit) const;

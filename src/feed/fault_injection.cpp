@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "common/fault_rule.h"
+#include "common/text.h"
 #include "feed/dom_feed.h"
 
 namespace kavo {
@@ -22,8 +23,7 @@ void DomFeed::flush_datagram() {
     if (fault_fires(number, faults.drop_every, faults.drop_next, in_burst)) {
         ++counters.dropped;
         std::fprintf(stderr, "kavo_me fault: dropped seq %llu (packet %llu, %zu message(s))\n",
-                     static_cast<unsigned long long>(first_sequence_), static_cast<unsigned long long>(number),
-                     message_count_);
+                     printable(first_sequence_), printable(number), message_count_);
         return;
     }
     // Decided before the hold, so a held datagram uses up a pending duplicate without being sent twice.
@@ -35,7 +35,7 @@ void DomFeed::flush_datagram() {
     if (duplicate) {
         send_datagram_(datagram);
         ++counters.duplicated;
-        std::fprintf(stderr, "kavo_me fault: duplicated seq %llu\n", static_cast<unsigned long long>(first_sequence_));
+        std::fprintf(stderr, "kavo_me fault: duplicated seq %llu\n", printable(first_sequence_));
     }
     if (held_.empty()) return;
     send_datagram_(held_);
@@ -47,7 +47,7 @@ void DomFeed::hold_datagram() {
     held_.assign(datagram_.begin(), datagram_.begin() + static_cast<std::ptrdiff_t>(fill_));
     ++counters.reordered;
     std::fprintf(stderr, "kavo_me fault: reordered seq %llu (held behind the next packet)\n",
-                 static_cast<unsigned long long>(first_sequence_));
+                 printable(first_sequence_));
 }
 
 }  // namespace kavo

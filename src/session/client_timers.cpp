@@ -1,6 +1,7 @@
 // Heartbeats, and the limits of a client's silence.
 #include <cstdio>
 
+#include "common/text.h"
 #include "session/order_entry.h"
 
 namespace kavo {
@@ -28,7 +29,7 @@ void OrderEntry::announce_lapse(std::uint64_t now_ms) {
     std::fprintf(stderr,
                  "bench: going silent for %llu ms (no heartbeats; the client should disconnect after 3 s and log in "
                  "again with its next expected sequence)\n",
-                 static_cast<unsigned long long>(bench_.lapse_until_ms - now_ms));
+                 printable(bench_.lapse_until_ms - now_ms));
     bench_.lapse_announced = true;
 }
 

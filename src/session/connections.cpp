@@ -26,7 +26,6 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
       scratch_(read_bytes) {}
 
 void OrderEntry::accept_clients(int listener) {
-    forget_closed();
     while (true) {
         const int fd = accept_connection(listener, accept_exhausted_);
         if (fd == no_socket) return;
@@ -55,6 +54,7 @@ void OrderEntry::forget_closed() {
 }
 
 void OrderEntry::serve_clients() {
+    forget_closed();
     for (const ClientHandle handle : open_) {
         MeoClient& reading = client(handle);
         if (!reading.open() || !std::exchange(reading.readable, false)) continue;

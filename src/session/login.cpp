@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "common/text.h"
 #include "session/order_entry.h"
 
 namespace kavo {
@@ -12,10 +13,6 @@ namespace {
 
 constexpr std::string_view application_protocol = "MEO";  // whatever follows it passes
 constexpr std::uint8_t any_engine = 0;
-
-unsigned long long printable(std::uint64_t number) {
-    return number;
-}
 
 // Whatever is wrong with the place in the stream, the client may ask again on the same connection.
 bool may_try_again(LoginStatus status) {

@@ -3,18 +3,10 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "model/literal_fields.h"
+
 namespace kavo::model {
 namespace {
-
-std::uint64_t number(const Bytes& message, std::size_t at, std::size_t width) {
-    std::uint64_t value = 0;
-    for (std::size_t i = width; i-- > 0;) value = value * 256 + message.at(at + i);
-    return value;
-}
-
-std::uint32_t number32(const Bytes& message, std::size_t at) {
-    return static_cast<std::uint32_t>(number(message, at, 4));
-}
 
 std::uint32_t level_price(std::uint64_t wire_price) {
     return static_cast<std::uint32_t>(wire_price / 100);
@@ -23,11 +15,11 @@ std::uint32_t level_price(std::uint64_t wire_price) {
 }  // namespace
 
 FeedBook::Resting read_add_order(const Bytes& message) {
-    return {.id = number(message, 9, 8),
-            .secid = number32(message, 5),
+    return {.id = get(message, 9, 8),
+            .secid = get32(message, 5),
             .buy = message.at(17) == 'B',
-            .price = number(message, 18, 8),
-            .quantity = number32(message, 26)};
+            .price = get(message, 18, 8),
+            .quantity = get32(message, 26)};
 }
 
 // A Modify moves the order to the back of its level whether or not it says that priority was kept: that is how the
@@ -39,10 +31,10 @@ void FeedBook::apply(const Bytes& message) {
         return;
     }
     if (type != 0x15 && type != 0x17 && type != 0x18) return;
-    Resting order = orders_.at(number(message, 9, 8));
-    if (order.secid != number32(message, 5)) throw std::runtime_error("a message of another product");
+    Resting order = orders_.at(get(message, 9, 8));
+    if (order.secid != get32(message, 5)) throw std::runtime_error("a message of another product");
     if (type == 0x18) {
-        const std::uint32_t executed = number32(message, 33);
+        const std::uint32_t executed = get32(message, 33);
         if (executed > order.quantity) throw std::runtime_error("more executed than was there");
         orders_.at(order.id).quantity -= executed;
         if (executed == order.quantity) take_off(order);
@@ -50,8 +42,8 @@ void FeedBook::apply(const Bytes& message) {
     }
     take_off(order);
     if (type == 0x17) return;
-    order.price = number(message, 17, 8);
-    order.quantity = number32(message, 25);
+    order.price = get(message, 17, 8);
+    order.quantity = get32(message, 25);
     add(order);
 }
 

@@ -74,16 +74,7 @@ void LiteralVenue::fill_resting(std::uint64_t order_id, std::uint32_t quantity, 
 }
 
 std::uint32_t LiteralVenue::cut_by_partial_fill_fault(const Order& order, std::uint32_t quantity) {
-    ++partial_candidates;
-    bool fires = false;
-    if (partial_fill_every != 0 && partial_candidates % partial_fill_every == 0) {
-        fires = true;
-        if (partial_next != 0) --partial_next;
-    } else if (partial_next != 0) {
-        fires = true;
-        --partial_next;
-    }
-    if (!fires) return quantity;
+    if (!fault_fires(++partial_candidates, partial_fill_every, partial_next)) return quantity;
     ++partials;
     const std::uint32_t round_lots = order.leaves / 200 * 100;
     return round_lots != 0 ? round_lots : order.leaves / 2;
@@ -167,7 +158,7 @@ std::vector<Level> LiteralVenue::levels(const Product& product, bool buy) const 
 }
 
 void LiteralVenue::book_changed(const Product& product) {
-    if (writes_book_truth) book_truth.push_back(book_line(product));
+    book_truth.push_back(book_line(product));
 }
 
 std::string LiteralVenue::book_line(const Product& product) const {

@@ -44,6 +44,15 @@ struct Outbound {
 
 using Answers = std::vector<Bytes>;
 
+// From the wire's millionths to ten-thousandths, of which 32 bits are kept.
+inline std::uint32_t book_price(std::uint64_t wire_price) {
+    return static_cast<std::uint32_t>(wire_price / 100);
+}
+
+// A scripted fault fires on every multiple of `every`, which uses up one of `next` as well, and otherwise while any of
+// `next` is left.
+bool fault_fires(std::uint64_t count, std::uint32_t every, std::uint32_t& next);
+
 class LiteralVenue {
 public:
     explicit LiteralVenue(const Settings& settings);
@@ -93,7 +102,6 @@ public:
     std::uint64_t feed_sequence = 0;  // number of the last feed message
     std::vector<std::string> order_truth;
     std::vector<std::string> book_truth;
-    bool writes_book_truth = true;  // a long run that does not look at these lines may save their cost
 
     // The state itself.
     std::vector<Product> products;

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "model/literal_fields.h"
+
 namespace kavo::model {
 namespace {
 
@@ -15,14 +17,7 @@ constexpr std::uint64_t nanoseconds_in_a_millisecond = 1'000'000;
 // Whole cents all the same, but more than 32 bits of ten-thousandths.
 constexpr std::uint64_t wraps_to_nothing = 10'737'418'240'000;
 constexpr std::uint64_t wraps_between_cents = 429'496'730'000;
-
-void put(Bytes& message, std::size_t at, std::size_t width, std::uint64_t value) {
-    for (std::size_t i = 0; i < width; ++i) message.at(at + i) = static_cast<std::uint8_t>(value >> (8 * i));
-}
-
-void put_text(Bytes& message, std::size_t at, std::string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i) message.at(at + i) = static_cast<std::uint8_t>(text[i]);
-}
+constexpr std::uint64_t most_cents = 42'949'672;  // that 32 bits of ten-thousandths hold
 
 template <typename... Values>
 std::string format(const char* pattern, Values... values) {
@@ -54,8 +49,8 @@ Request RequestMaker::new_order() {
     const bool sell = one_in(2);
     const char order_type = one_in(150) ? pick<char>({'0', '3', '\0'}) : one_in(8) ? '2' : '1';
     std::uint64_t price = order_type == '2' ? 0 : price_near(product_id, !sell);
-    if (one_in(60)) price = odd_price(price);
-    const std::uint32_t shares = size();
+    if (one_in(wraps_prices ? 10 : 60)) price = odd_price(price);
+    const std::uint32_t shares = wraps_prices && one_in(8) ? 25000 : size();  // enough to empty a side
     const std::uint16_t order_flags = flags(sell);
     const char time_in_force = tif();
     const std::string id = new_id(seat);
@@ -95,7 +90,7 @@ Request RequestMaker::modify() {
         if (one_in(3)) shares = done + static_cast<std::uint32_t>(below(order.leaves + 2));
         if (one_in(12)) shares = done;
     }
-    if (one_in(60)) price = odd_price(price);
+    if (one_in(wraps_prices ? 10 : 60)) price = odd_price(price);
     const char time_in_force = one_in(100) ? '?' : tif();
 
     Bytes message = random_bytes(111 + (one_in(10) ? below(9) : 0));
@@ -203,7 +198,7 @@ bool RequestMaker::is_open_order_of(int owner, const std::string& id) const {
 std::string RequestMaker::mpid(std::size_t seat) {
     if (one_in(80)) return pick<std::string>({"AB  ", std::string("A\0B ", 4), std::string(4, '\0'), "    ", "ABC "});
     if (one_in(60)) return std::string("A\0CD", 4);
-    return "FRM" + std::to_string(one_in(40) ? below(seats_.size()) : seat);
+    return std::string("FRM").append(std::to_string(one_in(40) ? below(seats_.size()) : seat));
 }
 
 std::uint64_t RequestMaker::price_near(std::uint32_t product_id, bool buy) {
@@ -215,11 +210,14 @@ std::uint64_t RequestMaker::price_near(std::uint32_t product_id, bool buy) {
     return static_cast<std::uint64_t>(cents) * 10000;
 }
 
+// Prices that are none, prices that sweep the book, and prices with more digits than a truth line writes out.
 std::uint64_t RequestMaker::odd_price(std::uint64_t price) {
-    if (wraps_prices) {
+    if (wraps_prices && one_in(2)) {
         return pick<std::uint64_t>({wraps_to_nothing, wraps_to_nothing + price, wraps_between_cents + price});
     }
-    return pick<std::uint64_t>({0, price + 500, price + 1, 10000, 10'000'000'000, ~std::uint64_t{0}});
+    if (one_in(2)) return pick<std::uint64_t>({0, price + 500, price + 1, ~std::uint64_t{0}});
+    return one_in(2) ? pick<std::uint64_t>({10'000, 100'000'500'000, 429'496'720'000})
+                     : 10'000 * (1 + below(most_cents));
 }
 
 std::uint32_t RequestMaker::size() {

@@ -1,13 +1,12 @@
 #include "model/side_by_side.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <initializer_list>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
+#include "model/literal_fields.h"
 #include "model/literal_wire.h"
 
 namespace kavo::model {
@@ -21,29 +20,29 @@ Bytes to_bytes(ByteView view) {
 }
 
 std::string in_words(const std::vector<Bytes>& messages) {
-    std::string text;
-    for (const Bytes& message : messages) text += "    " + hex(message) + "\n";
-    return text;
+    std::ostringstream text;
+    for (const Bytes& message : messages) text << "    " << hex(message) << '\n';
+    return text.str();
 }
 
 std::string in_words(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += "    " + line + "\n";
-    return text;
+    std::ostringstream text;
+    for (const std::string& line : lines) text << "    " << line << '\n';
+    return text.str();
 }
 
 std::string in_words(const std::vector<Level>& levels) {
-    std::string text;
-    for (const Level& level : levels) text += " " + std::to_string(level.price) + "x" + std::to_string(level.total);
-    return text + "\n";
+    std::ostringstream text;
+    for (const Level& level : levels) text << "    " << level.total << " at " << level.price << '\n';
+    return text.str();
 }
 
 std::string in_words(const std::vector<Outbound>& outbox) {
-    std::string text;
+    std::ostringstream text;
     for (const Outbound& outbound : outbox) {
-        text += "    for client " + std::to_string(outbound.client) + " " + hex(outbound.message) + "\n";
+        text << "    for client " << outbound.client << ": " << hex(outbound.message) << '\n';
     }
-    return text;
+    return text.str();
 }
 
 // Nothing when both are equal.
@@ -60,13 +59,12 @@ struct Number {
 };
 
 std::string differences_of(std::initializer_list<Number> numbers) {
-    std::string text;
+    std::ostringstream text;
     for (const Number& number : numbers) {
         if (number.engine == number.model) continue;
-        text.append(number.what).append(": engine ").append(std::to_string(number.engine));
-        text.append(", model ").append(std::to_string(number.model)).append("\n");
+        text << number.what << ": engine " << number.engine << ", model " << number.model << '\n';
     }
-    return text;
+    return text.str();
 }
 
 EngineSettings engine_settings(const Settings& settings) {
@@ -97,37 +95,20 @@ bool all_sequenced(const OutboundMessages& messages) {
     return std::all_of(messages.begin(), messages.end(), [](const OutboundMessage& m) { return m.sequenced; });
 }
 
+std::vector<Bytes> messages_of(const DomFeed::StateBuilder& build) {
+    std::vector<Bytes> messages;
+    build([&messages](ByteView message) { messages.push_back(to_bytes(message)); });
+    return messages;
+}
+
 // The product that a feed message is about; 0 when it is about none.
 std::uint32_t product_touched_by(const Bytes& message) {
     const std::uint8_t type = message.at(0);
     if (type < 0x14 || type > 0x18) return 0;
-    return message.at(5) + message.at(6) * 0x100u + message.at(7) * 0x10000u + message.at(8) * 0x1000000u;
+    return get32(message, 5);
 }
 
 }  // namespace
-
-WithoutCommentary::WithoutCommentary() : spoken_to_(std::exchange(stderr, std::fopen("/dev/null", "w"))) {}
-
-WithoutCommentary::~WithoutCommentary() {
-    std::fclose(std::exchange(stderr, spoken_to_));
-}
-
-LinesOf::LinesOf(std::ofstream& stream) : stream_(stream) {
-    std::string path = "/tmp/kavo_truth_XXXXXX";
-    const int descriptor = mkstemp(path.data());
-    stream_.open(path, std::ios::out | std::ios::app);
-    reader_.open(path);
-    unlink(path.c_str());
-    close(descriptor);
-}
-
-std::vector<std::string> LinesOf::new_lines() {
-    stream_.flush();
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(reader_, line);) lines.push_back(line);
-    reader_.clear();
-    return lines;
-}
 
 SideBySide::SideBySide(const Settings& settings)
     : venue(settings),
@@ -165,10 +146,17 @@ void SideBySide::arm(const Faults& faults) {
     set(bench_);
 }
 
+void SideBySide::pause(bool paused) {
+    venue.paused = paused;
+    engine_.paused = paused;
+}
+
 std::string SideBySide::start_day() {
     venue.start_of_day();
     engine_.start_day();
-    return compare({}) + compare_all_books();
+    std::string differences = compare({});
+    differences += compare_all_books();
+    return differences.append(compare_refreshed_definitions());
 }
 
 std::string SideBySide::start_session() {
@@ -226,8 +214,13 @@ void SideBySide::deliver() {
     engine_.outbox.clear();
 }
 
+// The feeds come before the books, which are rebuilt from what is found there.
 std::string SideBySide::compare(const std::string& found) {
-    std::string differences = found + compare_outboxes() + compare_feeds() + compare_truths() + compare_counters();
+    std::string differences = found;
+    differences += compare_outboxes();
+    differences += compare_feeds();
+    differences += compare_truths();
+    differences += compare_counters();
     for (const std::uint32_t product_id : std::exchange(touched_products_, {})) {
         differences += compare_book(product_id);
     }
@@ -310,8 +303,7 @@ std::string SideBySide::compare_all_books() {
 // A refresh tells the orders one by one in the order in which they would trade: the engine's must be the model's, byte
 // by byte, and the one that the feed led to.
 std::string SideBySide::compare_queues() {
-    std::vector<Bytes> refresh;
-    feed_.state.resting_orders([&refresh](ByteView message) { refresh.push_back(to_bytes(message)); });
+    const std::vector<Bytes> refresh = messages_of(feed_.state.resting_orders);
     std::vector<Bytes> expected;
     for (const Product& product : venue.products) {
         for (const bool buy : {true, false}) {
@@ -327,6 +319,19 @@ std::string SideBySide::compare_queues() {
     std::string differences = difference("resting orders", refresh, expected);
     if (resting != feed_book_.resting_orders()) differences += "the refresh is not where the feed led to\n";
     return differences;
+}
+
+std::string SideBySide::compare_refreshed_definitions() {
+    std::vector<Bytes> definitions;
+    std::vector<Bytes> statuses;
+    for (const Product& product : venue.products) {
+        definitions.push_back(series_definition(venue.wall_ns, product));
+        statuses.push_back(series_status(venue.wall_ns, product));
+    }
+    std::string differences =
+        difference("refreshed definitions", messages_of(feed_.state.series_definitions), definitions);
+    return differences.append(
+        difference("refreshed statuses", messages_of(feed_.state.series_trading_status), statuses));
 }
 
 }  // namespace kavo::model

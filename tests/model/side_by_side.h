@@ -3,8 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -12,35 +10,12 @@
 #include "common/clock.h"
 #include "engine/engine.h"
 #include "feed/dom_feed.h"
+#include "model/captured_output.h"
 #include "model/feed_book.h"
 #include "model/literal_venue.h"
 #include "model/request_maker.h"
 
 namespace kavo::model {
-
-// The engine comments on all that it does. While this lives the comments go nowhere, but whatever writes to the
-// descriptor itself, such as a sanitizer, is still heard.
-class WithoutCommentary {
-public:
-    WithoutCommentary();
-    ~WithoutCommentary();
-    WithoutCommentary(const WithoutCommentary&) = delete;
-    WithoutCommentary& operator=(const WithoutCommentary&) = delete;
-
-private:
-    std::FILE* spoken_to_;
-};
-
-// What one stream appends, read back line by line from a file that nobody else can find.
-class LinesOf {
-public:
-    explicit LinesOf(std::ofstream& stream);
-    std::vector<std::string> new_lines();
-
-private:
-    std::ofstream& stream_;
-    std::ifstream reader_;
-};
 
 // The scripted faults, by the names that both sides give them.
 struct Faults {
@@ -58,6 +33,7 @@ public:
     // Moves both clocks of both sides: the steady one by whole milliseconds, the wall clock by as much and `ns` more.
     void let_pass(std::uint64_t ms, std::uint64_t ns = 0);
     void arm(const Faults& faults);
+    void pause(bool paused);
 
     std::string start_day();
     std::string start_session();
@@ -81,6 +57,7 @@ private:
     std::string compare_counters() const;
     std::string compare_book(std::uint32_t product_id) const;
     std::string compare_queues();
+    std::string compare_refreshed_definitions();
 
     Clock clock_;
     Bench bench_;

@@ -12,9 +12,6 @@ namespace kavo::test {
 
 namespace {
 
-constexpr std::uint8_t session_number = 1;
-constexpr int first_fd = 100;  // of the descriptors that stand for connections
-
 std::string answers_text(const OutboundMessages& messages) {
     std::vector<std::string> lines;
     for (const OutboundMessage& message : messages) lines.push_back(meo_text(message.message.bytes()));
@@ -47,7 +44,7 @@ Clock standing_clock() {
 Venue::Venue(const VenueSettings& settings)
     : clock(standing_clock()),
       generator(settings.seed),
-      feed(session_number, clock,
+      feed(settings.engine.session, clock,
            [this](ByteView datagram) { datagrams.emplace_back(datagram.begin(), datagram.end()); }),
       engine(feed, generator, settings.engine, bench, clock),
       order_entry(engine, feed, bench, clock,
@@ -56,7 +53,7 @@ Venue::Venue(const VenueSettings& settings)
                        connections[fd].more_follows.push_back(more_follows);
                    },
                    [this](int fd) { connections[fd].closed = true; }},
-                  session_number, settings.quiet),
+                  settings.engine.session, settings.quiet),
       truth_path_(temporary_file()) {
     bench.open_order_truth(truth_path_);
     for (const std::string& symbol : settings.symbols) engine.add_product(symbol, settings.reference);
@@ -153,9 +150,16 @@ void Venue::send(ClientHandle client, char packet_type, ByteView payload) {
 
 std::string Venue::heard(ClientHandle client) {
     std::vector<std::string> lines;
-    const std::vector<Bytes>& packets = connections[first_fd + client].packets;
+    const std::vector<Bytes>& packets = connection(client).packets;
     for (std::size_t& next = heard_[client]; next < packets.size(); ++next) lines.push_back(packet_text(packets[next]));
     return joined(lines);
+}
+
+void Venue::pass() {
+    const std::uint64_t now_ms = clock.steady_ms();
+    order_entry.deliver_engine_output();
+    order_entry.announce_lapse(now_ms);
+    order_entry.run_timers(now_ms);
 }
 
 }  // namespace kavo::test

@@ -13,7 +13,7 @@ namespace kavo::test {
 struct VenueSettings {
     std::vector<std::string> symbols = {"AAPL"};  // product ids follow the order
     double reference = 190.0;                     // of every symbol
-    EngineSettings engine;
+    EngineSettings engine;                        // its session number is everyone's
     bool seeded = false;  // true: the day is started, so the books hold the synthetic market's first quotes
     std::uint32_t seed = 42;
     bool quiet = true;
@@ -69,7 +69,11 @@ public:
     void request(ClientHandle client, ByteView message) { send(client, 'U', message); }
     // The packets sent to a client since the last call, joined by " | ".
     std::string heard(ClientHandle client);
+    Connection& connection(ClientHandle client) { return connections[first_fd + client]; }
+    // What the main loop does with the clients in one pass, once it has read them and the market has ticked.
+    void pass();
 
+    static constexpr int first_fd = 100;  // of the first client; these descriptors stand for connections
     static constexpr std::uint64_t start_ms = 1'000'000;
     static constexpr std::uint64_t start_wall_ns = 1'700'000'000'123'456'789;
 

@@ -1,0 +1,18 @@
+// What the program says on standard error while something happens, word for word. For tests only: the other helpers
+// here serve the tools too, and know nothing of GoogleTest.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace kavo::test {
+
+template <typename Action>
+std::string said_during(Action action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
+}  // namespace kavo::test
