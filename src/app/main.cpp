@@ -64,7 +64,8 @@ int run(const Options& options) {
     install_stop_handler();
 
     std::int32_t tick_interval_ms = options.interval_ms;
-    OrderEntry order_entry(engine, feed, bench, clock, {send_packet, close_socket}, session, options.quiet);
+    OrderEntry order_entry(engine, feed, bench, clock, {send_packet, push_packets, close_socket}, session,
+                           options.quiet);
     Retransmission retransmission(feed, clock, {send_all, close_socket}, session);
     ControlPort control_port(bench, engine, feed, clock, order_entry, tick_interval_ms);
     MainLoop loop({clock, bench, feed, engine, order_entry, retransmission, control_port}, sockets,

@@ -90,6 +90,11 @@ void send_packet(int socket, ByteView packet, bool more_follows) {
     [[maybe_unused]] const ssize_t ignored = send(socket, packet.data(), packet.size(), flags);
 }
 
+// Switching the option on again is what pushes.
+void push_packets(int socket) {
+    switch_on(socket, IPPROTO_TCP, TCP_NODELAY);
+}
+
 bool send_all(int socket, ByteView bytes) {
     int waits = 0;
     while (!bytes.empty()) {

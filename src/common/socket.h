@@ -33,6 +33,9 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
 //   more_follows  lets the kernel wait for the next packet of the same batch, which must follow at once
 void send_packet(int socket, ByteView packet, bool more_follows);
 
+// Sends at once what the kernel still keeps back for a packet that was to follow.
+void push_packets(int socket);
+
 // Sends everything, however long the socket takes, as long as it takes something: false when the peer is gone, or has
 // taken nothing for two seconds, less than the silence that would make other clients think that we are gone.
 bool send_all(int socket, ByteView bytes);

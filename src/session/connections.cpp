@@ -83,13 +83,16 @@ void OrderEntry::lose_client(ClientHandle handle) {
     drop(handle, "connection lost", Announce::no);
 }
 
+// The answers to all requests that came together leave together, the last one taking the others along.
 void OrderEntry::serve_packets(ClientHandle handle) {
     MeoClient& serving = client(handle);
     while (serving.open()) {
         const auto packet = serving.received.cut();
-        if (!packet) return;
+        if (!packet) break;
+        serving.asks_more = serving.received.holds_packet();
         handle_packet(handle, *packet);
     }
+    if (serving.open()) push(serving);
 }
 
 void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::Packet& packet) {
@@ -109,7 +112,14 @@ void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::
 
 void OrderEntry::send(MeoClient& client, ByteView packet, bool more_follows) {
     if (client.open()) wire_.send(client.fd, packet, more_follows);
+    client.held_back = more_follows;
     client.last_sent_ms = clock_.steady_ms();
+}
+
+// Nothing may be left waiting: the last request of a batch may have had no answer.
+void OrderEntry::push(MeoClient& client) {
+    if (client.held_back) wire_.push(client.fd);
+    client.held_back = false;
 }
 
 // Ends a connection that has nothing to lose: the engine does not hear of it.
@@ -130,6 +140,7 @@ void OrderEntry::drop(ClientHandle handle, std::string_view reason, Announce ann
 }
 
 void OrderEntry::close(MeoClient& client) {
+    push(client);
     wire_.close(client.fd);
     client.fd = no_socket;
 }

@@ -84,19 +84,21 @@ void write_sequenced(MutableBytes packet, std::uint64_t sequence, ByteView messa
     std::copy(message.begin(), message.end(), packet.begin() + at::header_size);
 }
 
+std::size_t ReceiveBuffer::whole_packet_size() const {
+    constexpr auto length = layout::packet::length;
+    if (rest().size() < end_of(length) || get(rest(), length) == 0) return 0;
+    const std::size_t size = end_of(length) + get(rest(), length);
+    return size <= rest().size() ? size : 0;
+}
+
 std::optional<ReceiveBuffer::Packet> ReceiveBuffer::cut() {
     namespace at = layout::packet;
-    const ByteView rest = ByteView(bytes_).subspan(cut_);
-    if (rest.size() < end_of(at::length)) return std::nullopt;
-    const std::size_t length = get(rest, at::length);
-    if (length == 0) {
-        cut_ = bytes_.size();
-        return std::nullopt;
-    }
-    const std::size_t size = end_of(at::length) + length;
-    if (rest.size() < size) return std::nullopt;
+    if (rest().size() >= end_of(at::length) && get(rest(), at::length) == 0) cut_ = bytes_.size();
+    const std::size_t size = whole_packet_size();
+    if (size == 0) return std::nullopt;
+    const ByteView packet = rest().first(size);
     cut_ += size;
-    return Packet{static_cast<PacketType>(get(rest, at::type)), rest.subspan(at::header_size, size - at::header_size)};
+    return Packet{static_cast<PacketType>(get(packet, at::type)), packet.subspan(at::header_size)};
 }
 
 Bytes& ReceiveBuffer::incoming() {

@@ -151,10 +151,16 @@ public:
     // unreadable: everything received so far is thrown away, and reading starts afresh with whatever arrives next.
     std::optional<Packet> cut();
 
+    // True when the next cut() gives a packet.
+    bool holds_packet() const { return whole_packet_size() != 0; }
+
     // Where received bytes are appended. Forgets the packets that have been cut.
     Bytes& incoming();
 
 private:
+    ByteView rest() const { return ByteView(bytes_).subspan(cut_); }
+    std::size_t whole_packet_size() const;  // of the next packet; 0 when it is not there yet
+
     Bytes bytes_;
     std::size_t cut_ = 0;  // bytes before this one have been handed out
 };

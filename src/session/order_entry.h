@@ -33,6 +33,8 @@ struct MeoClient {
     esesm::ReceiveBuffer received;
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
+    bool asks_more = false;  // its next request is already here, and will be answered in this pass
+    bool held_back = false;  // the last packet sent to it may still wait for another
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
     std::uint64_t connected_ms = 0;
@@ -47,6 +49,8 @@ struct ClientWire {
     // Hands over one whole packet; what does not get through is lost without a word.
     //   more_follows  the next packet of the same batch comes at once, so this one may wait for it
     std::function<void(int fd, ByteView packet, bool more_follows)> send;
+    // Lets what waits go out, when the packet that was to follow did not come.
+    std::function<void(int fd)> push;
     std::function<void(int fd)> close;
 };
 
@@ -89,6 +93,7 @@ private:
     void send(MeoClient& client, ByteView packet, bool more_follows = false);
     void say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text);
     void drop(ClientHandle handle, std::string_view reason, Announce announce);
+    void push(MeoClient& client);
     void close(MeoClient& client);
     void forget_closed();
 

@@ -23,7 +23,10 @@ void OrderEntry::route(const OutboundMessage& message, std::uint64_t now_ms) {
 
 void OrderEntry::deliver(MeoClient& client, const OutboundMessages& messages) {
     const std::uint64_t now_ms = clock_.steady_ms();
-    for (std::size_t i = 0; i < messages.size(); ++i) deliver(client, messages[i], now_ms, i + 1 < messages.size());
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        const bool last = i + 1 == messages.size();
+        deliver(client, messages[i], now_ms, !last || client.asks_more);
+    }
 }
 
 // During a lapse a sequenced message only takes its number and its place in the stream; an unsequenced one is lost.

@@ -51,7 +51,9 @@ Venue::Venue(const VenueSettings& settings)
                   {[this](int fd, ByteView packet, bool more_follows) {
                        connections[fd].packets.emplace_back(packet.begin(), packet.end());
                        connections[fd].more_follows.push_back(more_follows);
+                       connections[fd].waiting = more_follows;
                    },
+                   [this](int fd) { connections[fd].waiting = false; },
                    [this](int fd) { connections[fd].closed = true; }},
                   settings.engine.session, settings.quiet),
       truth_path_(temporary_file()) {

@@ -13,7 +13,7 @@ namespace kavo::test {
 struct VenueSettings {
     std::vector<std::string> symbols = {"AAPL"};  // product ids follow the order
     double reference = 190.0;                     // of every symbol
-    EngineSettings engine;                        // its session number is everyone's
+    EngineSettings engine = {};                   // its session number is everyone's
     bool seeded = false;  // true: the day is started, so the books hold the synthetic market's first quotes
     std::uint32_t seed = 42;
     bool quiet = true;
@@ -56,6 +56,7 @@ public:
     struct Connection {
         std::vector<Bytes> packets;
         std::vector<bool> more_follows;  // for each packet
+        bool waiting = false;  // the last packet may still wait for another
         bool closed = false;
     };
     std::map<int, Connection> connections;  // by descriptor
