@@ -24,7 +24,7 @@ void Engine::start_session(ClientHandle client, OutboundMessages& answers) const
     }
 }
 
-Product* Engine::find_product(std::uint32_t product_id) {
+const Product* Engine::find_product(std::uint32_t product_id) const {
     return product_id == 0 || product_id > products_.size() ? nullptr : &products_[product_id - 1];
 }
 

@@ -106,12 +106,13 @@ private:
 
     Product& product_of(const Order& order) { return products_[order.product_id - 1]; }
     const Product& product_of(const Order& order) const { return products_[order.product_id - 1]; }
-    Product* find_product(std::uint32_t product_id);
+    const Product* find_product(std::uint32_t product_id) const;  // nothing for an id that no product has
     // The live order of this client with this id; nothing for another client's.
     Order* find_own(ClientHandle client, const meo::ClientOrderId& id) const;
 
     // new_order.cpp
     meo::NewOrderReason check(const meo::NewOrderRequest& request, std::uint64_t now_ns) const;
+    bool scripted_to_reject(const meo::NewOrderRequest& request);
     Order& accept(ClientHandle client, const meo::NewOrderRequest& request, std::uint64_t now_ns,
                   OutboundMessages& answers);
     bool cancelled_before_matching(Order& order, std::uint64_t now_ns, OutboundMessages& answers);

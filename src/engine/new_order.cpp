@@ -42,18 +42,7 @@ bool never_rests(const Order& order) {
 void Engine::new_order(ClientHandle client, const meo::NewOrderRequest& request, OutboundMessages& answers) {
     const std::uint64_t now_ns = clock_.wall_ns();
     NewOrderReason reason = check(request, now_ns);
-    if (reason == NewOrderReason::accepted &&
-        fault_fires(++bench_.counters.orders, bench_.reject_every, bench_.reject_next)) {
-        reason = NewOrderReason::scripted;
-        ++bench_.counters.rejects;
-        write_order_truth({.event = "reject",
-                           .client_order_id = request.client_order_id.view(),
-                           .symbol = find_product(request.product_id)->symbol,
-                           .side = request.flags.sell() ? 'S' : 'B',
-                           .quantity = request.quantity,
-                           .price = from_wire(request.price),
-                           .text = "bench:scripted_reject"});
-    }
+    if (reason == NewOrderReason::accepted && scripted_to_reject(request)) reason = NewOrderReason::scripted;
     if (reason != NewOrderReason::accepted) {
         answers.push_back({client, build(meo::NewOrderResponse{now_ns, request, 0, reason})});
         return;
@@ -73,7 +62,7 @@ void Engine::new_order(ClientHandle client, const meo::NewOrderRequest& request,
 }
 
 NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t now_ns) const {
-    if (request.product_id == 0 || request.product_id > products_.size()) return NewOrderReason::unknown_product;
+    if (find_product(request.product_id) == nullptr) return NewOrderReason::unknown_product;
     if (request.client_order_id.empty()) return NewOrderReason::no_client_order_id;
     if (!request.mpid.complete()) return NewOrderReason::invalid_mpid;
     if (request.quantity == 0) return NewOrderReason::no_quantity;
@@ -87,6 +76,21 @@ NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t 
     if (request.flags.sell() != (request.flags.short_sale() != 0)) return NewOrderReason::invalid_short_sale;
     if (client_orders_.find(request.client_order_id) != nullptr) return NewOrderReason::duplicate_client_order_id;
     return NewOrderReason::accepted;
+}
+
+// Counts an order that has passed every check, and rejects it all the same when the script says so. On the wire only
+// the reason tells this from a real reject.
+bool Engine::scripted_to_reject(const meo::NewOrderRequest& request) {
+    if (!fault_fires(++bench_.counters.orders, bench_.reject_every, bench_.reject_next)) return false;
+    ++bench_.counters.rejects;
+    write_order_truth({.event = "reject",
+                       .client_order_id = request.client_order_id.view(),
+                       .symbol = find_product(request.product_id)->symbol,
+                       .side = request.flags.sell() ? 'S' : 'B',
+                       .quantity = request.quantity,
+                       .price = from_wire(request.price),
+                       .text = "bench:scripted_reject"});
+    return true;
 }
 
 Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, std::uint64_t now_ns,
