@@ -145,7 +145,7 @@ inline constexpr Unread zero_b{70, 1};
 inline constexpr Letter constant_h{71};
 inline constexpr Unread zero_c{72, 8};
 inline constexpr Letter liquidity{80};  // 'A' added, 'R' removed
-inline constexpr Letter market{81};     // where the product is listed
+inline constexpr Letter market{81};     // a letter that follows from where the product is listed
 inline constexpr Unread zero_d{82, 5};
 inline constexpr Letter constant_p{87};
 inline constexpr Unread reserved{88, 17};
