@@ -77,9 +77,11 @@ std::optional<FeedReader::Packet> FeedReader::next_packet(std::chrono::milliseco
             packets_.push_back({packet->header, Bytes(packet->message.begin(), packet->message.end())});
         }
         if (packets_.empty()) throw std::runtime_error("a datagram without packets");
+        if (!packets_.front().message.empty()) ++datagrams_;
     }
     Packet packet = std::move(packets_.front());
     packets_.pop_front();
+    if (!packet.message.empty()) last_sequence_ = packet.header.sequence;
     return packet;
 }
 
@@ -92,6 +94,36 @@ std::string FeedReader::next_message(const std::string& start) {
         if (text.starts_with(start)) return text;
     }
     return {};
+}
+
+// The next line worth reading, after at most so long a silence.
+std::optional<std::string> FeedReader::next_line(std::chrono::milliseconds longest) {
+    while (const std::optional<Packet> packet = next_packet(longest)) {
+        if (packet->message.empty()) continue;
+        const std::string text = dom_text(packet->message);
+        if (!text.starts_with("time ")) return text;
+    }
+    return std::nullopt;
+}
+
+std::string FeedReader::next() {
+    const auto deadline = steady_clock::now() + patience;
+    while (steady_clock::now() < deadline) {
+        if (const auto line = next_line(std::chrono::milliseconds(100))) return *line;
+    }
+    return "silence";
+}
+
+std::string FeedReader::next(std::size_t count) {
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < count; ++i) lines.push_back(next());
+    return joined(lines);
+}
+
+std::string FeedReader::waiting() {
+    std::vector<std::string> lines;
+    while (const auto line = next_line(std::chrono::milliseconds(0))) lines.push_back(*line);
+    return joined(lines);
 }
 
 }  // namespace kavo::test

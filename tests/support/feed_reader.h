@@ -38,9 +38,25 @@ public:
     // skipped. Empty when none comes in the usual patience.
     std::string next_message(const std::string& start);
 
+    // The next message as a line of text, System Time left out: it comes whenever a second has turned. "silence" when
+    // none comes in the usual patience.
+    std::string next();
+    // The next `count` lines, joined by " | ".
+    std::string next(std::size_t count);
+    // The same of everything that has arrived and has not been read; empty for nothing.
+    std::string waiting();
+
+    // What the packets that were read have shown of the feed so far.
+    std::uint64_t last_sequence() const { return last_sequence_; }  // of the messages; 0 before the first
+    std::size_t datagrams() const { return datagrams_; }            // those that carried messages
+
 private:
+    std::optional<std::string> next_line(std::chrono::milliseconds longest);
+
     int socket_;
     std::deque<Packet> packets_;  // of the latest datagram
+    std::uint64_t last_sequence_ = 0;
+    std::size_t datagrams_ = 0;
 };
 
 }  // namespace kavo::test

@@ -3,12 +3,15 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -81,9 +84,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 std::string TemporaryFile::content() const {
-    std::ostringstream content;
-    content << std::ifstream(path_).rdbuf();
-    return content.str();
+    return content_of(path_);
 }
 
 std::vector<std::string> TemporaryFile::lines() const {
@@ -91,6 +92,28 @@ std::vector<std::string> TemporaryFile::lines() const {
     std::istringstream text(content());
     for (std::string line; std::getline(text, line) && !text.eof();) lines.push_back(line);
     return lines;
+}
+
+TemporaryFolder::TemporaryFolder() : path_("/tmp/kavo_me_test_XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::vector<std::string> TemporaryFolder::names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string content_of(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
 }
 
 Process::Process(const std::string& program, const std::vector<std::string>& arguments,
@@ -102,6 +125,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
     std::vector<char*> argv = pointers(texts);
     pid_ = fork();
     if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is killed leaves nobody behind
         unsetenv("KAVO_ME_SCENARIO");
         unsetenv("BENCH_ORDER_TRUTH");
         for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
@@ -148,8 +172,23 @@ std::string Process::said() {
     return said_;
 }
 
+// The system shows the signals that are caught as a mask of hexadecimal digits.
+bool Process::catches(int number) const {
+    const auto deadline = steady_clock::now() + patience;
+    while (steady_clock::now() < deadline) {
+        std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (!line.starts_with("SigCgt:")) continue;
+            const std::uint64_t caught = std::stoull(line.substr(line.find('\t')), nullptr, 16);
+            if ((caught >> (number - 1) & 1) != 0) return true;
+        }
+        poll(nullptr, 0, 1);
+    }
+    return false;
+}
+
 void Process::signal(int number) const {
-    kill(pid_, number);
+    if (!ended_) kill(pid_, number);
 }
 
 int Process::wait() {

@@ -45,6 +45,24 @@ private:
     std::string path_;
 };
 
+// An empty folder of its own; it is removed with this object, and everything in it too.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string path(const std::string& name) const { return path_ + "/" + name; }
+    std::vector<std::string> names() const;  // of what is in it, sorted
+
+private:
+    std::string path_;
+};
+
+// The content of a file; empty when there is none.
+std::string content_of(const std::string& path);
+
 class Process {
 public:
     // Starts the program at once. Flags and environment variables are given as they are.
@@ -60,7 +78,10 @@ public:
     // Everything said on standard error so far.
     std::string said();
 
-    void signal(int number) const;
+    // Waits until the child has a handler of its own for a signal; false when it never has.
+    bool catches(int number) const;
+
+    void signal(int number) const;  // nothing once the child has been waited for: its number may be another's by then
     // Waits for the end. The exit status, or minus the signal that ended it; -1000 when it does not end.
     int wait();
     // SIGINT, then wait.

@@ -5,6 +5,25 @@
 
 namespace kavo::test {
 
+namespace {
+
+constexpr std::size_t truth_levels = 10;
+
+// "[[189.9900,300],[189.9800,100]]"
+template <typename LevelIterator>
+std::string truth_side(LevelIterator level, LevelIterator end) {
+    std::string side;
+    for (std::size_t left = truth_levels; level != end && left > 0; ++level, --left) {
+        const WirePrice price = level->first / 100;  // four decimals
+        const std::string decimals = std::to_string(10'000 + price % 10'000).substr(1);
+        side += side.empty() ? "[" : ",[";
+        side += std::to_string(price / 10'000) + "." + decimals + "," + std::to_string(level->second) + "]";
+    }
+    return "[" + side + "]";
+}
+
+}  // namespace
+
 std::uint32_t ReceivedBook::apply(ByteView message) {
     if (dom::SeriesDefinition m; read(message, m)) books_[m.secid].symbol = m.symbol;
     if (dom::AddOrder m; read(message, m)) return add(m.order_id, {m.secid, m.side == 'B', m.price, m.quantity});
@@ -61,6 +80,13 @@ std::string ReceivedBook::text(std::uint32_t secid, std::size_t levels) const {
         asks += " " + std::to_string(level->second) + "@" + price_text(level->first);
     }
     return book.symbol + " " + bids + " |" + asks;
+}
+
+std::string ReceivedBook::truth_line(std::uint64_t sequence, std::uint32_t secid) const {
+    const Book& book = books_.at(secid);
+    return "{\"seq\":" + std::to_string(sequence) + ",\"secid\":" + std::to_string(secid) + ",\"symbol\":\"" +
+           book.symbol + "\",\"bid\":" + truth_side(book.bids.rbegin(), book.bids.rend()) +
+           ",\"ask\":" + truth_side(book.asks.begin(), book.asks.end()) + "}";
 }
 
 }  // namespace kavo::test

@@ -28,6 +28,9 @@ public:
     // The best levels on one line: "AAPL  300@189.98 100@189.99 | 200@190.01 500@190.02".
     std::string text(std::uint32_t secid, std::size_t levels) const;
 
+    // The book as the simulator writes it down after the message with this number: ten levels a side, best first.
+    std::string truth_line(std::uint64_t sequence, std::uint32_t secid) const;
+
 private:
     struct Resting {
         std::uint32_t secid = 0;

@@ -1,5 +1,5 @@
-// What the program says on standard error while something happens, word for word. For tests only: the other helpers
-// here serve the tools too, and know nothing of GoogleTest.
+// What the program says on standard error while something happens, word for word. For tests alone: everything else in
+// this folder serves the tools too, and knows nothing of GoogleTest.
 #pragma once
 
 #include <gtest/gtest.h>

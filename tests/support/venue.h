@@ -56,7 +56,7 @@ public:
     struct Connection {
         std::vector<Bytes> packets;
         std::vector<bool> more_follows;  // for each packet
-        bool waiting = false;  // the last packet may still wait for another
+        bool waiting = false;            // the last packet may still wait for another
         bool closed = false;
     };
     std::map<int, Connection> connections;  // by descriptor

@@ -20,8 +20,15 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds heartbeat_interval{500};
+constexpr milliseconds longest_wait{100};  // then it is time to look whether a heartbeat is due
+
+bool is_heartbeat(ByteView packet) {
+    return get(packet, esesm::layout::packet::type) == static_cast<char>(esesm::PacketType::server_heartbeat);
+}
 
 }  // namespace
+
+std::vector<WireClient*> WireClient::all_;
 
 WireClient::WireClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in venue{};
@@ -34,13 +41,28 @@ WireClient::WireClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STRE
     }
     const int on = 1;
     setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    all_.push_back(this);
 }
 
 WireClient::~WireClient() {
-    close(socket_);
+    disconnect();
+    std::erase(all_, this);
+}
+
+void WireClient::disconnect() {
+    if (socket_ >= 0) close(socket_);
+    socket_ = -1;
+    closed_ = true;
+}
+
+void WireClient::reset() {
+    const linger at_once{1, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    disconnect();
 }
 
 void WireClient::send_bytes(ByteView bytes) {
+    last_sent_ = steady_clock::now();
     while (!bytes.empty()) {
         const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent <= 0) return;  // the venue has gone; reading will tell
@@ -68,13 +90,21 @@ void WireClient::send_heartbeat() {
     send_packet('1');
 }
 
+void WireClient::keep_all_alive() {
+    for (WireClient* client : all_) {
+        const bool due = steady_clock::now() - client->last_sent_ >= heartbeat_interval;
+        if (due && !client->silent_ && !client->closed_) client->send_heartbeat();
+    }
+}
+
 std::optional<Bytes> WireClient::take_packet() {
     namespace at = esesm::layout::packet;
-    if (received_.size() < at::header_size) return std::nullopt;
-    const auto size = static_cast<std::ptrdiff_t>(end_of(at::length) + get(received_, at::length));
-    if (received_.size() < static_cast<std::size_t>(size)) return std::nullopt;
-    Bytes packet(received_.begin(), received_.begin() + size);
-    received_.erase(received_.begin(), received_.begin() + size);
+    const ByteView rest = ByteView(received_).subspan(taken_);
+    if (rest.size() < at::header_size) return std::nullopt;
+    const std::size_t size = end_of(at::length) + get(rest, at::length);
+    if (rest.size() < size) return std::nullopt;
+    Bytes packet(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(size));
+    taken_ += size;
     if (get(packet, at::type) == static_cast<char>(esesm::PacketType::sequenced_data)) {
         last_sequence_ = get(packet, esesm::layout::sequenced_packet::sequence);
     }
@@ -94,6 +124,8 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
         if (count <= 0) {
             closed_ = true;
         } else {
+            received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(taken_));
+            taken_ = 0;
             received_.insert(received_.end(), chunk, chunk + count);
         }
     }
@@ -102,10 +134,10 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
 std::optional<Bytes> WireClient::next_packet() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
-        const auto packet = next_packet_of_any_kind(heartbeat_interval);
-        if (packet && packet_text(*packet) != "heartbeat") return packet;
+        keep_all_alive();
+        const auto packet = next_packet_of_any_kind(longest_wait);
+        if (packet && !is_heartbeat(*packet)) return packet;
         if (closed_) return std::nullopt;
-        if (!packet) send_heartbeat();
     }
     return std::nullopt;
 }

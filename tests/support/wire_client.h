@@ -15,7 +15,8 @@ namespace kavo::test {
 
 class WireClient {
 public:
-    // Connects to 127.0.0.1; throws when nobody listens.
+    // Connects to 127.0.0.1; throws when nobody listens. While any client of this process waits for a packet, every one
+    // of them sends its heartbeats, so that a scene loses none of its clients however slow the machine is.
     explicit WireClient(std::uint16_t port);
     ~WireClient();
     WireClient(const WireClient&) = delete;
@@ -28,16 +29,22 @@ public:
     void send(const Replace& request);
     void send(const Cancel& request);
     void send_heartbeat();
+    // From here on no heartbeats but those that the test sends.
+    void keep_silent() { silent_ = true; }
+
+    // Goes away: in good order, or with a reset, as a machine does that has lost its memory of the connection.
+    void disconnect();
+    void reset();
 
     // The next whole packet that is no heartbeat; nothing when the venue has closed the connection or keeps silent for
-    // longer than the usual patience. While it waits, the client sends its own heartbeats.
+    // longer than the usual patience.
     std::optional<Bytes> next_packet();
     // The same as a line of text, see transcript.h: "closed" and "silence" for nothing.
     std::string next();
     // The next `count` lines, joined by " | ".
     std::string next(std::size_t count);
 
-    // The next packet of any kind, heartbeats included, waiting as long as told and sending nothing.
+    // The next packet of any kind, heartbeats included, waiting as long as told while nobody sends anything.
     std::optional<Bytes> next_packet_of_any_kind(std::chrono::milliseconds longest);
 
     // The number of the latest sequenced message that was read; the next login asks for the one after it.
@@ -47,10 +54,16 @@ public:
 
 private:
     std::optional<Bytes> take_packet();
+    static void keep_all_alive();
+
+    static std::vector<WireClient*> all_;
 
     int socket_;
     Bytes received_;
+    std::size_t taken_ = 0;  // bytes of it that have been given out as packets
     bool closed_ = false;
+    bool silent_ = false;
+    std::chrono::steady_clock::time_point last_sent_ = std::chrono::steady_clock::now();
     std::uint64_t last_sequence_ = 0;
 };
 

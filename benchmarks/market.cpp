@@ -1,0 +1,81 @@
+#include "market.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <map>
+#include <memory>
+
+#include "feed/dom_messages.h"
+#include "support/requests.h"
+
+namespace kavo::benchmarks {
+
+namespace {
+
+constexpr std::size_t header_size = esesm::layout::packet::header_size;
+
+}  // namespace
+
+Market::Market(std::size_t products) {
+    const SilentErrors silent;
+    for (std::size_t i = 0; i < products; ++i) engine.add_product("S" + std::to_string(i), reference_price);
+    engine.start_day();
+    fill_history();
+    log_in("crowd");
+    log_in("user");
+}
+
+void Market::log_in(const std::string& username) {
+    const ClientHandle client = order_entry.open_client(static_cast<int>(order_entry.clients_ever()));
+    order_entry.receive(client, esesm::build_packet(esesm::PacketType::login_request, test::login(username).payload()));
+}
+
+void Market::fill_history() {
+    while (feed.history.size() < DomFeed::history_limit_messages) feed.publish(dom::build(dom::AddOrder{}));
+    feed.flush();
+}
+
+void Market::rest_orders(std::size_t count, ClientHandle client) {
+    meo::NewOrderRequest request;
+    for (std::size_t i = 0; i < count; ++i) {
+        meo::parse_new_order(packets_.new_order(entered_++).subspan(header_size), request);
+        answers_.clear();
+        engine.new_order(client, request, answers_);
+        feed.flush();
+    }
+}
+
+void Market::enter_and_cancel() {
+    order_entry.receive(user, packets_.new_order(entered_));
+    order_entry.receive(user, packets_.cancel(entered_++));
+}
+
+void Market::fill_stream() {
+    constexpr std::size_t messages_each_time = 5;
+    for (std::size_t i = 0; i < SessionStream::limit_messages / messages_each_time; ++i) enter_and_cancel();
+}
+
+Market& market_with(std::size_t resting_orders) {
+    static std::map<std::size_t, std::unique_ptr<Market>> markets;
+    std::unique_ptr<Market>& market = markets[resting_orders];
+    if (market == nullptr) {
+        market = std::make_unique<Market>();
+        market->rest_orders(resting_orders, Market::crowd);
+        market->fill_stream();
+    }
+    return *market;
+}
+
+SilentErrors::SilentErrors() : kept_(dup(STDERR_FILENO)) {
+    const int nowhere = open("/dev/null", O_WRONLY);
+    dup2(nowhere, STDERR_FILENO);
+    close(nowhere);
+}
+
+SilentErrors::~SilentErrors() {
+    dup2(kept_, STDERR_FILENO);
+    close(kept_);
+}
+
+}  // namespace kavo::benchmarks

@@ -1,0 +1,66 @@
+// The whole venue in this process, without sockets, its books as full as a benchmark wants them. What it sends goes
+// nowhere, so what is measured is ours alone.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "order_packets.h"
+#include "session/order_entry.h"
+
+namespace kavo::benchmarks {
+
+class Market {
+public:
+    static constexpr ClientHandle crowd = 0;  // who owns all that rests from the start
+    static constexpr ClientHandle user = 1;   // logged in, and owns nothing yet
+
+    // The day has started with the products of the list, and the feed's history is full, as it is on any venue that has
+    // run for a while.
+    explicit Market(std::size_t products = 3);
+    Market(const Market&) = delete;
+    Market& operator=(const Market&) = delete;
+
+    // New orders of a client that rest, off the synthetic market.
+    void rest_orders(std::size_t count, ClientHandle client);
+
+    // A new order that rests among these, and its cancel, as the user sends them: parsed, judged, published, answered
+    // and stored in the user's stream.
+    void enter_and_cancel();
+    // The same until the user's stream is full, so that no time goes into memory that is touched for the first time.
+    void fill_stream();
+
+    Clock clock;
+    Generator generator{42};
+    Bench bench;
+    DomFeed feed{1, clock, [](ByteView) {}};
+    Engine engine{feed, generator, {.quiet = true, .acod = true}, bench, clock};
+    OrderEntry order_entry{engine, feed, bench, clock, {[](int, ByteView, bool) {}, [](int) {}, [](int) {}}, 1, true};
+
+private:
+    void log_in(const std::string& username);
+    void fill_history();
+
+    OrderPackets packets_{"ORDR"};
+    std::uint64_t entered_ = 0;
+    OutboundMessages answers_;
+};
+
+// A market in which the crowd has so many orders resting, and the user's stream is full. Each is made once and kept, so
+// that a benchmark can go back and forth between a full one and an empty one.
+Market& market_with(std::size_t resting_orders);
+
+// Standard error goes nowhere while this lives: the venue tells of every login and every lost client.
+class SilentErrors {
+public:
+    SilentErrors();
+    ~SilentErrors();
+    SilentErrors(const SilentErrors&) = delete;
+    SilentErrors& operator=(const SilentErrors&) = delete;
+
+private:
+    int kept_;
+};
+
+}  // namespace kavo::benchmarks

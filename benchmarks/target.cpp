@@ -1,0 +1,85 @@
+#include "target.h"
+
+#include <ctime>
+#include <filesystem>
+#include <stdexcept>
+
+#include "timing.h"
+
+namespace kavo::benchmarks {
+
+namespace {
+
+constexpr const char* banner_start = "[kavo_me] DoM/MACH";
+
+std::string program(ServerKind kind) {
+    return kind == ServerKind::simulator ? KAVO_ME_PATH : FLOOR_SERVER_PATH;
+}
+
+// The market stands still, so that all that happens comes from the load.
+std::vector<std::string> simulator_arguments(std::uint16_t port, std::uint16_t feed_port) {
+    return {"--meo-port",     std::to_string(port),
+            "--mcast",        "127.0.0.1",
+            "--port",         std::to_string(feed_port),
+            "--retrans-port", "0",
+            "--interval-ms",  "-1",
+            "--quiet",        "--symbols",
+            "AAPL:190.00",    "--max-order-size",
+            "1000000"};
+}
+
+std::vector<std::string> arguments(const ServerSettings& settings, std::uint16_t port, std::uint16_t feed_port,
+                                   const std::string& order_truth, const std::string& book_truth) {
+    if (settings.kind == ServerKind::simulator) {
+        std::vector<std::string> result = simulator_arguments(port, feed_port);
+        if (settings.book_truth) result.insert(result.end(), {"--truth-out", book_truth});
+        return result;
+    }
+    std::vector<std::string> result{std::to_string(port), std::to_string(feed_port),
+                                    settings.kind == ServerKind::batching_floor ? "batches" : "plain"};
+    if (settings.order_truth) result.push_back(order_truth);
+    return result;
+}
+
+std::map<std::string, std::string> environment(const ServerSettings& settings, const std::string& order_truth) {
+    if (!settings.order_truth) return {};
+    return {{"BENCH_ORDER_TRUTH", order_truth}};
+}
+
+}  // namespace
+
+Target::Target(const ServerSettings& settings)
+    : process_(program(settings.kind),
+               arguments(settings, port(), feed_.port(), order_truth_.path(), book_truth_.path()),
+               environment(settings, order_truth_.path())) {
+    const bool simulator = settings.kind == ServerKind::simulator;
+    if (!process_.says(simulator ? banner_start : "floor_server listens")) throw std::runtime_error(process_.said());
+}
+
+double Target::processor_seconds() const {
+    clockid_t clock{};
+    timespec used{};
+    if (clock_getcpuclockid(process_.pid(), &clock) != 0 || clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("a server has gone");
+    }
+    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
+}
+
+void Target::tidy() {
+    std::filesystem::resize_file(order_truth_.path(), 0);
+    std::filesystem::resize_file(book_truth_.path(), 0);
+    process_.said();
+}
+
+double start_seconds(const std::string& symbols) {
+    const test::ReservedPort port;
+    const test::FeedReader feed;
+    std::vector<std::string> arguments = simulator_arguments(port.number(), feed.port());
+    arguments.insert(arguments.end(), {"--symbols", symbols});
+    return elapsed_seconds_of([&] {
+        test::Process process(KAVO_ME_PATH, arguments);
+        if (!process.says(banner_start)) throw std::runtime_error("no banner");
+    });
+}
+
+}  // namespace kavo::benchmarks

@@ -1,0 +1,45 @@
+// A server under load, as a process of its own: the simulator, or the floor under it.
+#pragma once
+
+#include <string>
+
+#include "support/feed_reader.h"
+#include "support/process.h"
+
+namespace kavo::benchmarks {
+
+enum class ServerKind {
+    plain_floor,     // pushes every answer at once
+    batching_floor,  // answers to requests that came together leave together, as those of the simulator do
+    simulator,
+};
+
+struct ServerSettings {
+    ServerKind kind = ServerKind::simulator;
+    bool order_truth = false;
+    bool book_truth = false;
+};
+
+class Target {
+public:
+    explicit Target(const ServerSettings& settings);
+
+    std::uint16_t port() const { return port_.number(); }
+    // What the process has used of the processors since it began, its system calls included.
+    double processor_seconds() const;
+    // Between runs: empties the truth logs, and takes in what the server has said, or its pipe would fill up.
+    void tidy();
+
+private:
+    test::ReservedPort port_;
+    test::FeedReader feed_;  // holds the port to which the feed goes; what comes is not read
+    test::TemporaryFile order_truth_;
+    test::TemporaryFile book_truth_;
+    test::Process process_;
+};
+
+// How long the simulator takes from its start to its banner, in seconds.
+//   symbols  as the command line takes them
+double start_seconds(const std::string& symbols);
+
+}  // namespace kavo::benchmarks

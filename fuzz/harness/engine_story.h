@@ -1,0 +1,49 @@
+// A day of the engine beside the literal venue, told by the fuzzer's bytes: requests, scripted faults, time, ticks and
+// clients that go away. After every step the two must be indistinguishable.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "harness/input.h"
+#include "model/side_by_side.h"
+
+namespace kavo::fuzz {
+
+class EngineStory {
+public:
+    explicit EngineStory(ByteView bytes);
+
+    void tell();
+
+private:
+    static constexpr unsigned most_steps = 250;  // which keeps the slowest input well below its limit
+
+    void step();
+    void check(const std::string& differences);
+
+    // One decision each.
+    model::Request new_order();
+    model::Request modify();
+    model::Request cancel();
+    model::Request any_bytes();
+    void made_requests();
+    void let_time_pass();
+    void arm();
+    void rare_event();
+
+    // What requests are made of.
+    int client() { return static_cast<int>(input_.below(4)); }
+    model::Bytes bytes_without_line_ends(std::size_t size);
+    void put_participant(model::Bytes& message);
+    void put_id(model::Bytes& message, std::size_t at);
+    std::uint64_t price(std::uint32_t product_id);
+    std::uint32_t shares();
+    std::uint16_t flags();
+
+    Input input_;
+    model::SideBySide sides_;
+    unsigned steps_ = 0;
+};
+
+}  // namespace kavo::fuzz

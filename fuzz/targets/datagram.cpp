@@ -1,0 +1,62 @@
+// Datagrams of the feed as receivers take them apart: whole packets one after the other, and messages that say the same
+// when they are built again.
+#include <algorithm>
+
+#include "feed/dom_messages.h"
+#include "feed/mach.h"
+#include "harness/harness.h"
+#include "harness/literal_login.h"
+
+namespace kavo::fuzz {
+namespace {
+
+// What is read of a message is all that a receiver knows of it: built from that, it must read the same.
+template <typename Record>
+int reads_as(ByteView message) {
+    Record record;
+    if (!read(message, record)) return 0;
+    const auto rebuilt = build(record);
+    require(rebuilt.size() == message.size() && rebuilt[0] == message[0], "a message is read when it has its size");
+    Record again;
+    require(read(rebuilt, again) && build(again) == rebuilt, "a message built from what was read reads the same");
+    return 1;
+}
+
+void read_message(ByteView message) {
+    const int kinds = reads_as<dom::SystemTime>(message) + reads_as<dom::SystemState>(message) +
+                      reads_as<dom::SeriesDefinition>(message) + reads_as<dom::SeriesOpen>(message) +
+                      reads_as<dom::SeriesTradingStatus>(message) + reads_as<dom::AddOrder>(message) +
+                      reads_as<dom::ModifyOrder>(message) + reads_as<dom::DeleteOrder>(message) +
+                      reads_as<dom::OrderExecuted>(message);
+    require(kinds <= 1, "a message is of one type at most");
+}
+
+// The size of the first packet; 0 when there is no whole one.
+std::size_t literal_size(ByteView datagram) {
+    if (datagram.size() < 12) return 0;
+    const std::uint64_t length = little_endian(datagram.subspan(8, 2));
+    return length < 12 || length > datagram.size() ? 0 : length;
+}
+
+void take_apart(ByteView datagram) {
+    while (true) {
+        const ByteView before = datagram;
+        const std::size_t size = literal_size(before);
+        const auto packet = mach::take_packet(datagram);
+        require(packet.has_value() == (size != 0), "a packet is taken when it is whole");
+        if (!packet) return;
+        count_step();
+        require(datagram.size() == before.size() - size, "a packet is taken off as a whole");
+        require(packet->header.sequence == little_endian(before.first(8)), "a packet begins with its number");
+        require(std::ranges::equal(packet->message, before.subspan(12, size - 12)),
+                "a message is the rest of a packet");
+        read_message(packet->message);
+    }
+}
+
+}  // namespace
+}  // namespace kavo::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    return kavo::fuzz::run({data, size}, kavo::fuzz::take_apart);
+}

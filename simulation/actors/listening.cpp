@@ -1,0 +1,114 @@
+// What a client makes of what it hears: its place in the stream, and which of its orders are open.
+#include <algorithm>
+#include <utility>
+
+#include "actors/client.h"
+#include "common/clock.h"
+#include "engine/meo_layout.h"
+
+namespace kavo::simulation {
+
+namespace {
+
+constexpr std::size_t ids_remembered = 30;
+constexpr std::uint64_t late_limit_ms = 2000;
+constexpr std::uint64_t unsolicited_cancel_delay_ms = 300;
+
+}  // namespace
+
+void Client::read() {
+    if (peer_ == nullptr) return;
+    const Bytes arrived = std::exchange(peer_->inbox, {});
+    incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
+    const Peer* reading = peer_;
+    std::size_t at = 0;
+    while (peer_ == reading && incoming_.size() - at >= 3) {
+        const ByteView rest = ByteView(incoming_).subspan(at);
+        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
+        if (size > rest.size()) break;
+        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
+        at += size;
+    }
+    if (peer_ != reading) return;
+    incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
+    if (peer_->closed) leave();
+}
+
+void Client::take_packet(char type, ByteView payload) {
+    if (type == 'r') return take_login_response(payload);
+    if (type != 's' || impostor_) return;
+    take_message(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
+}
+
+// One who asked for the present end of the stream knows that it misses something, and goes on from there.
+void Client::take_login_response(ByteView payload) {
+    if (get(payload, Letter{1}) != ' ') return;
+    logged_in_ = true;
+    if (impostor_) return;
+    const std::uint64_t highest = get(payload, Number<std::uint64_t>{3});
+    if (requested_ == 0) next_ = std::max(next_, highest + 1);
+}
+
+// A gap means that something was lost on the way, or that the venue was silent on purpose: whichever it was, the client
+// goes away and comes back for what it expects next.
+void Client::take_message(std::uint64_t sequence, ByteView message) {
+    const Bytes copy(message.begin(), message.end());
+    const auto known = heard_.find(sequence);
+    if (known != heard_.end() && known->second != copy && complaint_.empty()) {
+        complaint_ = identity_.username + printed(" hears that message %ju of the stream was replayed differently",
+                                                  static_cast<std::uintmax_t>(sequence));
+    }
+    if (sequence > next_) return leave();
+    if (known == heard_.end()) {
+        heard_[sequence] = copy;
+        follow(message);
+    }
+    next_ = std::max(next_, sequence + 1);
+}
+
+void Client::follow(ByteView message) {
+    namespace layout = meo::layout;
+    const std::string_view type = as_text(message.first(2));
+    const auto id_in = [&](Text field) { return std::string(terminated_text(message, field)); };
+    if (type == "O1") {
+        namespace at = layout::order_accepted;
+        open_[id_in(at::client_order_id)] = {get(message, at::product_id), (get(message, at::order_flags) & 1) == 0,
+                                             get(message, at::price), get(message, at::quantity), 0};
+    } else if (type == "P1") {
+        agenda_.add(stage_.now_ms() + unsolicited_cancel_delay_ms - dice_.below(2));
+    } else if (type == "E1") {
+        namespace at = layout::execution;
+        const auto order = open_.find(id_in(at::client_order_id));
+        if (order == open_.end()) return;
+        const std::uint32_t quantity = std::min(order->second.leaves, get(message, at::quantity));
+        order->second.leaves -= quantity;
+        order->second.executed += quantity;
+        if (order->second.leaves == 0) note_end(std::string(order->first), get(message, layout::timestamp));
+    } else if (type == "XN") {
+        note_end(id_in(layout::order_cancelled::client_order_id), get(message, layout::timestamp));
+    } else if (type == "MN") {
+        namespace at = layout::modify_notification;
+        auto order = open_.extract(id_in(at::orig_client_order_id));
+        if (order.empty() || get(message, at::leaves) == 0) return;
+        note_end(order.key(), get(message, layout::timestamp));
+        order.key() = id_in(at::client_order_id);
+        order.mapped().price = get(message, at::price);
+        order.mapped().leaves = get(message, at::leaves);
+        open_.insert(std::move(order));
+    }
+}
+
+// Some clients come back to an order that has ended, at the very moment from which they are too late.
+void Client::note_end(const std::string& id, std::uint64_t message_ns) {
+    open_.erase(id);
+    ended_.push_back(id);
+    if (ended_.size() > ids_remembered) ended_.pop_front();
+    if (!dice_.one_in(4) || message_ns > stage_.wall_ns()) return;
+    const std::uint64_t age_ms = (stage_.wall_ns() - message_ns) / ns_per_ms;
+    if (age_ms > late_limit_ms || age_ms > stage_.now_ms()) return;
+    const std::uint64_t ms = stage_.now_ms() - age_ms + late_limit_ms - dice_.below(3) + dice_.below(2);
+    appointments_.push_back({ms, id});
+    agenda_.add(ms);
+}
+
+}  // namespace kavo::simulation

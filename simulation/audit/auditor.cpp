@@ -1,0 +1,138 @@
+#include "audit/auditor.h"
+
+#include <algorithm>
+
+#include "audit/finding.h"
+
+namespace kavo::simulation {
+
+namespace {
+
+constexpr std::uint64_t bench_report_interval_ms = 2'000;
+constexpr std::uint64_t feed_report_interval_ms = 10'000;
+constexpr std::uint64_t snapshot_interval_ms = 250;
+
+std::vector<std::string> names_of(const std::vector<Symbol>& symbols) {
+    std::vector<std::string> names;
+    for (const Symbol& symbol : symbols) names.push_back(symbol.name);
+    return names;
+}
+
+bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
+    if (now_ms < last_ms || now_ms - last_ms < interval_ms) return false;
+    last_ms = now_ms;
+    return true;
+}
+
+}  // namespace
+
+Auditor::Auditor(const Tape& tape, const std::vector<Bytes>& history, const Plan& plan)
+    : plan_(plan),
+      tape_(tape),
+      feed_(tape_, history, plan),
+      witness_(tape_, feed_),
+      books_(names_of(plan.symbols)),
+      bench_(plan),
+      orders_(witness_, feed_, books_, bench_, plan),
+      sessions_(witness_, feed_, orders_, bench_, plan),
+      recovery_(witness_, feed_, orders_, plan),
+      tick_interval_ms_(plan.tick_interval_ms) {}
+
+void Auditor::audit() {
+    start_day();
+    while (!tape_.at_end()) take(tape_.next());
+    if (feed_.last_sequence() != feed_.messages_of_the_day()) throw Finding("messages were published that nobody owns");
+}
+
+void Auditor::start_day() {
+    witness_.take(What::step);
+    if (const Scenario& script = plan_.scenario; !script.empty()) {
+        witness_.expect_said(printed(
+            "bench: scenario 'rough' armed (disconnect after %u orders, lapse %d ms, reject every %u, partial every "
+            "%u, fill-on-cancel every %u, unsolicited cancel every %u, replace reject every %u)",
+            script.disconnect_after, script.lapse_ms, script.reject_every, script.partial_fill_every,
+            script.fill_on_cancel_every, script.unsolicited_cancel_every, script.replace_reject_every));
+    }
+    feed_.expect_start();
+    orders_.start_day();
+    last_tick_ms_ = last_bench_report_ms_ = last_feed_report_ms_ = tape_.now_ms();
+}
+
+void Auditor::take(const Entry& entry) {
+    switch (entry.what) {
+        case What::step: return begin(entry.step);
+        case What::command: return carry_out(entry);
+        case What::client_connected: return sessions_.connect(entry.fd);
+        case What::client_bytes: return sessions_.receive(entry.fd, entry.bytes);
+        case What::client_gone: return sessions_.lose(entry.fd);
+        case What::pass_time:
+            pass_ms_ = tape_.now_ms();
+            ++passes_;
+            return;
+        default: throw Finding("nobody expects " + in_words(entry));
+    }
+}
+
+void Auditor::begin(Step step) {
+    tape_.at_end();  // follows the clock, which may have moved on since the last step
+    switch (step) {
+        case Step::market: return tick();
+        case Step::deliver: return sessions_.deliver();
+        case Step::announce_lapse: return sessions_.announce_lapse(pass_ms_);
+        case Step::timers: return sessions_.run_timers(pass_ms_);
+        case Step::bench_report: return report_bench();
+        case Step::feed_heartbeat: return feed_.run_heartbeat();
+        case Step::recovery: return recovery_.serve();
+        case Step::snapshots: return check_snapshots();
+        case Step::feed_report: return report_feed();
+        case Step::end_of_day: return end_day();
+        default: return;
+    }
+}
+
+// The interval is compared without its sign: a negative one is too long to pass.
+void Auditor::tick() {
+    if (!is_due(pass_ms_, last_tick_ms_, static_cast<std::uint64_t>(std::int64_t{tick_interval_ms_}))) return;
+    if (!paused_) orders_.tick();
+}
+
+void Auditor::report_bench() {
+    if (plan_.scenario.empty() && !plan_.control_port) return;
+    if (!is_due(pass_ms_, last_bench_report_ms_, bench_report_interval_ms)) return;
+    witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence() + " " +
+                         feed_.fault_summary() + sessions_.session_state());
+}
+
+void Auditor::report_feed() {
+    if (!is_due(pass_ms_, last_feed_report_ms_, feed_report_interval_ms)) return;
+    witness_.expect_said("[kavo_me] dom msgs " + std::to_string(feed_.last_sequence()) + " packets " +
+                         std::to_string(feed_.packets) + " dropped " + std::to_string(feed_.dropped) + " retrans " +
+                         std::to_string(feed_.retransmissions) + " refreshes " + std::to_string(feed_.refreshes) +
+                         " resting " + std::to_string(books_.size()) + " clients " +
+                         std::to_string(sessions_.clients_ever()));
+    witness_.expect_said(feed_.fault_summary());
+}
+
+void Auditor::check_snapshots() {
+    if (!is_due(pass_ms_, last_snapshot_ms_, snapshot_interval_ms)) return;
+    witness_.expect_line(What::snapshot, books_.book_snapshot(tape_.now_ns()));
+    witness_.expect_line(What::snapshot, books_.bbo_snapshot());
+}
+
+void Auditor::end_day() {
+    witness_.expect_said(feed_.fault_summary());
+    witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence());
+    witness_.expect_said("[kavo_me] stopped");
+}
+
+std::vector<std::uint64_t> Auditor::counters() const {
+    return {bench_.reject.occasions, bench_.accepts,         bench_.fills,
+            bench_.partials,         bench_.cancels,         bench_.replaces,
+            bench_.rejects,          bench_.replace_rejects, bench_.unsolicited_cancels,
+            bench_.race_fills,       bench_.late_cancels,    bench_.stale_cancels,
+            bench_.logins,           bench_.replays,         bench_.replayed,
+            feed_.dropped,           feed_.duplicated,       feed_.reordered,
+            feed_.retransmissions,   feed_.refreshes};
+}
+
+}  // namespace kavo::simulation

@@ -1,0 +1,46 @@
+#include "audit/witness.h"
+
+#include "audit/finding.h"
+
+namespace kavo::simulation {
+
+const Entry& Witness::take(What what) {
+    feed_.take_overflows();
+    const Entry& entry = tape_.next();
+    if (entry.what == what) return entry;
+    throw Finding("expected " + in_words(entry_of(what, 0)) + "\n  but found " + in_words(entry));
+}
+
+void Witness::expect_line(What what, const std::string& line) {
+    feed_.take_overflows();
+    const Entry& entry = tape_.next();
+    if (entry.what == what && entry.text == line) return;
+    throw Finding("expected " + in_words(line_of(what, line)) + "\n  but found " + in_words(entry));
+}
+
+const Entry& Witness::expect_bytes(What what, int fd, const Bytes& bytes) {
+    feed_.take_overflows();
+    const Entry& entry = tape_.next();
+    if (entry.what == what && entry.fd == fd && entry.bytes == bytes) return entry;
+    throw Finding("expected " + in_words(entry_of(what, fd, bytes)) + "\n  but found " + in_words(entry));
+}
+
+void Witness::expect(What what, int fd) {
+    feed_.take_overflows();
+    const Entry& entry = tape_.next();
+    if (entry.what == what && entry.fd == fd) return;
+    throw Finding("expected " + in_words(entry_of(what, fd)) + "\n  but found " + in_words(entry));
+}
+
+bool Witness::next_is(What what, std::string_view start) const {
+    const Entry* entry = tape_.next_beyond_datagrams();
+    return entry != nullptr && entry->what == what && entry->text.starts_with(start);
+}
+
+std::string_view Witness::peek_line(What what) const {
+    const Entry* entry = tape_.next_beyond_datagrams();
+    if (entry != nullptr && entry->what == what) return entry->text;
+    throw Finding("a line is missing" + (entry == nullptr ? "" : " before " + in_words(*entry)));
+}
+
+}  // namespace kavo::simulation

@@ -1,0 +1,98 @@
+#include "plan.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kavo::simulation {
+
+namespace {
+
+constexpr std::uint64_t start_second = 1'700'000'000;
+
+// Half of the periodic faults are off, and those that are on come often; always is seldom.
+std::uint32_t some_every(Dice& dice) {
+    if (dice.one_in(2)) return 0;
+    return dice.one_in(20) ? 1 : static_cast<std::uint32_t>(dice.between(2, 12));
+}
+
+std::vector<Symbol> some_symbols(Dice& dice) {
+    std::vector<Symbol> symbols{{"AAPL", 190.0}, {"SPY", 520.0}, {"ABCDEFGHIJK", 41.237}};
+    if (dice.one_in(12)) symbols[1] = {"PENY", 0.07};  // its lower quotes wrap to prices beyond all others
+    symbols.resize(static_cast<std::size_t>(dice.between(1, symbols.size())));
+    return symbols;
+}
+
+FeedFaults some_faults(Dice& dice) {
+    FeedFaults faults;
+    if (dice.one_in(3)) return faults;
+    faults.drop_every = some_every(dice);
+    faults.dup_every = some_every(dice);
+    faults.reorder_every = some_every(dice);
+    if (dice.one_in(2)) {
+        faults.drop_burst_start = dice.between(0, 60);
+        faults.drop_burst_count = static_cast<std::uint32_t>(dice.between(1, 30));
+    }
+    return faults;
+}
+
+Scenario some_scenario(Dice& dice) {
+    Scenario scenario;
+    if (dice.one_in(4)) return scenario;
+    if (dice.one_in(3)) scenario.disconnect_after = static_cast<std::uint32_t>(dice.between(1, 40));
+    if (dice.one_in(4)) scenario.lapse_ms = static_cast<std::int32_t>(dice.between(1, 6000));
+    if (dice.one_in(40)) scenario.lapse_ms = -5;
+    scenario.reject_every = some_every(dice);
+    scenario.partial_fill_every = some_every(dice);
+    scenario.fill_on_cancel_every = some_every(dice);
+    scenario.unsolicited_cancel_every = some_every(dice);
+    scenario.replace_reject_every = some_every(dice);
+    return scenario;
+}
+
+EngineSettings some_engine(Dice& dice) {
+    EngineSettings engine;
+    engine.step_bps = dice.pick({0.0, 0.8, 0.8, 3.0});
+    engine.touch_hit = dice.pick({0.0, 0.15, 0.5, 1.0});
+    engine.quiet = dice.one_in(2);
+    engine.session = dice.pick<std::uint8_t>({1, 1, 7, 255});
+    engine.acod = dice.one_in(2);
+    engine.max_order_size = dice.pick<std::uint32_t>({25'000, 25'000, 1000, 0xffffffff});
+    return engine;
+}
+
+}  // namespace
+
+bool Scenario::empty() const {
+    return disconnect_after == 0 && lapse_ms == 0 && reject_every == 0 && partial_fill_every == 0 &&
+           fill_on_cancel_every == 0 && unsolicited_cancel_every == 0 && replace_reject_every == 0;
+}
+
+std::string Scenario::text() const {
+    return "name=rough,disconnect_after=" + std::to_string(disconnect_after) + ",lapse_ms=" + std::to_string(lapse_ms) +
+           ",reject_every=" + std::to_string(reject_every) +
+           ",partial_fill_every=" + std::to_string(partial_fill_every) +
+           ",fill_on_cancel_every=" + std::to_string(fill_on_cancel_every) +
+           ",unsolicited_cancel_every=" + std::to_string(unsolicited_cancel_every) +
+           ",replace_reject_every=" + std::to_string(replace_reject_every);
+}
+
+Plan plan_for(std::uint64_t seed, Dice& dice) {
+    Plan plan;
+    plan.seed = seed;
+    plan.symbols = some_symbols(dice);
+    plan.engine = some_engine(dice);
+    plan.market_seed = static_cast<std::uint32_t>(dice.bits());
+    plan.tick_interval_ms = dice.pick({0, 5, 40, 40, 250, -1});
+    plan.control_port = !dice.one_in(3);
+    plan.faults = some_faults(dice);
+    plan.scenario = some_scenario(dice);
+    plan.passes = static_cast<unsigned>(dice.between(100, 400));
+    plan.clients = static_cast<unsigned>(dice.between(2, 7));
+    plan.receivers = static_cast<unsigned>(dice.between(1, 3));
+    plan.restless_clock = dice.one_in(3);
+    plan.start_ms = dice.between(1, 10'000'000);
+    plan.start_wall_ns = start_second * ns_per_second + dice.below(ns_per_second);
+    return plan;
+}
+
+}  // namespace kavo::simulation

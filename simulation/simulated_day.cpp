@@ -1,0 +1,156 @@
+#include "simulated_day.h"
+
+#include <algorithm>
+#include <array>
+
+#include "actors/controls.h"
+#include "audit/finding.h"
+
+namespace kavo::simulation {
+
+namespace {
+
+constexpr std::uint64_t longest_jump_ms = 3'000;  // but for the few that end every client's patience
+constexpr std::uint64_t longest_wait_ms = 5;
+
+// Seven clients on five names: two pairs meet in one user's stream.
+constexpr std::array<std::string_view, 7> usernames{"alice", "bob", "carol", "dave5", "e", "alice", "bob"};
+
+Client::Identity identity(std::size_t number) {
+    const auto letter = static_cast<char>('a' + number);
+    return {std::string(usernames.at(number)), std::string("MP") + static_cast<char>('A' + number) + "1",
+            std::string(1, letter), number >= 5};
+}
+
+}  // namespace
+
+SimulatedDay::SimulatedDay(std::uint64_t seed)
+    : dice_(seed), plan_(plan_for(seed, dice_)), stage_(plan_, dice_.bits(), tape_) {
+    for (unsigned i = 0; i < plan_.receivers; ++i) receivers_.emplace_back(stage_, dice_.bits(), i == 0);
+    for (unsigned i = 0; i < plan_.clients; ++i) {
+        clients_.emplace_back(stage_, agenda_, receivers_.front(), identity(i), dice_.bits());
+    }
+}
+
+void SimulatedDay::play() {
+    stage_.start_day();
+    for (unsigned pass = 0; pass < plan_.passes; ++pass) {
+        for (Receiver& receiver : receivers_) receiver.act();
+        for (Client& client : clients_) client.act();
+        if (plan_.control_port && dice_.one_in(25)) stage_.command(some_command(dice_));
+        stage_.pass();
+        wait();
+    }
+    end_day();
+}
+
+// Mostly as short as the main loop's, sometimes longer, and sometimes to the very moment at which something falls due.
+// Now and then somebody sets the wall clock.
+void SimulatedDay::wait() {
+    const std::uint64_t now = stage_.now_ms();
+    if (dice_.one_in(300)) stage_.let_pass(0, static_cast<std::int64_t>(dice_.below(4'000'000'000)) - 2'000'000'000);
+    const auto next = agenda_.next_after(now);
+    if (next && dice_.one_in(6)) return stage_.let_pass(std::min(*next - now, longest_jump_ms));
+    if (next && dice_.one_in(200)) return stage_.let_pass(*agenda_.last() - now);
+    if (dice_.one_in(12)) return stage_.let_pass(dice_.below(300));
+    if (dice_.one_in(80)) return stage_.let_pass(dice_.below(2'500));
+    stage_.let_pass(dice_.below(longest_wait_ms + 1), static_cast<std::int64_t>(dice_.below(1'000)) * 1'000);
+}
+
+void SimulatedDay::pass_after(std::uint64_t ms) {
+    stage_.let_pass(ms);
+    stage_.pass();
+}
+
+// The market stands still, everybody goes, and what was still pending happens.
+void SimulatedDay::end_day() {
+    stage_.command("pause");
+    stage_.command("lapse 0");
+    for (Client& client : clients_) client.leave();
+    pass_after(1);
+    pass_after(400);
+    hear_the_rest();
+    recover_the_rest();
+    fetch_history();
+    stage_.command("stats");
+    pass_after(250);
+    stage_.print_final_report();
+}
+
+void SimulatedDay::hear_the_rest() {
+    for (Client& client : clients_) {
+        client.come_for_the_rest();
+        pass_after(1);
+        client.listen();
+        client.leave();
+        pass_after(1);
+    }
+}
+
+// A heartbeat tells everyone how far the feed has come.
+void SimulatedDay::recover_the_rest() {
+    constexpr int rounds = 12;
+    for (Receiver& receiver : receivers_) receiver.settle_down();
+    pass_after(1000);
+    for (int round = 0; round < rounds; ++round) {
+        for (Receiver& receiver : receivers_) receiver.act();
+        pass_after(1);
+    }
+}
+
+void SimulatedDay::fetch_history() {
+    Peer& peer = stage_.connect_receiver();
+    test::Login login = test::login("audit");
+    login.application_protocol = "DoM1.3";
+    Bytes range(16, 0xff);
+    std::fill_n(range.begin(), 8, std::uint8_t{0});
+    peer.to_venue = session_packet('l', login.payload());
+    const Bytes request = session_packet('a', range);
+    peer.to_venue.insert(peer.to_venue.end(), request.begin(), request.end());
+    pass_after(1);
+    const ByteView reply(peer.inbox);
+    for (std::size_t at = 0; reply.size() - at >= 3;) {
+        const std::size_t size = std::size_t{get(reply, Number<std::uint16_t>{at})} + 2;
+        const ByteView packet = reply.subspan(at, std::min(size, reply.size() - at));
+        if (get(packet, Letter{2}) == 's') history_.emplace_back(packet.begin() + 12, packet.end());
+        at += packet.size();
+    }
+}
+
+DayReport SimulatedDay::audit() const {
+    DayReport report;
+    Auditor auditor(tape_, history_, plan_);
+    try {
+        auditor.audit();
+        report.finding = compare_with_actors(auditor);
+    } catch (const Finding& finding) {
+        report.finding = finding.what();
+    }
+    report.position = auditor.position();
+    report.passes = auditor.passes();
+    report.feed_messages = history_.size();
+    report.datagrams = stage_.datagrams().size();
+    report.counters = auditor.counters();
+    return report;
+}
+
+// What the clients and receivers hold in their hands in the end.
+std::string SimulatedDay::compare_with_actors(const Auditor& auditor) const {
+    for (const Receiver& receiver : receivers_) {
+        if (!receiver.complaint().empty()) return receiver.complaint();
+        if (receiver.next_sequence() != history_.size() + 1) return "a receiver never recovers what it has missed";
+    }
+    for (const Client& client : clients_) {
+        if (!client.complaint().empty()) return client.complaint();
+        const AuditedSessions::Stream& stream = auditor.streams().at(client.username());
+        if (client.heard().size() != stream.size()) return client.username() + " never hears the whole stream";
+        for (const auto& [number, message] : client.heard()) {
+            if (number == 0 || number > stream.size() || message != stream[number - 1]) {
+                return client.username() + " has heard something else as message " + std::to_string(number);
+            }
+        }
+    }
+    return {};
+}
+
+}  // namespace kavo::simulation

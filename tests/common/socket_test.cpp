@@ -1,0 +1,328 @@
+#include "common/socket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <thread>
+
+#include "support/said.h"
+
+namespace kavo {
+namespace {
+
+using test::said_during;
+
+constexpr int longest_wait_ms = 5000;
+
+class Socket {
+public:
+    explicit Socket(int fd) : fd_(fd) {}
+    Socket(Socket&& other) noexcept : fd_(other.release()) {}
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+    Socket& operator=(Socket&&) = delete;
+    ~Socket() { close_socket(fd_); }
+
+    int fd() const { return fd_; }
+    int release() {
+        const int fd = fd_;
+        fd_ = no_socket;
+        return fd;
+    }
+    bool readable() const {
+        pollfd waiting{fd_, POLLIN, 0};
+        return poll(&waiting, 1, longest_wait_ms) == 1;
+    }
+
+private:
+    int fd_;
+};
+
+std::uint16_t port_of(int socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+int connect_to(std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return socket;
+}
+
+bool blocks(int socket) {
+    return (fcntl(socket, F_GETFL) & O_NONBLOCK) == 0;
+}
+
+// One connection on loopback, seen from both its ends.
+struct Connection {
+    Connection() { EXPECT_GE(server.fd(), 0); }
+
+    Socket listener{open_listener(0, 4, "listen")};
+    Socket client{connect_to(port_of(listener.fd()))};
+    bool exhausted = true;
+    Socket server{listener.readable() ? accept_connection(listener.fd(), exhausted) : no_socket};
+
+    std::array<std::uint8_t, 16> scratch{};
+    Bytes received;
+    bool arrived = false;
+    ReadEnd read() { return read_available(server.fd(), scratch, received, arrived); }
+    // Reads until `size` bytes are there: loopback may deliver them in pieces.
+    ReadEnd read_up_to(std::size_t size) {
+        ReadEnd end = ReadEnd::drained;
+        while (received.size() < size && end == ReadEnd::drained && server.readable()) end = read();
+        return end;
+    }
+    // The peer is gone without a proper end.
+    void break_off() {
+        const linger at_once{1, 0};
+        setsockopt(client.fd(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+        close_socket(client.release());
+        EXPECT_TRUE(server.readable());
+    }
+    void say(const std::string& text) { EXPECT_EQ(write(client.fd(), text.data(), text.size()), std::ssize(text)); }
+};
+
+TEST(DottedQuad, IsReadFromADottedQuad) {
+    EXPECT_EQ(ntohl(to_address("233.54.28.111").s_addr), 0xE9361C6Fu);
+    EXPECT_EQ(ntohl(to_address("127.0.0.1").s_addr), 0x7F000001u);
+}
+
+TEST(DottedQuad, IsAllZerosForATextThatIsNone) {
+    for (const char* text : {"", "localhost", "1.2.3", "1.2.3.4.5", "256.0.0.1", " 1.2.3.4"}) {
+        EXPECT_EQ(to_address(text).s_addr, 0u) << text;
+    }
+}
+
+TEST(OpenListener, NeverBlocks) {
+    const Socket listener(open_listener(0, 4, "listen"));
+    ASSERT_GE(listener.fd(), 0);
+    EXPECT_FALSE(blocks(listener.fd()));
+    bool exhausted = true;
+    EXPECT_EQ(accept_connection(listener.fd(), exhausted), no_socket);
+    EXPECT_FALSE(exhausted);
+}
+
+TEST(OpenListener, HasAnAddressThatCanBeUsedAgain) {
+    const Socket listener(open_listener(0, 4, "listen"));
+    int on = 0;
+    socklen_t size = sizeof on;
+    ASSERT_EQ(getsockopt(listener.fd(), SOL_SOCKET, SO_REUSEADDR, &on, &size), 0);
+    EXPECT_NE(on, 0);
+}
+
+TEST(OpenListener, OnAPortThatIsTakenSaysWhatFailedAndWhy) {
+    const Socket first(open_listener(0, 4, "first"));
+    int second = 0;
+    EXPECT_EQ(said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen"); }),
+              "kavo_me: MEO listen: Address already in use\n");
+    EXPECT_EQ(second, no_socket);
+}
+
+TEST(AcceptedConnection, NeverBlocksAndSendsSmallPacketsAtOnce) {
+    Connection connection;
+    EXPECT_FALSE(connection.exhausted);
+    EXPECT_FALSE(blocks(connection.server.fd()));
+    int on = 0;
+    socklen_t size = sizeof on;
+    ASSERT_EQ(getsockopt(connection.server.fd(), IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
+    EXPECT_NE(on, 0);
+}
+
+TEST(AcceptedConnection, IsMissingAndSaysSoWhenDescriptorsHaveRunOut) {
+    const Socket listener(open_listener(0, 4, "listen"));
+    const Socket client(connect_to(port_of(listener.fd())));
+    ASSERT_TRUE(listener.readable());
+
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int lowest_free = dup(client.fd());
+    close(lowest_free);
+    rlimit none_left = before;
+    none_left.rlim_cur = static_cast<rlim_t>(lowest_free);
+    setrlimit(RLIMIT_NOFILE, &none_left);
+    bool exhausted = false;
+    const int refused = accept_connection(listener.fd(), exhausted);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(refused, no_socket);
+    EXPECT_TRUE(exhausted);
+
+    const Socket accepted(accept_connection(listener.fd(), exhausted));
+    EXPECT_GE(accepted.fd(), 0);
+    EXPECT_FALSE(exhausted);
+}
+
+TEST(ReadAvailable, FindsNothingOnAQuietConnection) {
+    Connection connection;
+    connection.arrived = true;
+    EXPECT_EQ(connection.read(), ReadEnd::drained);
+    EXPECT_FALSE(connection.arrived);
+    EXPECT_TRUE(connection.received.empty());
+}
+
+TEST(ReadAvailable, AppendsEverythingThatHasArrivedHoweverSmallItsScratch) {
+    Connection connection;
+    connection.received = {'>'};
+    connection.say("0123456789abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(connection.read_up_to(37), ReadEnd::drained);
+    EXPECT_TRUE(connection.arrived);
+    EXPECT_EQ(as_text(connection.received), ">0123456789abcdefghijklmnopqrstuvwxyz");
+}
+
+TEST(ReadAvailable, TellsThatThePeerIsGone) {
+    Connection connection;
+    close_socket(connection.client.release());
+    ASSERT_TRUE(connection.server.readable());
+    EXPECT_EQ(connection.read(), ReadEnd::gone);
+    EXPECT_FALSE(connection.arrived);
+}
+
+TEST(ReadAvailable, TellsThatThePeerIsGoneBehindItsLastBytes) {
+    Connection connection;
+    connection.say("bye");
+    shutdown(connection.client.fd(), SHUT_WR);
+    EXPECT_EQ(connection.read_up_to(4), ReadEnd::gone);
+    EXPECT_EQ(as_text(connection.received), "bye");
+}
+
+TEST(ReadAvailable, TellsThatThePeerIsGoneWhenItBrokeOff) {
+    Connection connection;
+    connection.break_off();
+    EXPECT_EQ(connection.read(), ReadEnd::gone);
+}
+
+TEST(SendPacket, GivesThePeerTheWholePacket) {
+    Connection connection;
+    send_packet(connection.server.fd(), as_bytes("first "), true);
+    send_packet(connection.server.fd(), as_bytes("second"), false);
+    std::string heard;
+    while (heard.size() < 12 && connection.client.readable()) {
+        std::array<char, 64> text{};
+        const ssize_t count = read(connection.client.fd(), text.data(), text.size());
+        ASSERT_GT(count, 0);
+        heard.append(text.data(), static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(heard, "first second");
+}
+
+TEST(SendPacket, ToADeadPeerRaisesNoSignal) {
+    Connection connection;
+    connection.break_off();
+
+    static volatile std::sig_atomic_t signals;
+    signals = 0;
+    const auto before = std::signal(SIGPIPE, [](int) { signals = signals + 1; });
+    for (int i = 0; i < 3; ++i) send_packet(connection.server.fd(), as_bytes("anyone there?"), false);
+    std::signal(SIGPIPE, before);
+    EXPECT_EQ(signals, 0);
+}
+
+TEST(SendPacket, LosesWhatThePeerDoesNotTake) {
+    Connection connection;
+    const Bytes large(1'000'000, 'x');
+    for (int i = 0; i < 50; ++i) send_packet(connection.server.fd(), large, false);  // nobody reads, nothing waits
+    EXPECT_EQ(connection.read(), ReadEnd::drained);
+}
+
+// How many bytes the kernel still keeps back.
+int unsent(int socket) {
+    int count = -1;
+    ioctl(socket, SIOCOUTQNSD, &count);
+    return count;
+}
+
+TEST(SendPacket, MayWaitForTheOneThatFollowsItUntilItIsPushed) {
+    Connection connection;
+    send_packet(connection.server.fd(), as_bytes("waits"), true);
+    EXPECT_EQ(unsent(connection.server.fd()), 5);
+    push_packets(connection.server.fd());
+    EXPECT_EQ(unsent(connection.server.fd()), 0);
+    EXPECT_TRUE(connection.client.readable());
+}
+
+TEST(SendPacket, ThatNothingFollowsIsNotKeptBack) {
+    Connection connection;
+    send_packet(connection.server.fd(), as_bytes("goes"), false);
+    EXPECT_EQ(unsent(connection.server.fd()), 0);
+}
+
+TEST(SendAll, SendsWhatNoSocketTakesAtOnce) {
+    Connection connection;
+    Bytes large(8'000'000);
+    for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<std::uint8_t>(i / 1000);
+    Bytes heard;
+    std::thread reader([&] {
+        Bytes part(100'000);
+        while (heard.size() < large.size()) {
+            const ssize_t count = read(connection.client.fd(), part.data(), part.size());
+            if (count <= 0) return;
+            heard.insert(heard.end(), part.begin(), part.begin() + count);
+        }
+    });
+    EXPECT_TRUE(send_all(connection.server.fd(), large));
+    reader.join();
+    EXPECT_TRUE(heard == large);
+}
+
+TEST(SendAll, SendsNothingGladly) {
+    Connection connection;
+    EXPECT_TRUE(send_all(connection.server.fd(), {}));
+}
+
+TEST(SendAll, GivesUpAtOnceOnAPeerThatIsGone) {
+    Connection connection;
+    connection.break_off();
+    const Bytes large(8'000'000, 'x');
+    EXPECT_FALSE(send_all(connection.server.fd(), large));
+}
+
+TEST(LocalDatagrams, NeverBlockAndAreHeardOnThisHostAlone) {
+    const Socket datagrams(open_local_datagrams(0, "datagrams"));
+    ASSERT_GE(datagrams.fd(), 0);
+    EXPECT_FALSE(blocks(datagrams.fd()));
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(datagrams.fd(), reinterpret_cast<sockaddr*>(&address), &size);
+    EXPECT_EQ(ntohl(address.sin_addr.s_addr), INADDR_LOOPBACK);
+    std::array<char, 16> text{};
+    EXPECT_EQ(recv(datagrams.fd(), text.data(), text.size(), 0), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST(LocalDatagrams, OnAPortThatIsTakenSayWhatFailedAndWhy) {
+    const Socket taken(::socket(AF_INET, SOCK_DGRAM, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(bind(taken.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    int second = 0;
+    EXPECT_EQ(said_during([&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port"); }),
+              "kavo_me: control port: Address already in use\n");
+    EXPECT_EQ(second, no_socket);
+}
+
+TEST(CloseSocket, LeavesAMissingSocketAlone) {
+    const Socket listener(open_listener(0, 4, "listen"));
+    close_socket(no_socket);
+    EXPECT_NE(fcntl(listener.fd(), F_GETFL), -1);
+}
+
+}  // namespace
+}  // namespace kavo

@@ -1,0 +1,350 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <set>
+
+#include "common/socket.h"
+#include "support/said.h"
+#include "support/venue.h"
+
+namespace kavo::test {
+namespace {
+
+// A venue whose clients are real sockets, as far as reading goes. What it sends still stays inside the test.
+class SocketVenue : public testing::Test {
+protected:
+    ~SocketVenue() override {
+        for (const int fd : opened_) ::close(fd);
+    }
+
+    // The client's end of a new connection; the venue's end belongs to the next handle.
+    int connect() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);
+        opened_.insert(ends.begin(), ends.end());
+        venue_.order_entry.open_client(ends[0]);
+        return ends[1];
+    }
+
+    int listen() {
+        const int listener = open_listener(0, 8, "listen");
+        EXPECT_GE(listener, 0);
+        opened_.insert(listener);
+        return listener;
+    }
+
+    void dial(int listener) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        opened_.insert(fd);
+        ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    }
+
+    void accept(Venue& venue, int listener) {
+        venue.order_entry.accept_clients(listener);
+        for (const ClientHandle client : venue.order_entry.open_clients()) {
+            opened_.insert(venue.order_entry.client(client).fd);
+        }
+    }
+
+    static void write(int fd, ByteView bytes) {
+        ASSERT_EQ(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    }
+
+    void hang_up(int fd) {
+        ::close(fd);
+        opened_.erase(fd);
+    }
+
+    // The main loop has polled, and found this client readable.
+    void serve(ClientHandle client) {
+        venue_.order_entry.client(client).readable = true;
+        venue_.order_entry.serve_clients();
+    }
+
+    std::set<int> opened_;
+    Venue venue_;
+};
+
+Bytes packet(char type, ByteView payload = {}) {
+    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
+}
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+TEST_F(SocketVenue, AcceptsEveryWaitingClientAndSaysSo) {
+    VenueSettings settings;
+    settings.quiet = false;
+    Venue venue(settings);
+    const int listener = listen();
+    dial(listener);
+    dial(listener);
+    const std::string said = said_during([&] { accept(venue, listener); });
+    ASSERT_EQ(venue.order_entry.clients_ever(), 2u);
+    EXPECT_EQ(said, "[kavo_me] client connected (fd " + std::to_string(venue.order_entry.client(0).fd) +
+                        ")\n[kavo_me] client connected (fd " + std::to_string(venue.order_entry.client(1).fd) + ")\n");
+    EXPECT_EQ(said_during([&] { accept(venue, listener); }), "");
+    EXPECT_EQ(venue.order_entry.clients_ever(), 2u);
+}
+
+TEST_F(SocketVenue, SaysNothingOfANewClientWhenQuiet) {
+    const int listener = listen();
+    dial(listener);
+    EXPECT_EQ(said_during([&] { accept(venue_, listener); }), "");
+    EXPECT_EQ(venue_.order_entry.clients_ever(), 1u);
+}
+
+TEST_F(SocketVenue, HandlesEveryPacketOfOneReadInItsOrder) {
+    const int alice = connect();
+    write(alice, packet('l', login("alice").payload()) + packet('U', buy("b1").at("1.00").bytes()) +
+                     packet('U', cancel("b1").bytes()));
+    serve(0);
+    EXPECT_EQ(venue_.published(), "add 1 #1000 B 100@1 | delete 1 #1000");
+}
+
+TEST_F(SocketVenue, HandlesAPacketThatComesInPiecesWithItsLastByte) {
+    const int alice = connect();
+    write(alice, packet('l', login("alice").payload()));
+    serve(0);
+    const Bytes order = packet('U', buy("b1").at("1.00").bytes());
+    for (std::size_t i = 0; i + 1 < order.size(); ++i) {
+        write(alice, ByteView(order).subspan(i, 1));
+        serve(0);
+    }
+    EXPECT_EQ(venue_.published(), "");
+    write(alice, ByteView(order).last(1));
+    serve(0);
+    EXPECT_EQ(venue_.published(), "add 1 #1000 B 100@1");
+}
+
+TEST_F(SocketVenue, ReadsAClientOnlyWhenThereIsSomethingToRead) {
+    const int alice = connect();
+    write(alice, packet('l', login("alice").payload()));
+    venue_.order_entry.serve_clients();  // a new connection is always worth a read
+    EXPECT_TRUE(venue_.order_entry.client(0).logged_in);
+    write(alice, packet('X'));
+    venue_.order_entry.serve_clients();
+    EXPECT_TRUE(venue_.order_entry.client(0).open());
+    serve(0);
+    EXPECT_FALSE(venue_.order_entry.client(0).open());
+}
+
+TEST_F(SocketVenue, SaysWhenAClientHasGoneAway) {
+    const int alice = connect();
+    write(alice, packet('l', login("alice").payload()));
+    serve(0);
+    hang_up(alice);
+    EXPECT_EQ(said_during([&] { serve(0); }),
+              "bench: client alice disconnected\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of alice stay on the book\n");
+    EXPECT_FALSE(venue_.order_entry.client(0).open());
+    EXPECT_EQ(said_during([&] { serve(0); }), "");
+}
+
+TEST_F(SocketVenue, SaysWhenAClientWithoutANameHasGoneAway) {
+    hang_up(connect());
+    EXPECT_EQ(said_during([&] { serve(0); }),
+              "bench: client  disconnected\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n");
+}
+
+TEST_F(SocketVenue, DoesNotLookAtWhatAClientSentRightBeforeItWentAway) {
+    const int alice = connect();
+    write(alice, packet('l', login("alice").payload()));
+    serve(0);
+    write(alice, packet('U', buy("b1").at("1.00").bytes()));
+    hang_up(alice);
+    serve(0);
+    EXPECT_EQ(venue_.published(), "");
+}
+
+TEST_F(SocketVenue, TakesAFailedReadForTheEndOfTheConnection) {
+    constexpr int no_such_descriptor = 1'000'000;
+    venue_.order_entry.open_client(no_such_descriptor);
+    EXPECT_EQ(said_during([&] { serve(0); }),
+              "bench: client  disconnected\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n");
+    EXPECT_TRUE(venue_.connections[no_such_descriptor].closed);
+}
+
+TEST(Connection, KeepsItsRecordWhenItIsClosed) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.send(alice, 'X');
+    EXPECT_TRUE(venue.connection(alice).closed);
+    EXPECT_FALSE(venue.order_entry.client(alice).open());
+    EXPECT_TRUE(venue.order_entry.client(alice).logged_in);
+    EXPECT_EQ(venue.order_entry.client(alice).username, "alice");
+    const ClientHandle again = venue.log_in("alice");
+    EXPECT_EQ(again, alice + 1);
+    EXPECT_EQ(venue.order_entry.clients_ever(), 2u);
+}
+
+TEST(Connection, IsSentNothingOnceItIsClosed) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.request(alice, buy("b1").at("1.00").bytes());
+    venue.send(alice, 'X');
+    venue.heard(alice);
+    venue.enter(sell("s1").at("1.00"), alice + 1);
+    venue.pass();
+    venue.clock.advance_ms(60'000);
+    venue.pass();
+    EXPECT_EQ(venue.heard(alice), "");
+}
+
+TEST(Connection, OfAnybodyLoggedInKeepsTheSessionUp) {
+    Venue venue;
+    EXPECT_FALSE(venue.order_entry.anyone_logged_in());
+    const ClientHandle alice = venue.connect();
+    EXPECT_FALSE(venue.order_entry.anyone_logged_in());
+    venue.send(alice, 'l', login("alice").payload());
+    EXPECT_TRUE(venue.order_entry.anyone_logged_in());
+    const ClientHandle bob = venue.log_in("bob");
+    venue.send(alice, 'X');
+    EXPECT_TRUE(venue.order_entry.anyone_logged_in());
+    venue.send(bob, 'X');
+    EXPECT_FALSE(venue.order_entry.anyone_logged_in());
+}
+
+TEST(Logout, EndsTheConnectionWithoutAGoodbye) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.request(alice, buy("b1").at("1.00").bytes());
+    venue.heard(alice);
+    EXPECT_EQ(said_during([&] { venue.send(alice, 'X', as_bytes("whatever")); }),
+              "bench: client alice logged out\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 1 open order(s) of alice stay on the book\n");
+    EXPECT_EQ(venue.heard(alice), "");
+    EXPECT_TRUE(venue.connection(alice).closed);
+    EXPECT_EQ(venue.bids(), "100@1");
+}
+
+TEST(Logout, WithAcodCancelsTheOrders) {
+    VenueSettings settings;
+    settings.engine.acod = true;
+    Venue venue(settings);
+    const ClientHandle alice = venue.log_in("alice");
+    venue.request(alice, buy("b1").at("1.00").bytes());
+    EXPECT_EQ(said_during([&] { venue.send(alice, 'X'); }),
+              "bench: client alice logged out\n"
+              "bench: ACOD (Cancel All Open Orders): cancelled 1 open order(s) of alice on disconnect\n");
+    EXPECT_EQ(venue.bids(), "");
+}
+
+TEST(Logout, NeedsNoLogin) {
+    Venue venue;
+    const ClientHandle stranger = venue.connect();
+    EXPECT_EQ(said_during([&] { venue.send(stranger, 'X'); }),
+              "bench: client  logged out\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n");
+    EXPECT_EQ(venue.heard(stranger), "");
+    EXPECT_TRUE(venue.connection(stranger).closed);
+}
+
+TEST(Logout, LeavesTheRestOfWhatArrivedUnread) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.order_entry.receive(alice, packet('X') + packet('U', buy("b1").at("1.00").bytes()));
+    EXPECT_EQ(venue.published(), "");
+}
+
+TEST(ClientPacket, OfAHeartbeatIsIgnoredBeforeAndAfterTheLogin) {
+    Venue venue;
+    const ClientHandle alice = venue.connect();
+    EXPECT_EQ(said_during([&] {
+                  venue.send(alice, '1');
+                  venue.send(alice, 'T', as_bytes("anything"));
+              }),
+              "");
+    venue.send(alice, 'l', login("alice").payload());
+    venue.heard(alice);
+    EXPECT_EQ(said_during([&] {
+                  venue.send(alice, '1', as_bytes("anything"));
+                  venue.send(alice, 'T');
+              }),
+              "");
+    EXPECT_EQ(venue.heard(alice), "");
+    EXPECT_FALSE(venue.connection(alice).closed);
+}
+
+TEST(ClientPacket, OfAnUnknownTypeIsIgnoredAfterTheLogin) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.heard(alice);
+    EXPECT_EQ(said_during([&] {
+                  for (const char type : {'Q', 'r', 'G', '0', 's', 'c', 'a', 'u', 'L', '\0'}) venue.send(alice, type);
+              }),
+              "");
+    EXPECT_EQ(venue.heard(alice), "");
+    EXPECT_FALSE(venue.connection(alice).closed);
+}
+
+TEST(ClientPacket, OfAnUnknownTypeBeforeTheLoginEndsTheConnection) {
+    Venue venue;
+    for (const char type : {'Q', 'r', 'G', '0', 's', 'c', 'a', 'L', '\0'}) {
+        const ClientHandle stranger = venue.connect();
+        EXPECT_EQ(said_during([&] { venue.send(stranger, type); }), "");
+        EXPECT_EQ(venue.heard(stranger), "goodbye 'B' not logged in");
+        EXPECT_TRUE(venue.connection(stranger).closed);
+    }
+}
+
+TEST(ClientPacket, WithARequestBeforeTheLoginEndsTheConnection) {
+    Venue venue;
+    const ClientHandle stranger = venue.connect();
+    EXPECT_EQ(said_during([&] { venue.request(stranger, buy("b1").at("1.00").bytes()); }), "");
+    EXPECT_EQ(venue.heard(stranger), "goodbye 'B' not logged in");
+    EXPECT_TRUE(venue.connection(stranger).closed);
+    EXPECT_EQ(venue.published(), "");
+    const ClientHandle another = venue.connect();
+    venue.request(another, {});  // even an empty one
+    EXPECT_EQ(venue.heard(another), "goodbye 'B' not logged in");
+}
+
+TEST(ClientPacket, OfLengthZeroThrowsAwayAllThatHasArrived) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    venue.heard(alice);
+    const Bytes nothing = {0, 0};
+    EXPECT_EQ(
+        said_during([&] { venue.order_entry.receive(alice, nothing + packet('U', buy("b1").at("1.00").bytes())); }),
+        "");
+    EXPECT_EQ(venue.published(), "");
+    EXPECT_EQ(venue.heard(alice), "");
+    venue.request(alice, buy("b2").at("1.00").bytes());
+    EXPECT_EQ(venue.published(), "add 1 #1000 B 100@1");
+}
+
+TEST(ClientPacket, OfLengthZeroThrowsAwayWhatStandsBehindAHandledOne) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    const Bytes order = packet('U', buy("b1").at("1.00").bytes());
+    venue.order_entry.receive(alice, order + Bytes{0, 0} + order);
+    EXPECT_EQ(venue.published(), "add 1 #1000 B 100@1");
+    venue.request(alice, cancel("b1").bytes());
+    EXPECT_EQ(venue.published(), "delete 1 #1000");
+}
+
+TEST(ClientPacket, WaitsUntilItIsWhole) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    const Bytes logout = packet('X');
+    venue.order_entry.receive(alice, ByteView(logout).first(1));
+    venue.order_entry.receive(alice, ByteView(logout).subspan(1, 1));
+    EXPECT_FALSE(venue.connection(alice).closed);
+    venue.order_entry.receive(alice, ByteView(logout).last(1));
+    EXPECT_TRUE(venue.connection(alice).closed);
+}
+
+}  // namespace
+}  // namespace kavo::test

@@ -1,0 +1,312 @@
+// Clients that send what nobody should, and go away as nobody should, while another one trades on and loses nothing.
+#include <sys/socket.h>
+
+#include "session/esesm.h"
+#include "support/requests.h"
+#include "system/live_venue.h"
+
+namespace kavo::test {
+namespace {
+
+using esesm::PacketType;
+
+// The one who trades on. Whatever the others do, nothing but his own orders may reach the book.
+class Bystander {
+public:
+    explicit Bystander(LiveVenue& venue) : venue_(venue), bob_(venue, "bob") {}
+
+    // Enters an order and cancels it; the venue must number the order as told, and everything else without a gap.
+    void trades_with(std::uint64_t order_id) {
+        const std::string id = " #" + std::to_string(order_id);
+        bob_.send(buy("b").shares(100).at("100.00"));
+        bob_.send(cancel("b"));
+        std::vector<std::string> answers;
+        for (const std::string& answer :
+             {"NR b accepted" + id + " 100@100", "O1 b" + id + " buy 100@100 tif D type 1",
+              "P1 b" + id + " @100 behind", "CR xb of b accepted" + id, "XN b" + id + " leaves 0 'U'"}) {
+            answers.push_back(std::to_string(next_number_++) + ": " + answer);
+        }
+        EXPECT_EQ(bob_.next(answers.size()), joined(answers));
+        EXPECT_EQ(venue_.feed.next(2), "add 1" + id + " B 100@100 | delete 1" + id);
+    }
+
+private:
+    LiveVenue& venue_;
+    User bob_;
+    std::uint64_t next_number_ = 3;
+};
+
+Bytes framed(const Bytes& message) {
+    return esesm::build_packet(PacketType::unsequenced_data, message);
+}
+
+// Text in one byte each, and so many NULs behind it as it takes.
+Bytes message_of(std::string_view text, std::size_t size) {
+    Bytes message(text.begin(), text.end());
+    message.resize(size);
+    return message;
+}
+
+TEST(LiveBadInput, AMalformedLoginIsSentAway) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    const Bytes whole = login("alice").payload();
+    std::uint64_t order_id = 1040;
+    for (const std::size_t size : {std::size_t{0}, std::size_t{26}, std::size_t{27}, whole.size() - 1}) {
+        WireClient alice(venue.port());
+        alice.send_packet('l', ByteView(whole).first(size));
+        EXPECT_EQ(alice.next(2), "goodbye 'B' malformed login | closed") << size;
+        bob.trades_with(order_id++);
+    }
+    WireClient alice(venue.port());
+    Bytes more = whole;
+    more.resize(whole.size() + 5);
+    alice.send_packet('l', more);  // more than asked for does no harm
+    EXPECT_EQ(alice.next(), "login accepted, engine 1, highest 0");
+
+    venue.stop();
+    EXPECT_EQ(venue.commentary(),
+              "bench: login bob requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n"
+              "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n");
+}
+
+TEST(LiveBadInput, PacketsBeforeTheLoginAreIgnoredOrEndTheConnection) {
+    LiveVenue venue({"--quiet"});
+    Bystander bob(venue);
+    std::uint64_t order_id = 1040;
+    for (const char type : {'U', 'Q', 's', '\0', 'c'}) {
+        WireClient alice(venue.port());
+        alice.send_packet('1');
+        alice.send_packet('T');
+        alice.send_packet(type, buy("a1").at("100.00").bytes());
+        alice.log_in(login("alice"));  // comes too late
+        EXPECT_EQ(alice.next(2), "goodbye 'B' not logged in | closed") << type;
+        bob.trades_with(order_id++);
+    }
+    WireClient leaves(venue.port());
+    leaves.send_packet('X');
+    EXPECT_EQ(leaves.next(), "closed");
+    WireClient alice(venue.port());
+    alice.send_packet('1');
+    alice.send_packet('T');
+    alice.log_in(login("alice"));
+    EXPECT_EQ(alice.next(), "login accepted, engine 1, highest 0");
+
+    venue.stop();
+    EXPECT_EQ(venue.commentary(),
+              "bench: login bob requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n"
+              "bench: client  logged out\n"
+              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n"
+              "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n");
+}
+
+// What follows in the same piece is not looked at.
+TEST(LiveBadInput, AnUnknownOrShortMessageEndsTheSession) {
+    LiveVenue venue({"--acod"});
+    Bystander bob(venue);
+    struct Bad {
+        Bytes message;
+        std::string described;
+    };
+    const Bytes order = buy("a1").at("100.00").bytes();
+    const Bytes modify = replace("a1", "a2").at("100.00").bytes();
+    const Bytes cancellation = cancel("a1").bytes();
+    std::uint64_t order_id = 1040;
+    std::uint64_t number = 0;
+    for (const auto& [message, described] : std::vector<Bad>{
+             {message_of("ZZ", 2), "'ZZ' (2 bytes)"},
+             {message_of("n1", 131), "'n1' (131 bytes)"},
+             {message_of("N1", 2), "'N1' (2 bytes)"},
+             {message_of("NR", 65'534), "'NR' (65534 bytes)"},
+             {Bytes(order.begin(), order.end() - 1), "'N1' (130 bytes)"},
+             {Bytes(modify.begin(), modify.end() - 1), "'M1' (110 bytes)"},
+             {Bytes(cancellation.begin(), cancellation.end() - 1), "'CO' (67 bytes)"},
+         }) {
+        WireClient alice(venue.port());
+        alice.log_in(login("alice", number));
+        EXPECT_EQ(alice.next(), "login accepted, engine 1, highest " + std::to_string(number == 0 ? 0 : number - 1));
+        if (number == 0) alice.next(2);
+        number = 3;
+        Bytes piece = framed(message);
+        const Bytes behind = framed(order);
+        piece.insert(piece.end(), behind.begin(), behind.end());
+        alice.send_bytes(piece);
+        EXPECT_EQ(alice.next(2), "goodbye 'B' unknown or malformed application message | closed") << described;
+        EXPECT_TRUE(venue.process.says("bench: bad MEO message " + described +
+                                       " from alice — goodbye\n"
+                                       "bench: dropping the connection of alice (bad packet)\n"
+                                       "bench: ACOD (Cancel All Open Orders): cancelled 0 open order(s) of alice on "
+                                       "disconnect\n"));
+        bob.trades_with(order_id++);
+    }
+}
+
+TEST(LiveBadInput, ABadMessageCostsItsSenderTheOrdersOfTheSession) {
+    LiveVenue venue({"--acod"});
+    Bystander bob(venue);
+    User alice(venue, "alice");
+    send_together(alice, {buy("a1").shares(300).at("100.00").bytes(), message_of("ZZ", 2)});
+    EXPECT_EQ(alice.next(5),
+              "3: NR a1 accepted #1040 300@100 | 4: O1 a1 #1040 buy 300@100 tif D type 1 | "
+              "5: P1 a1 #1040 @100 behind | "
+              "goodbye 'B' unknown or malformed application message | closed");
+    EXPECT_EQ(venue.feed.next(2), "add 1 #1040 B 300@100 | delete 1 #1040");
+    bob.trades_with(1041);
+    WireClient again(venue.port());
+    again.log_in(login("alice", 6));
+    EXPECT_EQ(again.next(3), "login accepted, engine 1, highest 6 | 6: XN a1 #1040 leaves 0 'D' | replay complete");
+}
+
+TEST(LiveBadInput, OfNoConsequenceIsIgnored) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    User alice(venue, "alice");
+    alice.send_packet('U');
+    alice.send_packet('U', Bytes{'N'});
+    alice.send_packet('Q', buy("a1").at("100.00").bytes());
+    alice.send_packet('s', buy("a1").at("100.00").bytes());
+    alice.send_packet('1', Bytes(1000));
+    bob.trades_with(1040);
+    alice.send(cancel("a1"));
+    EXPECT_EQ(alice.next(), "3: CR xa1 of a1 rejected 'D'");
+
+    Bytes longer = cancel("a2").bytes();
+    longer.resize(longer.size() + 100);
+    alice.send_packet('U', longer);
+    EXPECT_EQ(alice.next(), "4: CR xa2 of a2 rejected 'D'");
+}
+
+TEST(LiveBadInput, ALengthOfZeroThrowsAwayWhatHasArrivedButNotWhatFollows) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    User alice(venue, "alice");
+    Bytes piece = framed(cancel("a1").bytes());
+    piece.insert(piece.end(), {0, 0});
+    const Bytes lost = framed(buy("a2").at("100.00").bytes());
+    piece.insert(piece.end(), lost.begin(), lost.end());
+    alice.send_bytes(piece);
+    EXPECT_EQ(alice.next(), "3: CR xa1 of a1 rejected 'D'");
+    bob.trades_with(1040);
+    alice.send(buy("a3").at("100.00"));
+    EXPECT_EQ(alice.next(3),
+              "4: NR a3 accepted #1041 100@100 | 5: O1 a3 #1041 buy 100@100 tif D type 1 | "
+              "6: P1 a3 #1041 @100 behind");
+}
+
+TEST(LiveBadInput, HalfAPacketWaitsForItsOtherHalf) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    User alice(venue, "alice");
+    alice.keep_silent();  // a heartbeat in the middle would become a part of the order
+    const Bytes packet = framed(buy("a1").at("100.00").bytes());
+    std::uint64_t order_id = 1040;
+    std::size_t sent = 0;
+    for (const std::size_t end : {std::size_t{1}, std::size_t{2}, std::size_t{3}, std::size_t{70}, packet.size() - 1}) {
+        alice.send_bytes(ByteView(packet).subspan(sent, end - sent));
+        sent = end;
+        bob.trades_with(order_id++);
+    }
+    alice.send_bytes(ByteView(packet).subspan(sent));
+    EXPECT_EQ(alice.next(3),
+              "3: NR a1 accepted #1045 100@100 | 4: O1 a1 #1045 buy 100@100 tif D type 1 | "
+              "5: P1 a1 #1045 @100 behind");
+}
+
+TEST(LiveBadInput, PacketsThatComeByteByByteAreReadOnce) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    WireClient alice(venue.port());
+    alice.keep_silent();
+    Bytes bytes = esesm::build_packet(PacketType::login_request, login("alice").payload());
+    for (const Bytes& request : {buy("a1").at("100.00").bytes(), cancel("a1").bytes()}) {
+        const Bytes packet = framed(request);
+        bytes.insert(bytes.end(), packet.begin(), packet.end());
+    }
+    for (const std::uint8_t byte : bytes) alice.send_bytes({&byte, 1});
+    EXPECT_EQ(alice.next(8),
+              "login accepted, engine 1, highest 0 | 1: SN MEO2.7 session 1 | 2: SU 1 AAPL Q | "
+              "3: NR a1 accepted #1040 100@100 | 4: O1 a1 #1040 buy 100@100 tif D type 1 | "
+              "5: P1 a1 #1040 @100 behind | 6: CR xa1 of a1 accepted #1040 | "
+              "7: XN a1 #1040 leaves 0 'U'");
+    EXPECT_EQ(venue.feed.next(2), "add 1 #1040 B 100@100 | delete 1 #1040");
+    bob.trades_with(1041);
+}
+
+TEST(LiveBadInput, APeerThatVanishesWithAResetIsLostLikeAnyOther) {
+    LiveVenue venue;
+    venue.empty_the_books();
+    User bob(venue, "bob");
+    {
+        User alice(venue, "alice");
+        alice.send(buy("a1").shares(300).at("190.00"));
+        alice.next(3);
+        alice.send_bytes(Bytes{71, 0, 'U', 'C'});  // in the middle of a packet
+        alice.reset();
+    }
+    EXPECT_TRUE(
+        venue.process.says("bench: client alice disconnected\n"
+                           "bench: ACOD off (Do Not Cancel All Open Orders): 1 open order(s) of alice stay on "
+                           "the book\n"));
+    WireClient(venue.port()).reset();
+    EXPECT_TRUE(
+        venue.process.says("bench: client  disconnected\n"
+                           "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the "
+                           "book\n"));
+    bob.send(sell("b1").shares(100).at("190.00"));
+    EXPECT_EQ(bob.next(3),
+              "3: NR b1 accepted #1043 100@190 | 4: O1 b1 #1043 sell 100@190 tif D type 1 | "
+              "5: E1 b1 100@190 sell removed RC match 41 exec 42");
+    WireClient alice(venue.port());
+    alice.log_in(login("alice", 6));
+    EXPECT_EQ(alice.next(3),
+              "login accepted, engine 1, highest 6 | 6: E1 a1 100@190 buy added AC match 41 exec 41 | "
+              "replay complete");
+}
+
+// The order and the end of the connection arrive in one segment, so that the venue meets both at once.
+TEST(LiveBadInput, WhatAPeerSendsRightBeforeItGoesIsNotLookedAt) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    {
+        User alice(venue, "alice");
+        const Bytes packet = framed(buy("a1").at("100.00").bytes());
+        EXPECT_EQ(::send(alice.socket(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_MORE),
+                  static_cast<ssize_t>(packet.size()));
+        alice.disconnect();
+    }
+    EXPECT_TRUE(venue.process.says("bench: client alice disconnected\n"));
+    bob.trades_with(1040);
+    WireClient alice(venue.port());
+    alice.log_in(login("alice"));
+    EXPECT_EQ(alice.next(), "login accepted, engine 1, highest 2");
+}
+
+// Eight megabytes of answers are twice what a connection holds on a common machine. Those without room are lost, but
+// not their places in the stream, and nobody waits for her.
+TEST(LiveBadInput, AClientThatDoesNotReadHoldsUpNobody) {
+    LiveVenue venue;
+    Bystander bob(venue);
+    User alice(venue, "alice");
+    constexpr std::size_t requests = 100'000;
+    constexpr std::size_t together = 500;
+    const std::vector<Bytes> rejected(together, buy("a1").shares(0).at("100.00").bytes());
+    std::uint64_t order_id = 1040;
+    for (std::size_t sent = 0; sent < requests; sent += together) {
+        send_together(alice, rejected);
+        if (sent % 10'000 == 0) bob.trades_with(order_id++);
+    }
+    alice.send(cancel("a1"));  // she is heard to the end
+    EXPECT_TRUE(venue.process.says("bench: stale cancel for a1 (unknown client order id)\n"));
+    alice.disconnect();
+    EXPECT_TRUE(venue.process.says("bench: client alice disconnected\n"));
+    bob.trades_with(order_id++);
+
+    WireClient again(venue.port());
+    again.log_in(login("alice", requests + 2));
+    EXPECT_EQ(again.next(4),
+              "login accepted, engine 1, highest 100003 | 100002: NR a1 rejected 'K' 0@100 | "
+              "100003: CR xa1 of a1 rejected 'D' | replay complete");
+}
+
+}  // namespace
+}  // namespace kavo::test

@@ -1,0 +1,197 @@
+// The snapshot files of a running venue, as a reader finds them who knows nothing of when they are written.
+#include <poll.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <sstream>
+
+#include "support/received_book.h"
+#include "support/requests.h"
+#include "system/full_venue.h"
+
+namespace kavo::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+std::uint64_t wall_ns() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+// The content of a file once it satisfies a condition; what is there at last when it never does.
+std::string content_when(const std::string& path, const std::function<bool(const std::string&)>& condition) {
+    const auto deadline = steady_clock::now() + patience;
+    while (true) {
+        const std::string content = content_of(path);
+        if (condition(content) || steady_clock::now() > deadline) return content;
+        poll(nullptr, 0, 1);
+    }
+}
+std::string content_with(const std::string& path, const std::string& part) {
+    return content_when(path, [&](const std::string& content) { return content.find(part) != std::string::npos; });
+}
+
+// A price as any stream writes it.
+std::string short_price(WirePrice price) {
+    std::ostringstream text;
+    text << static_cast<double>(price) / 1'000'000;
+    return text.str();
+}
+
+template <typename Level>
+std::string levels_text(Level level, Level end) {
+    std::string text;
+    for (int left = 5; level != end && left > 0; ++level, --left) {
+        if (!text.empty()) text += ",";
+        text += "[" + short_price(level->first) + "," + std::to_string(level->second) + "]";
+    }
+    return "[" + text + "]";
+}
+
+// What the files must say about a book that has not traded.
+std::string member(const ReceivedBook::Book& book) {
+    return "\"" + book.symbol + "\":{\"bid\":" + levels_text(book.bids.rbegin(), book.bids.rend()) +
+           ",\"ask\":" + levels_text(book.asks.begin(), book.asks.end()) + ",\"last\":0,\"volume\":0}";
+}
+std::string bbo_line(const ReceivedBook::Book& book) {
+    return book.symbol + " " + short_price(book.bids.rbegin()->first) + " " + short_price(book.asks.begin()->first) +
+           "\n";
+}
+
+std::string without_time(const std::string& snapshot) {
+    const std::string start = "{\"ts_ns\":";
+    if (!snapshot.starts_with(start)) return snapshot;
+    return start + "*" + snapshot.substr(std::min(snapshot.find(',', start.size()), snapshot.size()));
+}
+
+TEST(SnapshotFiles, AreThereAtOnceAndShowTheBooksOfTheFeed) {
+    const TemporaryFolder folder;
+    const std::uint64_t before_ns = wall_ns();
+    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt"), "--symbols",
+                     "AAPL:190.00,MSFT:410.00"});
+    // Two conversations after each other: the pass in which the first one ended has written the files.
+    fetch_range(1, 1, venue.retransmission_port());
+    ReceivedBook books;
+    for (const NumberedMessage& message : fetch_range(1, 1000, venue.retransmission_port())) {
+        books.apply(message.message);
+    }
+    const std::string snapshot = content_of(folder.path("book.json"));
+    EXPECT_EQ(without_time(snapshot),
+              "{\"ts_ns\":*,\"symbols\":{" + member(books.book(1)) + "," + member(books.book(2)) + "}}\n");
+    EXPECT_EQ(content_of(folder.path("bbo.txt")), bbo_line(books.book(1)) + bbo_line(books.book(2)));
+    EXPECT_GE(number_behind("{\"ts_ns\":", snapshot), before_ns);
+    EXPECT_LE(number_behind("{\"ts_ns\":", snapshot), wall_ns());
+
+    venue.stop();
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"bbo.txt", "book.json"}));
+}
+
+TEST(SnapshotFiles, ShowTheTradesOfTheClients) {
+    const TemporaryFolder folder;
+    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
+    venue.empty_the_books();
+    User alice(venue, "alice");
+    alice.send(sell("s1").shares(500).at("190.00"));
+    alice.send(buy("b1").shares(200).at("190.00"));
+    alice.send(buy("b2").shares(300).at("189.95"));
+    alice.next(3 + 3 + 4);
+    const std::string content = content_with(folder.path("book.json"), "\"bid\":[[189.95,300]],\"ask\":[[190,300]]");
+    EXPECT_NE(content.find("\"last\":190,\"volume\":"), std::string::npos) << content;
+    EXPECT_EQ(content_with(folder.path("bbo.txt"), "189.95"), "AAPL 189.95 190\n");
+
+    // What swept the books at first is in the volume too; the next fill adds to it.
+    const std::uint64_t volume = number_behind("\"volume\":", content);
+    alice.send(buy("b3").shares(300).at("190.00"));
+    const std::string later = content_with(folder.path("book.json"), "\"ask\":[],\"last\":190");
+    EXPECT_EQ(without_time(later),
+              "{\"ts_ns\":*,\"symbols\":{\"AAPL\":{\"bid\":[[189.95,300]],\"ask\":[],\"last\":190,"
+              "\"volume\":" +
+                  std::to_string(volume + 300) + "}}}\n");
+    EXPECT_EQ(content_with(folder.path("bbo.txt"), " 0\n"), "AAPL 189.95 0\n");
+}
+
+TEST(SnapshotFiles, ShowZeroForASideThatIsEmpty) {
+    const TemporaryFolder folder;
+    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
+    venue.empty_the_books();
+    EXPECT_EQ(content_with(folder.path("bbo.txt"), " 0 0\n"), "AAPL 0 0\n");
+    const std::string book = content_with(folder.path("book.json"), "\"bid\":[],\"ask\":[]");
+    EXPECT_NE(book.find("{\"AAPL\":{\"bid\":[],\"ask\":[],\"last\":"), std::string::npos) << book;
+}
+
+TEST(SnapshotFiles, AreNeverMetHalfWrittenAndRewrittenFourTimesASecondAtMost) {
+    const TemporaryFolder folder;
+    const auto start = steady_clock::now();
+    UnreadVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt"), "--interval-ms",
+                       "1", "--symbols", "AAPL:190.00,MSFT:410.00,SPY:520.00"});
+    std::set<std::uint64_t> moments;
+    const auto deadline = start + patience;
+    while (moments.size() < 5 && steady_clock::now() < deadline) {
+        const std::string book = content_of(folder.path("book.json"));
+        const std::string bbo = content_of(folder.path("bbo.txt"));
+        if (book.empty() || bbo.empty()) continue;  // the first pass is still to come
+        ASSERT_TRUE(book.starts_with("{\"ts_ns\":") && book.ends_with("}}}\n")) << book;
+        ASSERT_EQ(std::count(book.begin(), book.end(), '\n'), 1) << book;
+        ASSERT_EQ(std::count(bbo.begin(), bbo.end(), '\n'), 3) << bbo;
+        ASSERT_TRUE(bbo.starts_with("AAPL ") && bbo.ends_with("\n")) << bbo;
+        moments.insert(number_behind("{\"ts_ns\":", book));
+    }
+    EXPECT_GE(moments.size(), 5u);
+    EXPECT_GE(steady_clock::now() - start, milliseconds(4 * 250));
+}
+
+TEST(SnapshotFiles, AreWrittenOnlyWhereTheyAreAskedFor) {
+    const TemporaryFolder folder;
+    FullVenue venue({"--bbo-out", folder.path("bbo.txt")});
+    content_with(folder.path("bbo.txt"), "AAPL ");
+    venue.stop();
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
+}
+
+TEST(SnapshotFiles, TakeThePlaceOfThoseOfAnEarlierRun) {
+    const TemporaryFolder folder;
+    std::ofstream(folder.path("bbo.txt")) << "OLD 1 2\n";
+    std::ofstream(folder.path("bbo.txt.tmp")) << "half of an old one that is longer than the new one, for sure it is";
+    FullVenue venue({"--bbo-out", folder.path("bbo.txt")});
+    const std::string content = content_with(folder.path("bbo.txt"), "AAPL");
+    EXPECT_TRUE(content.starts_with("AAPL ")) << content;
+    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 1) << content;
+    venue.stop();
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
+}
+
+TEST(SnapshotFiles, ThatCannotBeWrittenDoNotStopTheVenue) {
+    const TemporaryFolder folder;
+    FullVenue venue({"--book-out", folder.path("missing/book.json"), "--bbo-out", folder.path("bbo.txt")});
+    EXPECT_TRUE(content_with(folder.path("bbo.txt"), "AAPL ").starts_with("AAPL "));
+    User alice(venue, "alice");
+    alice.send(buy("b1").at("180.00"));
+    EXPECT_EQ(alice.next(), "3: NR b1 accepted #1040 100@180");
+    venue.stop();
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
+    EXPECT_EQ(venue.process.said().find("book.json"), std::string::npos);
+}
+
+// A device on which no byte finds room stands for a full disk.
+TEST(SnapshotFiles, OnAFullDiskStayAsTheyWere) {
+    const TemporaryFolder folder;
+    std::ofstream(folder.path("book.json")) << "old\n";
+    std::filesystem::create_symlink("/dev/full", folder.path("book.json.tmp"));
+    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
+    const std::string first = content_with(folder.path("bbo.txt"), "AAPL ");  // written behind the other one
+    EXPECT_TRUE(first.starts_with("AAPL "));
+    EXPECT_EQ(content_of(folder.path("book.json")), "old\n");
+
+    std::filesystem::remove(folder.path("book.json.tmp"));
+    EXPECT_TRUE(content_with(folder.path("book.json"), "AAPL").starts_with("{\"ts_ns\":"));
+}
+
+}  // namespace
+}  // namespace kavo::test
