@@ -186,24 +186,30 @@ Traffic::Run Traffic::run(std::size_t requests) {
     return run;
 }
 
-// A single client waits in its read, as a trading system would; several wait together.
 void Traffic::collect_all(Run& run) {
+    for (wait_for_answers(); !ready_.empty(); wait_for_answers()) {
+        for (Connection* client : ready_) {
+            if (client->collect()) run.first_answers_us.push_back(microseconds(Steady::now() - client->asked_at()));
+        }
+    }
+}
+
+// A single client waits in its read, as a trading system would; several wait together.
+void Traffic::wait_for_answers() {
+    ready_.clear();
+    std::vector<Connection*> waiting;
     std::vector<pollfd> polled;
-    const auto collect = [&run](Connection& client) {
-        if (client.collect()) run.first_answers_us.push_back(microseconds(Steady::now() - client.asked_at()));
-    };
-    while (busy_.size() == 1 && busy_.front()->is_owed_answers()) collect(*busy_.front());
-    while (true) {
-        polled.clear();
-        for (const auto& client : busy_)
-            polled.push_back({client->is_owed_answers() ? client->socket() : -1, POLLIN, 0});
-        if (std::all_of(polled.begin(), polled.end(), [](const pollfd& p) { return p.fd < 0; })) return;
-        if (poll(polled.data(), polled.size(), static_cast<int>(longest_wait.tv_sec * 1000)) <= 0) {
-            throw std::runtime_error("a server gives no answer");
-        }
-        for (std::size_t i = 0; i < polled.size(); ++i) {
-            if (polled[i].revents != 0) collect(*busy_[i]);
-        }
+    for (const auto& client : busy_) {
+        if (!client->is_owed_answers()) continue;
+        waiting.push_back(client.get());
+        polled.push_back({client->socket(), POLLIN, 0});
+    }
+    if (busy_.size() == 1 || waiting.empty()) return ready_.swap(waiting);
+    if (poll(polled.data(), polled.size(), static_cast<int>(longest_wait.tv_sec * 1000)) <= 0) {
+        throw std::runtime_error("a server gives no answer");
+    }
+    for (std::size_t i = 0; i < polled.size(); ++i) {
+        if (polled[i].revents != 0) ready_.push_back(waiting[i]);
     }
 }
 

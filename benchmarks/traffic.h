@@ -84,10 +84,12 @@ public:
 private:
     void fill(std::size_t requests, void (Connection::*ask)(std::size_t));
     void collect_all(Run& run);
+    void wait_for_answers();
 
     Pattern pattern_;
     std::vector<std::unique_ptr<Connection>> busy_;
     std::vector<std::unique_ptr<Connection>> idle_;
+    std::vector<Connection*> ready_;  // busy ones whose answers can be collected
 };
 
 }  // namespace kavo::benchmarks

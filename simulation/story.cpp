@@ -12,8 +12,6 @@ namespace kavo::simulation {
 
 namespace {
 
-constexpr int first_fd = 1 << 24;
-
 std::string amount(std::uint32_t quantity, std::uint64_t price) {
     return std::to_string(quantity) + "@" + test::price_text(price);
 }
@@ -106,7 +104,7 @@ void Teller::tell_datagram(ByteView datagram) {
 }
 
 void Teller::tell(const Entry& entry) {
-    const std::string number = std::to_string(entry.fd - first_fd);
+    const std::string number = number_of(entry.fd);
     switch (entry.what) {
         case What::clock:
             now_ms_ = entry.steady_ms;

@@ -66,6 +66,12 @@ struct Entry {
 
 using Tape = std::vector<Entry>;
 
+// Descriptors begin beyond every one that the system gives out. People count from 0.
+inline constexpr int first_fd = 1 << 24;
+inline std::string number_of(int fd) {
+    return std::to_string(fd - first_fd);
+}
+
 Entry entry_of(What what, int fd, ByteView bytes = {}, bool flag = false);
 Entry line_of(What what, std::string_view text);
 Entry step_entry(Step step);

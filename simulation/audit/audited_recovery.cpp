@@ -153,7 +153,7 @@ void AuditedRecovery::expect_reply(Connection& connection, const Bytes& bytes) {
         const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(at);
         if (entry.fd != connection.fd || size == 0 || size != entry.bytes.size() ||
             !std::equal(entry.bytes.begin(), entry.bytes.end(), start)) {
-            throw Finding(in_words(entry) + " is not the reply that receiver " + std::to_string(connection.fd) +
+            throw Finding(in_words(entry) + " is not the reply that receiver " + number_of(connection.fd) +
                           " should get at byte " + std::to_string(at) + " of " + std::to_string(bytes.size()));
         }
         at += size;

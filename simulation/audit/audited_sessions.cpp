@@ -133,7 +133,8 @@ void AuditedSessions::expect_nothing_waiting(Connection& connection) {
         connection.packet_waits = false;
     }
     if (connection.packet_waits) {
-        throw Finding("a packet to " + std::to_string(connection.fd) + " is left waiting for another that never comes");
+        throw Finding("a packet to client " + number_of(connection.fd) +
+                      " is left waiting for another that never comes");
     }
 }
 

@@ -7,6 +7,12 @@
 
 namespace kavo::simulation {
 
+namespace {
+
+constexpr std::size_t shortest_packet = 3;
+
+}  // namespace
+
 void TapeReader::follow_the_clock() {
     for (; at_ < tape_.size() && tape_[at_].what == What::clock; ++at_) {
         now_ms_ = tape_[at_].steady_ms;
@@ -47,21 +53,25 @@ bool is_departure(const Entry& entry) {
 }
 
 std::string in_words(const Entry& entry) {
-    const std::string fd = std::to_string(entry.fd);
+    const std::string peer = "client " + number_of(entry.fd);
+    const std::string receiver = "receiver " + number_of(entry.fd);
+    const std::string size = std::to_string(entry.bytes.size()) + " bytes";
     switch (entry.what) {
-        case What::packet_sent: return "packet to " + fd + ": " + test::packet_text(entry.bytes);
-        case What::packets_pushed: return "push to " + fd;
-        case What::client_closed: return "close of " + fd;
-        case What::datagram: return "datagram of " + std::to_string(entry.bytes.size()) + " bytes";
-        case What::order_truth: return "order truth " + entry.text;
-        case What::book_truth: return "book truth " + entry.text;
-        case What::commentary: return "commentary '" + entry.text + "'";
-        case What::step: return "step " + std::string(name_of(entry.step));
-        case What::reply_sent: return "reply to " + fd + " of " + std::to_string(entry.bytes.size()) + " bytes";
-        case What::receiver_closed: return "close of receiver " + fd;
-        case What::command_reply: return "reply '" + entry.text + "'";
-        case What::snapshot: return "snapshot " + entry.text;
-        default: return "entry of kind " + std::to_string(static_cast<int>(entry.what));
+        case What::packet_sent:
+            if (entry.bytes.size() < shortest_packet) return "a packet of " + size + " to " + peer;
+            return "'" + test::packet_text(entry.bytes) + "' to " + peer;
+        case What::packets_pushed: return "the push of what waits for " + peer;
+        case What::client_closed: return "the close of " + peer;
+        case What::reply_sent: return "a reply of " + size + " to " + receiver;
+        case What::receiver_closed: return "the close of " + receiver;
+        case What::datagram: return "a datagram of " + size;
+        case What::order_truth: return "the order truth " + entry.text;
+        case What::book_truth: return "the book truth " + entry.text;
+        case What::commentary: return "the commentary '" + entry.text + "'";
+        case What::command_reply: return "the reply '" + entry.text + "'";
+        case What::snapshot: return "the snapshot " + entry.text;
+        case What::step: return "the step '" + std::string(name_of(entry.step)) + "'";
+        default: return "an entry of kind " + std::to_string(static_cast<int>(entry.what));
     }
 }
 

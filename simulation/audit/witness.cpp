@@ -1,6 +1,7 @@
 #include "audit/witness.h"
 
 #include "audit/finding.h"
+#include "model/literal_wire.h"
 
 namespace kavo::simulation {
 
@@ -22,7 +23,10 @@ const Entry& Witness::expect_bytes(What what, int fd, const Bytes& bytes) {
     feed_.take_overflows();
     const Entry& entry = tape_.next();
     if (entry.what == what && entry.fd == fd && entry.bytes == bytes) return entry;
-    throw Finding("expected " + in_words(entry_of(what, fd, bytes)) + "\n  but found " + in_words(entry));
+    const std::string expected = in_words(entry_of(what, fd, bytes));
+    const bool alike = expected == in_words(entry);  // in all that words say, so the bytes must tell
+    throw Finding("expected " + expected + "\n  but found " + in_words(entry) +
+                  (alike ? "\n  " + model::hex(bytes) + "\n  " + model::hex(entry.bytes) : ""));
 }
 
 void Witness::expect(What what, int fd) {

@@ -7,8 +7,6 @@ namespace kavo::simulation {
 
 namespace {
 
-constexpr int first_fd = 1 << 24;  // beyond every descriptor that the system gives out
-
 void append(Bytes& bytes, ByteView more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
 }

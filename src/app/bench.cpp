@@ -1,5 +1,6 @@
 #include "app/bench.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace kavo {

@@ -11,11 +11,6 @@ void put_text(MutableBytes message, Text field, std::string_view text, char padd
     std::fill(target.begin() + static_cast<std::ptrdiff_t>(kept), target.end(), static_cast<std::uint8_t>(padding));
 }
 
-void copy_bytes(MutableBytes to, Text to_field, ByteView from, Text from_field) {
-    std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(from_field.at), from_field.size,
-                to.begin() + static_cast<std::ptrdiff_t>(to_field.at));
-}
-
 std::string_view padded_text(ByteView message, Text field) {
     std::string_view text = as_text(message.subspan(field.at, field.size));
     while (!text.empty() && is_padding(text.back())) text.remove_suffix(1);

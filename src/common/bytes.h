@@ -39,7 +39,7 @@ struct Unread {
 // True when each field starts where the one before it ends: the guard against a slip in a table.
 template <typename First, typename... Rest>
 constexpr bool adjoin(First first, Rest... rest) {
-    std::size_t next = first.at + first.size;
+    [[maybe_unused]] std::size_t next = first.at + first.size;
     return ((rest.at == next ? (next += rest.size, true) : false) && ...);
 }
 
@@ -73,9 +73,6 @@ inline void put(MutableBytes message, Letter field, char value) {
 
 // Writes `text` left-aligned and cut at the field's width; the rest of the field becomes `padding`.
 void put_text(MutableBytes message, Text field, std::string_view text, char padding);
-
-// Copies the run of bytes that two layouts share.
-void copy_bytes(MutableBytes to, Text to_field, ByteView from, Text from_field);
 
 // The two ways in which text is padded on the wire. Both lend a view into the message.
 //   padded_text      cut behind the last byte that is neither NUL nor blank; NULs before it are kept

@@ -171,12 +171,5 @@ TEST(ByteViews, LendTheSameBytesAsTextAndBack) {
     EXPECT_EQ(as_text({}), "");
 }
 
-TEST(CopyBytes, MovesAFieldToItsPlaceInAnotherLayout) {
-    const Bytes from = from_hex("00 01 02 03 04 05");
-    Bytes to(5, 0xEE);
-    copy_bytes(to, Text{1, 3}, from, Text{2, 3});
-    EXPECT_EQ(to_hex(to), hex_rows("EE 02 03 04 EE"));
-}
-
 }  // namespace
 }  // namespace kavo

@@ -135,6 +135,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
     }
     close(pipe_ends[1]);
     errors_ = pipe_ends[0];
+    if (pid_ < 0) throw std::runtime_error("cannot fork");  // before anybody sends a signal to number -1
 }
 
 Process::~Process() {

@@ -134,10 +134,18 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
 std::optional<Bytes> WireClient::next_packet() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
+        const auto packet = next_packet_or_heartbeat();
+        if (!packet || !is_heartbeat(*packet)) return packet;
+    }
+    return std::nullopt;
+}
+
+std::optional<Bytes> WireClient::next_packet_or_heartbeat() {
+    const auto deadline = steady_clock::now() + patience;
+    while (steady_clock::now() < deadline) {
         keep_all_alive();
         const auto packet = next_packet_of_any_kind(longest_wait);
-        if (packet && !is_heartbeat(*packet)) return packet;
-        if (closed_) return std::nullopt;
+        if (packet || closed_) return packet;
     }
     return std::nullopt;
 }
@@ -152,6 +160,13 @@ std::string WireClient::next(std::size_t count) {
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < count; ++i) lines.push_back(next());
     return joined(lines);
+}
+
+std::string WireClient::next_with(const std::string& part) {
+    while (true) {
+        const std::string line = next();
+        if (line.find(part) != std::string::npos || line == "closed" || line == "silence") return line;
+    }
 }
 
 }  // namespace kavo::test

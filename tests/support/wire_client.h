@@ -43,7 +43,11 @@ public:
     std::string next();
     // The next `count` lines, joined by " | ".
     std::string next(std::size_t count);
+    // The first line that holds `part`; what comes before it is skipped. "closed" and "silence" when none does.
+    std::string next_with(const std::string& part);
 
+    // As next_packet, but the venue's heartbeats count.
+    std::optional<Bytes> next_packet_or_heartbeat();
     // The next packet of any kind, heartbeats included, waiting as long as told while nobody sends anything.
     std::optional<Bytes> next_packet_of_any_kind(std::chrono::milliseconds longest);
 

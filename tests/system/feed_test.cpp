@@ -110,6 +110,7 @@ TEST(LiveFeed, FillsADatagramUntilTheNextMessageDoesNotFit) {
         const auto datagram = feed.next_datagram(patience);
         ASSERT_TRUE(datagram);
         EXPECT_LE(datagram->size(), 1400U);
+        ASSERT_GT(datagram->size(), mach::layout::header_size) << "the day has not been told to its end";
         ByteView rest = *datagram;
         const std::size_t first = get(rest, mach::layout::length);
         EXPECT_GT(filled + first, 1400U) << "message " << number << " had room in the datagram before";
@@ -126,10 +127,9 @@ TEST(LiveFeed, FillsADatagramUntilTheNextMessageDoesNotFit) {
 TEST(LiveFeed, BeatsAfterEachIdleSecondWithTheLastNumberAndNothingElse) {
     auto quiet_since = steady_clock::now();
     LiveVenue venue({"--interval-ms", "-1", "--session", "9"});
-    User alice(venue, "alice");
     const auto expect_heartbeat = [&] {
-        std::optional<FeedReader::Packet> packet;
-        while (!(packet = venue.feed.next_packet(milliseconds(500)))) alice.send_heartbeat();
+        const auto packet = venue.feed.next_packet(patience);
+        ASSERT_TRUE(packet);
         EXPECT_EQ(packet->header.type, mach::PacketType::heartbeat);
         EXPECT_EQ(packet->header.length, 12);
         EXPECT_EQ(packet->header.session, 9);
@@ -141,6 +141,7 @@ TEST(LiveFeed, BeatsAfterEachIdleSecondWithTheLastNumberAndNothingElse) {
     quiet_since += milliseconds(999);
     expect_heartbeat();
 
+    User alice(venue, "alice");
     quiet_since = steady_clock::now();
     alice.send(buy("b1").shares(100).at("100.00"));
     EXPECT_EQ(venue.feed.next(), "add 1 #1040 B 100@100");

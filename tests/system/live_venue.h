@@ -131,7 +131,7 @@ inline void LiveVenue::empty_the_books() {
     for (std::uint32_t id = 1; id <= products_; ++id) {
         for (const NewOrder& order : {buy(sweeper), sell(sweeper)}) {
             user.send(order.market().shares(25'000).product(id));
-            while (user.next().find(" XN ") == std::string::npos && !user.closed()) continue;
+            user.next_with(" XN ");
         }
     }
     user.send_packet('X');

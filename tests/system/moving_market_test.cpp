@@ -9,14 +9,6 @@
 namespace kavo::test {
 namespace {
 
-// The first fill that the market gives to a resting order of a user who reads on until it comes.
-std::string first_fill_as_maker(WireClient& client) {
-    while (true) {
-        const std::string line = client.next();
-        if (line == "closed" || line == "silence" || line.find(" added ") != std::string::npos) return line;
-    }
-}
-
 // The execution that the feed must show for what the owner of the resting order was told.
 std::string execution_of(const std::string& fill, std::uint64_t order_id) {
     static const std::regex pattern(R"(\d+: E1 b1 (\d+@[\d.]+) buy added AC (match \d+) exec \d+)");
@@ -36,7 +28,7 @@ TEST(LiveMarket, SellsToAnOrderInItsMiddle) {
     User alice(venue, "alice");
     alice.send(buy("b1").shares(25'000).at("190.00"));
     const std::uint64_t order_id = id_of(alice.next());
-    const std::string fill = first_fill_as_maker(alice);
+    const std::string fill = alice.next_with(" added ");
     const std::string execution = execution_of(fill, order_id);
     EXPECT_EQ(venue.feed.next_message(execution), execution) << fill;
     EXPECT_NE(fill.find("@190 "), std::string::npos) << fill;
@@ -48,7 +40,7 @@ TEST(LiveMarket, TakesAnOrderAtTheTouch) {
     User alice(venue, "alice");
     alice.send(buy("b1").shares(25'000).at("189.99"));
     const std::uint64_t order_id = id_of(alice.next());
-    const std::string fill = first_fill_as_maker(alice);
+    const std::string fill = alice.next_with(" added ");
     const std::string execution = execution_of(fill, order_id);
     EXPECT_EQ(venue.feed.next_message(execution), execution) << fill;
     EXPECT_NE(fill.find("@189.99 "), std::string::npos) << fill;

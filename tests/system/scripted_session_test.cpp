@@ -111,11 +111,7 @@ TEST(LiveScenario, EndsTheLapseAfterItsTimeAndHasNoOtherOne) {
     LiveVenue venue({}, scenario("lapse_ms=2000"));
     const auto before = steady_clock::now();
     User alice(venue, "alice");
-    std::optional<Bytes> heartbeat;
-    while (!heartbeat && !alice.closed()) {
-        alice.send_heartbeat();
-        heartbeat = alice.next_packet_of_any_kind(milliseconds(500));
-    }
+    const auto heartbeat = alice.next_packet_or_heartbeat();
     ASSERT_TRUE(heartbeat);
     EXPECT_EQ(packet_text(*heartbeat), "heartbeat");
     EXPECT_GE(steady_clock::now() - before, milliseconds(1999));  // 2000 of a clock of whole ones

@@ -249,7 +249,7 @@ TEST(LiveStop, ReportsWhatTheDayHasBrought) {
                               buy("a3").shares(0).at("190.00").bytes(),                // counts nowhere
                               buy("a4").shares(100).at("190.00").immediate().bytes(),  // expires
                               buy("a5").shares(100).at("190.00").bytes()});            // rests until alice leaves
-        while (alice.next().find(": P1 a5 ") == std::string::npos) ASSERT_FALSE(alice.closed());
+        alice.next_with(" P1 a5 ");
     }
     EXPECT_TRUE(venue.process.says("cancelled 1 open order(s) of alice on disconnect\n"));
     EXPECT_TRUE(venue.process.says("cancelled 0 open order(s) of bob on disconnect\n"));
