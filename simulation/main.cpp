@@ -4,6 +4,7 @@
 //   simulate --seeds 17 --story   that day as a story
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <csignal>

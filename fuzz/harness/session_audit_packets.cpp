@@ -17,9 +17,11 @@ char type_of(const Bytes& packet) {
 
 Bytes framed(char type, std::string_view payload) {
     const std::size_t length = payload.size() + 1;
-    Bytes packet{static_cast<std::uint8_t>(length), static_cast<std::uint8_t>(length >> 8),
-                 static_cast<std::uint8_t>(type)};
-    packet.insert(packet.end(), payload.begin(), payload.end());
+    Bytes packet(2 + length);
+    packet[0] = static_cast<std::uint8_t>(length);
+    packet[1] = static_cast<std::uint8_t>(length >> 8);
+    packet[2] = static_cast<std::uint8_t>(type);
+    std::ranges::copy(payload, packet.begin() + 3);
     return packet;
 }
 

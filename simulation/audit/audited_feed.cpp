@@ -91,35 +91,36 @@ std::uint64_t AuditedFeed::most_that_fit() const {
     return count;
 }
 
+// What the faults make of the next datagram: it is lost, held back, or sent, once or twice, before one that was held.
 void AuditedFeed::take_flush(std::uint64_t count) {
     const std::uint64_t first = flushed_ + 1;
-    ++packets;
-    flushed_ += count;
     const std::string at = " seq " + std::to_string(first);
     const Bytes datagram = datagram_of(first, count);
-    drop.occasions = duplicate.occasions = reorder.occasions = packets - 1;  // all three count the datagrams
+    flushed_ += count;
+    drop.occasions = duplicate.occasions = reorder.occasions = packets;  // all three count the datagrams
+    ++packets;
     const bool in_burst = packets >= burst_start_ && packets - burst_start_ < burst_count_;
     if (drop.happens(in_burst)) {
         ++dropped;
         expect_fault("dropped" + at + " (packet " + std::to_string(packets) + ", " + std::to_string(count) +
                      " message(s))");
-    } else {
-        const bool twice = duplicate.happens();
-        if (reorder.happens()) {
-            ++reordered;
-            held_ = datagram;
-            expect_fault("reordered" + at + " (held behind the next packet)");
-        } else {
-            expect_datagram(datagram);
-            if (twice) {
-                ++duplicated;
-                expect_datagram(datagram);
-                expect_fault("duplicated" + at);
-            }
-            if (!held_.empty()) expect_datagram(held_);
-            held_.clear();
-        }
+        return note_flush();
     }
+    const bool twice = duplicate.happens();
+    if (reorder.happens()) {
+        ++reordered;
+        held_ = datagram;
+        expect_fault("reordered" + at + " (held behind the next packet)");
+        return note_flush();
+    }
+    expect_datagram(datagram);
+    if (twice) {
+        ++duplicated;
+        expect_datagram(datagram);
+        expect_fault("duplicated" + at);
+    }
+    if (!held_.empty()) expect_datagram(held_);
+    held_.clear();
     note_flush();
 }
 

@@ -68,6 +68,7 @@ void Stage::accept_clients() {
 void Stage::serve_clients() {
     begin(Step::serve);
     for (const ClientHandle handle : std::vector(order_entry_.open_clients())) {
+        stroll();
         MeoClient& client = order_entry_.client(handle);
         if (client.open() && clients_.at(client.fd)->gone) {
             tape_.push_back(entry_of(What::client_gone, client.fd));
@@ -112,6 +113,7 @@ void Stage::serve_receivers() {
     accept_receivers();
     for (RConn& connection : retransmission_.connections()) {
         if (!connection.open()) continue;
+        stroll();
         Peer& peer = *receivers_.at(connection.fd);
         if (peer.gone) {
             tape_.push_back(entry_of(What::receiver_gone, connection.fd));

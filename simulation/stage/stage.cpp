@@ -65,11 +65,15 @@ void Stage::move_clock(std::uint64_t ms, std::int64_t wall_ns) {
     tape_.push_back(clock_entry(clock_.steady_ms(), wall));
 }
 
-// A restless clock moves on now and then when a step begins, so that the readings within one pass differ.
 void Stage::begin(Step step) {
     tape_.push_back(step_entry(step));
-    if (plan_.restless_clock && dice_.one_in(20))
-        move_clock(dice_.below(4), static_cast<std::int64_t>(dice_.below(999)));
+    stroll();
+}
+
+// A restless clock moves on within a pass as well, so that the readings of one pass differ.
+void Stage::stroll() {
+    if (!plan_.restless_clock || !dice_.one_in(20)) return;
+    move_clock(dice_.below(4), static_cast<std::int64_t>(dice_.below(999)));
 }
 
 const std::string& Stage::change_line(std::uint64_t sequence) const {
@@ -89,9 +93,7 @@ void Stage::take_change_line(std::string_view line) {
 void Stage::take_datagram(ByteView datagram) {
     tape_.push_back(entry_of(What::datagram, 0, datagram));
     datagrams_.emplace_back(datagram.begin(), datagram.end());
-    // A send may take a while: what the venue reads behind it may be later than what it read before.
-    if (plan_.restless_clock && dice_.one_in(10))
-        move_clock(dice_.below(3), static_cast<std::int64_t>(dice_.below(999)));
+    stroll();  // a send may take a while, so what the venue reads behind it may be later than what it read before
 }
 
 }  // namespace kavo::simulation
