@@ -38,7 +38,7 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
     benchmark->ArgName("resting")->Arg(0)->Arg(100'000)->Arg(1'000'000)->Iterations(1)->UseManualTime();
 }
 
-// One new order that rests, and its cancel: two whole requests but for the system calls.
+// A new order that rests, and the cancel of a random one: two whole requests but for the system calls.
 double two_requests_seconds(Market& market) {
     constexpr int pairs = 5'000;
     return processor_seconds_of([&] {
@@ -63,12 +63,12 @@ void synthetic_tick(benchmark::State& state) {
 }
 BENCHMARK(synthetic_tick)->Apply(sizes);
 
-// A user with a hundred orders goes away, and they with it.
+// A client with some orders goes away, and they with it.
 template <std::size_t own_orders>
 double disconnect_seconds(Market& market) {
-    market.rest_orders(own_orders, Market::user);
+    market.rest_orders(own_orders, Market::leaver);
     const SilentErrors silent;
-    const double seconds = processor_seconds_of([&] { market.engine.client_dropped(Market::user, "user"); });
+    const double seconds = processor_seconds_of([&] { market.engine.client_dropped(Market::leaver, "leave"); });
     market.engine.outbox.clear();
     market.feed.flush();
     return seconds;

@@ -23,7 +23,7 @@ Market::Market(std::size_t products) {
     engine.start_day();
     fill_history();
     log_in("crowd");
-    log_in("user");
+    log_in("leave");
 }
 
 void Market::log_in(const std::string& username) {
@@ -39,6 +39,7 @@ void Market::fill_history() {
 void Market::rest_orders(std::size_t count, ClientHandle client) {
     meo::NewOrderRequest request;
     for (std::size_t i = 0; i < count; ++i) {
+        if (client == crowd) resting_.push_back(entered_);
         meo::parse_new_order(packets_.new_order(entered_++).subspan(header_size), request);
         answers_.clear();
         engine.new_order(client, request, answers_);
@@ -47,8 +48,11 @@ void Market::rest_orders(std::size_t count, ClientHandle client) {
 }
 
 void Market::enter_and_cancel() {
-    order_entry.receive(user, packets_.new_order(entered_));
-    order_entry.receive(user, packets_.cancel(entered_++));
+    order_entry.receive(crowd, packets_.new_order(entered_));
+    resting_.push_back(entered_++);
+    std::swap(resting_[choice_() % resting_.size()], resting_.back());
+    order_entry.receive(crowd, packets_.cancel(resting_.back()));
+    resting_.pop_back();
 }
 
 void Market::fill_stream() {

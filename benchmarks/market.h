@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "order_packets.h"
 #include "session/order_entry.h"
@@ -13,8 +15,8 @@ namespace kavo::benchmarks {
 
 class Market {
 public:
-    static constexpr ClientHandle crowd = 0;  // who owns all that rests from the start
-    static constexpr ClientHandle user = 1;   // logged in, and owns nothing yet
+    static constexpr ClientHandle crowd = 0;   // owns most of what rests
+    static constexpr ClientHandle leaver = 1;  // comes to be dropped
 
     // The day has started with the products of the list, and the feed's history is full, as it is on any venue that has
     // run for a while.
@@ -25,10 +27,10 @@ public:
     // New orders of a client that rest, off the synthetic market.
     void rest_orders(std::size_t count, ClientHandle client);
 
-    // A new order that rests among these, and its cancel, as the user sends them: parsed, judged, published, answered
-    // and stored in the user's stream.
+    // A new order of the crowd that rests, and the cancel of a random one, as clients send them: parsed, judged,
+    // published, answered and stored in the crowd's stream.
     void enter_and_cancel();
-    // The same until the user's stream is full, so that no time goes into memory that is touched for the first time.
+    // The same until that stream is full, so that no time goes into memory that is touched for the first time.
     void fill_stream();
 
     Clock clock;
@@ -44,10 +46,12 @@ private:
 
     OrderPackets packets_{"ORDR"};
     std::uint64_t entered_ = 0;
+    std::vector<std::uint64_t> resting_;  // the crowd's, by their numbers
+    std::minstd_rand choice_{42};
     OutboundMessages answers_;
 };
 
-// A market in which the crowd has so many orders resting, and the user's stream is full. Each is made once and kept, so
+// A market in which the crowd has so many orders resting, and its stream is full. Each is made once and kept, so
 // that a benchmark can go back and forth between a full one and an empty one.
 Market& market_with(std::size_t resting_orders);
 

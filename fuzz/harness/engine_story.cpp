@@ -40,13 +40,13 @@ EngineStory::EngineStory(ByteView bytes) : input_(bytes), sides_(settings_from(i
 void EngineStory::tell() {
     check(sides_.start_day());
     check(sides_.start_session());
-    while (!input_.empty() && steps_ < most_steps) step();
+    while (!input_.empty() && effort_ < most_effort) step();
     check(sides_.compare_all_books());
 }
 
-void EngineStory::check(const std::string& differences) {
+void EngineStory::check(const std::string& differences, std::size_t effort) {
     require_nothing_in(differences);
-    ++steps_;
+    effort_ += effort;
     count_step();
 }
 
@@ -59,7 +59,7 @@ void EngineStory::step() {
         case 10: return check(sides_.handle(any_bytes()));
         case 11: return made_requests();
         case 12: return let_time_pass();
-        case 13: return check(sides_.tick());
+        case 13: return tick();
         case 14: return arm();
         default: return rare_event();
     }
@@ -125,7 +125,7 @@ Request EngineStory::any_bytes() {
 void EngineStory::made_requests() {
     model::RequestMaker maker(input_.number<std::uint16_t>(), sides_.venue);
     maker.wraps_prices = input_.below(2) == 1;
-    for (std::size_t left = 1 + input_.below(16); left > 0 && steps_ < most_steps; --left) {
+    for (std::size_t left = 1 + input_.below(16); left > 0 && effort_ < most_effort; --left) {
         check(sides_.handle(maker.next()));
     }
 }
@@ -135,6 +135,10 @@ void EngineStory::let_time_pass() {
     const std::uint64_t ms = input_.pick(waits_ms);
     sides_.let_pass(ms, input_.byte());
     check(sides_.cancel_unsolicited());
+}
+
+void EngineStory::tick() {
+    check(sides_.tick(), effort_of_a_tick * sides_.venue.products.size());
 }
 
 void EngineStory::arm() {
@@ -157,7 +161,7 @@ void EngineStory::rare_event() {
         case 0: return check(sides_.drop(client()));
         case 1: return sides_.deliver();
         case 2: return sides_.pause(input_.below(2) == 1);
-        default: return check(sides_.compare_all_books());
+        default: return check(sides_.compare_all_books(), effort_of_a_tick);
     }
 }
 
