@@ -1,5 +1,6 @@
 // The draws behind a simulated day. One seed, one day, from every compiler: the generator's bits are fixed by the
-// standard, and everything else is computed here.
+// standard, and everything else is computed here. Whoever draws twice does so in two statements, because the order
+// within one is the compiler's choice.
 #pragma once
 
 #include <cstddef>

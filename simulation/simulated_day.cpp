@@ -54,7 +54,9 @@ void SimulatedDay::wait() {
     if (next && dice_.one_in(200)) return stage_.let_pass(*agenda_.last() - now);
     if (dice_.one_in(12)) return stage_.let_pass(dice_.below(300));
     if (dice_.one_in(80)) return stage_.let_pass(dice_.below(2'500));
-    stage_.let_pass(dice_.below(longest_wait_ms + 1), static_cast<std::int64_t>(dice_.below(1'000)) * 1'000);
+    const std::uint64_t ms = dice_.below(longest_wait_ms + 1);
+    const std::uint64_t us = dice_.below(1'000);
+    stage_.let_pass(ms, static_cast<std::int64_t>(us * 1'000));
 }
 
 void SimulatedDay::pass_after(std::uint64_t ms) {

@@ -1,5 +1,6 @@
 #include "story.h"
 
+#include <algorithm>
 #include <map>
 
 #include "common/clock.h"
@@ -126,7 +127,8 @@ void Teller::tell(const Entry& entry) {
                                                  (entry.flag ? "" : ", which it does not take"));
         case What::receiver_closed: return say("receiver " + number, "is closed");
         case What::datagram: return tell_datagram(entry.bytes);
-        case What::order_truth: return say("truth", entry.text);
+        case What::order_truth:
+            return say("truth", entry.text.substr(std::min(entry.text.find("\"ev\""), entry.text.size())));
         case What::commentary: return say("venue", entry.text);
         default: return;  // steps, pushes, book lines and snapshots would only hide the rest
     }

@@ -106,7 +106,7 @@ void Client::note_end(const std::string& id, std::uint64_t message_ns) {
     if (!dice_.one_in(4) || message_ns > stage_.wall_ns()) return;
     const std::uint64_t age_ms = (stage_.wall_ns() - message_ns) / ns_per_ms;
     if (age_ms > late_limit_ms || age_ms > stage_.now_ms()) return;
-    const std::uint64_t ms = stage_.now_ms() - age_ms + late_limit_ms - dice_.below(3) + dice_.below(2);
+    const std::uint64_t ms = stage_.now_ms() - age_ms + late_limit_ms - 2 + dice_.below(4);
     appointments_.push_back({ms, id});
     agenda_.add(ms);
 }

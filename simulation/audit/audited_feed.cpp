@@ -57,12 +57,8 @@ void AuditedFeed::publish(const Bytes& expected) {
     before_overflow_ns_.reset();
 }
 
-bool AuditedFeed::at_datagram() {
-    return tape_.next_is(What::datagram) || tape_.next_is(What::commentary, fault_prefix);
-}
-
 void AuditedFeed::take_overflows() {
-    while (at_datagram()) {
+    while (tape_.at_datagram()) {
         if (!before_overflow_ns_) before_overflow_ns_ = tape_.now_ns();
         const std::uint64_t count = most_that_fit();
         const std::uint64_t last = flushed_ + count;
@@ -104,14 +100,16 @@ void AuditedFeed::take_flush(std::uint64_t count) {
         ++dropped;
         expect_fault("dropped" + at + " (packet " + std::to_string(packets) + ", " + std::to_string(count) +
                      " message(s))");
-        return note_flush();
+        last_flush_ms_ = tape_.now_ms();
+        return;
     }
     const bool twice = duplicate.happens();
     if (reorder.happens()) {
         ++reordered;
         held_ = datagram;
         expect_fault("reordered" + at + " (held behind the next packet)");
-        return note_flush();
+        last_flush_ms_ = tape_.now_ms();
+        return;
     }
     expect_datagram(datagram);
     if (twice) {
@@ -121,12 +119,6 @@ void AuditedFeed::take_flush(std::uint64_t count) {
     }
     if (!held_.empty()) expect_datagram(held_);
     held_.clear();
-    note_flush();
-}
-
-// A send may have taken a while, so the clock has to be followed first.
-void AuditedFeed::note_flush() {
-    tape_.at_end();
     last_flush_ms_ = tape_.now_ms();
 }
 
@@ -156,14 +148,14 @@ void AuditedFeed::expect_fault(const std::string& line) {
 
 void AuditedFeed::expect_start() {
     expect_datagram(feed_packet(0, 1, session_, {}));
-    note_flush();
+    last_flush_ms_ = tape_.now_ms();
 }
 
 void AuditedFeed::run_heartbeat() {
     if (tape_.now_ms() < last_flush_ms_ + heartbeat_after_ms) return;
     expect_flush();
     expect_datagram(feed_packet(published_, 0, session_, {}));
-    note_flush();
+    last_flush_ms_ = tape_.now_ms();
 }
 
 std::string AuditedFeed::fault_summary() const {

@@ -51,10 +51,8 @@ public:
     std::string fault_summary() const;
 
 private:
-    bool at_datagram();
     std::uint64_t most_that_fit() const;
     void take_flush(std::uint64_t count);
-    void note_flush();
     Bytes datagram_of(std::uint64_t first, std::uint64_t count) const;
     void expect_datagram(const Bytes& datagram);
     void expect_fault(const std::string& line);

@@ -74,7 +74,6 @@ void Auditor::take(const Entry& entry) {
 }
 
 void Auditor::begin(Step step) {
-    tape_.at_end();  // follows the clock, which may have moved on since the last step
     switch (step) {
         case Step::market: return tick();
         case Step::deliver: return sessions_.deliver();

@@ -20,17 +20,8 @@ void TapeReader::follow_the_clock() {
     }
 }
 
-bool TapeReader::at_end() {
-    follow_the_clock();
-    return at_ == tape_.size();
-}
-
-bool TapeReader::next_is(What what) {
-    return !at_end() && tape_[at_].what == what;
-}
-
-bool TapeReader::next_is(What what, std::string_view start) {
-    return next_is(what) && tape_[at_].text.starts_with(start);
+bool TapeReader::at_datagram() const {
+    return !at_end() && is_departure(tape_[at_]);
 }
 
 const Entry* TapeReader::next_beyond_datagrams() const {
@@ -43,7 +34,7 @@ const Entry& TapeReader::next() {
     if (at_end()) throw Finding("the tape ends too early");
     position_ = at_;
     const Entry& entry = tape_[at_++];
-    if (entry.what == What::step) step_ = entry.step;
+    follow_the_clock();
     return entry;
 }
 

@@ -12,19 +12,17 @@ namespace kavo::simulation {
 
 class TapeReader {
 public:
-    explicit TapeReader(const Tape& tape) : tape_(tape) {}
+    explicit TapeReader(const Tape& tape) : tape_(tape) { follow_the_clock(); }
 
-    // The clock's own entries are passed over: they set the time.
-    bool at_end();
-    bool next_is(What what);
-    bool next_is(What what, std::string_view start);  // a line that begins like this
-    const Entry& next();                              // which is not there at the end
+    // The clock's own entries are passed over: they set the time, as soon as what stands before them has been taken.
+    bool at_end() const { return at_ == tape_.size(); }
+    bool at_datagram() const;
+    const Entry& next();  // which is not there at the end
     // The next entry that has nothing to do with a datagram's departure; nothing at the end.
     const Entry* next_beyond_datagrams() const;
 
     std::uint64_t now_ms() const { return now_ms_; }
     std::uint64_t now_ns() const { return now_ns_; }
-    Step step() const { return step_; }  // the latest one that began
     // Of the entry taken last.
     std::size_t position() const { return position_; }
 
@@ -34,7 +32,6 @@ private:
     const Tape& tape_;
     std::size_t at_ = 0;
     std::size_t position_ = 0;
-    Step step_ = Step::start_of_day;
     std::uint64_t now_ms_ = 0;
     std::uint64_t now_ns_ = 0;
 };

@@ -68,15 +68,14 @@ void Stage::accept_clients() {
 void Stage::serve_clients() {
     begin(Step::serve);
     for (const ClientHandle handle : std::vector(order_entry_.open_clients())) {
-        stroll();
         MeoClient& client = order_entry_.client(handle);
         if (client.open() && clients_.at(client.fd)->gone) {
-            tape_.push_back(entry_of(What::client_gone, client.fd));
+            record(entry_of(What::client_gone, client.fd));
             client.readable = true;
             order_entry_.serve_clients();
         } else if (client.open() && !clients_.at(client.fd)->to_venue.empty()) {
             const Bytes bytes = std::exchange(clients_.at(client.fd)->to_venue, {});
-            tape_.push_back(entry_of(What::client_bytes, client.fd, bytes));
+            record(entry_of(What::client_bytes, client.fd, bytes));
             order_entry_.receive(handle, bytes);
         }
     }
@@ -113,14 +112,13 @@ void Stage::serve_receivers() {
     accept_receivers();
     for (RConn& connection : retransmission_.connections()) {
         if (!connection.open()) continue;
-        stroll();
         Peer& peer = *receivers_.at(connection.fd);
         if (peer.gone) {
-            tape_.push_back(entry_of(What::receiver_gone, connection.fd));
+            record(entry_of(What::receiver_gone, connection.fd));
             connection.readable = true;
         } else if (!peer.to_venue.empty()) {
             const Bytes bytes = std::exchange(peer.to_venue, {});
-            tape_.push_back(entry_of(What::receiver_bytes, connection.fd, bytes));
+            record(entry_of(What::receiver_bytes, connection.fd, bytes));
             retransmission_.receive(connection, bytes);
         }
     }

@@ -66,14 +66,17 @@ void Stage::move_clock(std::uint64_t ms, std::int64_t wall_ns) {
 }
 
 void Stage::begin(Step step) {
-    tape_.push_back(step_entry(step));
-    stroll();
+    record(step_entry(step));
 }
 
-// A restless clock moves on within a pass as well, so that the readings of one pass differ.
-void Stage::stroll() {
+// A restless clock moves on within a pass as well, so that the readings of one pass differ: behind what goes in, and
+// behind a datagram, whose send may take a while.
+void Stage::record(Entry entry) {
+    tape_.push_back(std::move(entry));
     if (!plan_.restless_clock || !dice_.one_in(20)) return;
-    move_clock(dice_.below(4), static_cast<std::int64_t>(dice_.below(999)));
+    const std::uint64_t ms = dice_.below(4);
+    const std::uint64_t ns = dice_.below(1'000'000);
+    move_clock(ms, static_cast<std::int64_t>(ns));
 }
 
 const std::string& Stage::change_line(std::uint64_t sequence) const {
@@ -91,9 +94,8 @@ void Stage::take_change_line(std::string_view line) {
 }
 
 void Stage::take_datagram(ByteView datagram) {
-    tape_.push_back(entry_of(What::datagram, 0, datagram));
     datagrams_.emplace_back(datagram.begin(), datagram.end());
-    stroll();  // a send may take a while, so what the venue reads behind it may be later than what it read before
+    record(entry_of(What::datagram, 0, datagram));
 }
 
 }  // namespace kavo::simulation

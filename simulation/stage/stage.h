@@ -68,7 +68,7 @@ private:
     void take_change_line(std::string_view line);
     void take_datagram(ByteView datagram);
     void begin(Step step);
-    void stroll();
+    void record(Entry entry);
     void move_clock(std::uint64_t ms, std::int64_t wall_ns);
     void hand_over(int fd, ByteView packet, bool more_follows);
     void push(int fd);
