@@ -9,9 +9,7 @@ namespace {
 constexpr ClientHandle everyone = 0;  // all orders have one owner
 
 meo::ClientOrderId client_order_id(const Id& id) {
-    meo::ClientOrderId result;
-    result.text = id;
-    return result;
+    return meo::ClientOrderId(text_of(id));
 }
 
 void append_levels(std::vector<FlowLevel>& out, bool buy, const BookSide& side) {

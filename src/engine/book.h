@@ -88,9 +88,9 @@ struct Product {
     double reference = 0;  // currency units: where the synthetic market thinks the price is
     BookSide bids{true};
     BookSide asks{false};
-    std::vector<std::uint64_t> synthetic;  // ids of the synthetic market's resting orders, ascending
-    Price last = 0;                        // price of the last trade
-    std::uint64_t volume = 0;              // shares taken from resting orders
+    std::vector<Order*> synthetic;  // the synthetic market's resting orders, by ascending id
+    Price last = 0;                 // price of the last trade
+    std::uint64_t volume = 0;       // shares taken from resting orders
 
     BookSide& side(bool buy) { return buy ? bids : asks; }
 };

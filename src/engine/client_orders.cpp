@@ -6,38 +6,54 @@ namespace kavo {
 
 namespace {
 
-// Folds the twenty characters into eight bytes and stirs them by multiplication, so that ids that differ only in a
-// digit somewhere spread over the whole table.
-std::uint64_t hash_of(const meo::ClientOrderId& id) {
-    constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;  // 2^64 / golden ratio
-    std::uint64_t words[3] = {};
-    std::memcpy(words, id.text.data(), id.text.size());
-    std::uint64_t hash = 0;
-    for (const std::uint64_t word : words) {
-        hash = (hash ^ word) * odd;
-        hash ^= hash >> 32;
-    }
-    return hash * odd;
+// How a hash tells where an order belongs: its shard, its bucket there, and what the bucket knows it by.
+std::size_t shard_of(std::uint32_t hash) {
+    return hash >> 26;
 }
-
-std::uint32_t tag_of(std::uint64_t hash) {
-    return static_cast<std::uint32_t>(hash >> 16);  // the lowest bits of a product are its worst
+std::size_t bucket_of(std::uint32_t hash) {
+    return hash >> 1;
+}
+std::uint32_t mark_of(std::uint32_t hash) {
+    return hash | 1;
 }
 
 }  // namespace
 
+unsigned ClientOrders::Bucket::places_of(std::uint32_t hash) const {
+    unsigned found = 0;
+    for (std::size_t i = 0; i < places; ++i) found |= static_cast<unsigned>(hashes[i] == hash) << i;
+    return found;
+}
+
+std::size_t ClientOrders::Bucket::used() const {
+    return static_cast<std::size_t>(std::countr_zero(places_of(0) | 1U << places));
+}
+
+void ClientOrders::Bucket::add(std::uint32_t hash, std::uint32_t slot) {
+    const std::size_t place = used();
+    hashes[place] = hash;
+    slots[place] = slot;
+}
+
+// The last one takes the place.
+void ClientOrders::Bucket::remove(std::size_t place) {
+    const std::size_t last = used() - 1;
+    hashes[place] = hashes[last];
+    slots[place] = slots[last];
+    hashes[last] = 0;
+}
+
 Order* ClientOrders::find(const meo::ClientOrderId& id) const {
-    const std::uint64_t hash = hash_of(id);
-    const std::vector<Entry>& entries = shards_[shard_of(hash)].entries;
-    if (entries.empty()) return nullptr;
-    const std::size_t mask = entries.size() - 1;
-    const std::uint32_t tag = tag_of(hash);
-    for (std::size_t at = tag & mask; entries[at].slot_after != 0; at = (at + 1) & mask) {
-        if (entries[at].tag != tag) continue;
-        Order& order = pool_.at(entries[at].slot_after - 1);
-        if (order.client_order_id == id) return &order;
+    const std::vector<Bucket>& buckets = shards_[shard_of(id.hash)].buckets;
+    const std::size_t mask = buckets.size() - 1;
+    for (std::size_t at = bucket_of(id.hash) & mask;; at = (at + 1) & mask) {
+        const Bucket& bucket = buckets[at];
+        for (unsigned found = bucket.places_of(mark_of(id.hash)); found != 0; found &= found - 1) {
+            Order& order = pool_.at(bucket.slots[static_cast<std::size_t>(std::countr_zero(found))]);
+            if (order.client_order_id == id) return &order;
+        }
+        if (!bucket.full()) return nullptr;
     }
-    return nullptr;
 }
 
 void ClientOrders::add(Order& order) {
@@ -70,67 +86,82 @@ Order* ClientOrders::first_of(ClientHandle owner) const {
 }
 
 void ClientOrders::insert_id(const Order& order) {
-    const std::uint64_t hash = hash_of(order.client_order_id);
+    const std::uint32_t hash = order.client_order_id.hash;
     Shard& shard = shards_[shard_of(hash)];
-    if ((shard.used + 1) * 4 > shard.entries.size() * 3) grow(shard);
-    place(shard, {tag_of(hash), order.slot + 1});
-    ++shard.used;
+    if (++shard.used > shard.buckets.size() * 5) grow(shard);
+    place(shard.buckets, mark_of(hash), order.slot);
 }
 
-// Closes the gap by moving back every following entry that may not stay behind it, so that no search breaks off early.
+// Closes the gap by moving back whoever a full bucket has sent past it, so that no search breaks off early.
 void ClientOrders::erase_id(const Order& order) {
-    const std::uint64_t hash = hash_of(order.client_order_id);
+    const std::uint32_t hash = order.client_order_id.hash;
     Shard& shard = shards_[shard_of(hash)];
-    std::vector<Entry>& entries = shard.entries;
-    const std::size_t mask = entries.size() - 1;
-    std::size_t gap = tag_of(hash) & mask;
-    while (entries[gap].slot_after != order.slot + 1) gap = (gap + 1) & mask;
-    for (std::size_t at = (gap + 1) & mask; entries[at].slot_after != 0; at = (at + 1) & mask) {
-        const std::size_t home = entries[at].tag & mask;
-        if (((at - home) & mask) < ((at - gap) & mask)) continue;
-        entries[gap] = entries[at];
-        gap = at;
-    }
-    entries[gap] = {};
+    std::vector<Bucket>& buckets = shard.buckets;
+    const std::size_t mask = buckets.size() - 1;
+    std::size_t gap = bucket_of(hash) & mask;
+    std::size_t place = 0;
+    while ((place = place_of(buckets[gap], mark_of(hash), order.slot)) == Bucket::places) gap = (gap + 1) & mask;
     --shard.used;
+    bool was_full = buckets[gap].full();
+    buckets[gap].remove(place);
+    for (std::size_t at = (gap + 1) & mask; was_full; at = (at + 1) & mask) {
+        Bucket& bucket = buckets[at];
+        was_full = bucket.full();
+        for (std::size_t i = 0; i < bucket.used(); ++i) {
+            const std::size_t home = bucket_of(bucket.hashes[i]) & mask;
+            if (((at - home) & mask) < ((at - gap) & mask)) continue;
+            buckets[gap].add(bucket.hashes[i], bucket.slots[i]);
+            bucket.remove(i);
+            gap = at;
+            break;
+        }
+    }
 }
 
-void ClientOrders::place(Shard& shard, Entry entry) {
-    const std::size_t mask = shard.entries.size() - 1;
-    std::size_t at = entry.tag & mask;
-    while (shard.entries[at].slot_after != 0) at = (at + 1) & mask;
-    shard.entries[at] = entry;
+std::size_t ClientOrders::place_of(const Bucket& bucket, std::uint32_t mark, std::uint32_t slot) {
+    for (unsigned found = bucket.places_of(mark); found != 0; found &= found - 1) {
+        const auto place = static_cast<std::size_t>(std::countr_zero(found));
+        if (bucket.slots[place] == slot) return place;
+    }
+    return Bucket::places;
+}
+
+void ClientOrders::place(std::vector<Bucket>& buckets, std::uint32_t mark, std::uint32_t slot) {
+    const std::size_t mask = buckets.size() - 1;
+    std::size_t at = bucket_of(mark) & mask;
+    while (buckets[at].full()) at = (at + 1) & mask;
+    buckets[at].add(mark, slot);
 }
 
 void ClientOrders::grow(Shard& shard) {
-    const std::size_t size = shard.entries.empty() ? smallest_shard_entries : shard.entries.size() * 2;
-    std::vector<Entry> old(size);
-    old.swap(shard.entries);
-    for (const Entry& entry : old) {
-        if (entry.slot_after != 0) place(shard, entry);
+    std::vector<Bucket> larger(shard.buckets.size() * 2);
+    for (const Bucket& bucket : shard.buckets) {
+        for (std::size_t i = 0; i < bucket.used(); ++i) place(larger, bucket.hashes[i], bucket.slots[i]);
     }
+    shard.buckets.swap(larger);
 }
 
 void ClosedIds::close(const meo::ClientOrderId& id, std::uint64_t now_ms) {
-    Entry& entry = entries_[find(id)];
-    if (entry.generation != generation_) ++used_;
-    entry = {id, generation_, now_ms};
+    const std::size_t at = find(id);
+    if (!used(at)) ++used_;
+    marks_[at] = {id.hash, generation_};
+    entries_[at] = {id, now_ms};
     if (used_ <= limit_ids) return;
     used_ = 0;
     ++generation_;
 }
 
 std::optional<std::uint64_t> ClosedIds::closed_at_ms(const meo::ClientOrderId& id) const {
-    const Entry& entry = entries_[find(id)];
-    if (entry.generation != generation_) return std::nullopt;
-    return entry.closed_ms;
+    const std::size_t at = find(id);
+    if (!used(at)) return std::nullopt;
+    return entries_[at].closed_ms;
 }
 
 std::size_t ClosedIds::find(const meo::ClientOrderId& id) const {
     constexpr std::size_t mask = table_entries - 1;
     static_assert(std::has_single_bit(table_entries) && table_entries > limit_ids + 1);
-    std::size_t at = tag_of(hash_of(id)) & mask;
-    while (entries_[at].generation == generation_ && entries_[at].id != id) at = (at + 1) & mask;
+    std::size_t at = id.hash & mask;
+    while (used(at) && (marks_[at].hash != id.hash || entries_[at].id != id)) at = (at + 1) & mask;
     return at;
 }
 

@@ -88,7 +88,7 @@ void Engine::reduce_resting(Order& order, std::uint32_t quantity) {
 void Engine::rest(Order& order) {
     product_of(order).side(order.buy).add(order);
     ++resting_orders_;
-    if (!order.has_owner()) product_of(order).synthetic.push_back(order.id);
+    if (!order.has_owner()) product_of(order).synthetic.push_back(&order);
 }
 
 // Off the book, but still alive.
@@ -97,8 +97,8 @@ void Engine::take_off_book(Order& order) {
     product.side(order.buy).remove(order);
     --resting_orders_;
     if (order.has_owner()) return;
-    std::vector<std::uint64_t>& synthetic = product.synthetic;
-    synthetic.erase(std::lower_bound(synthetic.begin(), synthetic.end(), order.id));
+    std::vector<Order*>& synthetic = product.synthetic;
+    synthetic.erase(std::ranges::lower_bound(synthetic, order.id, {}, &Order::id));
 }
 
 void Engine::end_resting(Order& order) {

@@ -18,13 +18,29 @@ namespace kavo::meo {
 // A client order id: at most 20 characters, never with a NUL inside, unique among live orders.
 struct ClientOrderId {
     std::array<char, client_order_id_size> text{};  // filled up with NULs
+    std::uint32_t hash = 0;                         // of the text
 
     ClientOrderId() = default;
-    explicit ClientOrderId(std::string_view id) { id.copy(text.data(), text.size()); }
+    explicit ClientOrderId(std::string_view id) {
+        id.copy(text.data(), text.size());
+        hash = hash_of(text);
+    }
     std::string_view view() const { return {text.data(), strnlen(text.data(), text.size())}; }
     std::string str() const { return std::string(view()); }
     bool empty() const { return text[0] == '\0'; }
     bool operator==(const ClientOrderId&) const = default;
+
+private:
+    // Three words, each multiplied by an odd number of its own, and their sum stirred by one multiplication more, so
+    // that ids that differ only in a digit somewhere differ in all of the hash.
+    static std::uint32_t hash_of(const std::array<char, client_order_id_size>& text) {
+        std::uint64_t words[3] = {};
+        std::memcpy(words, text.data(), text.size());
+        std::uint64_t sum =
+            words[0] * 0x9E3779B97F4A7C15 + words[1] * 0xC2B2AE3D27D4EB4F + words[2] * 0x165667B19E3779F9;
+        sum ^= sum >> 32;
+        return static_cast<std::uint32_t>(sum * 0x9E3779B97F4A7C15 >> 32);
+    }
 };
 
 // A participant code.

@@ -66,7 +66,7 @@ void Engine::tick(Product& product, NormalDraws& normal, std::uint64_t now_ns) {
 // Far from the middle a quote always goes, near it half of the time.
 void Engine::withdraw_one(Product& product, std::int64_t mid) {
     if (product.synthetic.empty()) return;
-    Order& order = *orders_.find(product.synthetic[draw_below(generator_, product.synthetic.size())]);
+    Order& order = *product.synthetic[draw_below(generator_, product.synthetic.size())];
     const double distance_cents = std::abs(static_cast<double>(order.price) - static_cast<double>(mid)) / price_cent;
     if (distance_cents > stale_distance_cents || draw_uniform(generator_) < 0.5) reduce_resting(order, order.leaves);
 }

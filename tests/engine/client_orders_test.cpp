@@ -79,17 +79,19 @@ TEST(ClientOrders, TellIdsApartInEachOfTheirCharacters) {
     for (const auto& [id, order] : entered) EXPECT_EQ(clients.find(id), order) << id;
 }
 
-// These two ids share their place in the table and the part of their hash that is kept there.
-TEST(ClientOrders, TellIdsApartWhoseHashesLookTheSame) {
+TEST(ClientOrders, TellIdsApartWhoseHashesAreTheSame) {
+    const std::string one = "order-15306";
+    const std::string other = "order-145377";
+    ASSERT_EQ(ClientOrderId(one).hash, ClientOrderId(other).hash);
     Clients clients;
-    Order& first = clients.enter(0, "order-444545");
-    EXPECT_EQ(clients.find("order-1808687"), nullptr);
-    const Order& second = clients.enter(0, "order-1808687");
-    EXPECT_EQ(clients.find("order-444545"), &first);
-    EXPECT_EQ(clients.find("order-1808687"), &second);
+    Order& first = clients.enter(0, one);
+    EXPECT_EQ(clients.find(other), nullptr);
+    const Order& second = clients.enter(0, other);
+    EXPECT_EQ(clients.find(one), &first);
+    EXPECT_EQ(clients.find(other), &second);
     clients.end(first);
-    EXPECT_EQ(clients.find("order-444545"), nullptr);
-    EXPECT_EQ(clients.find("order-1808687"), &second);
+    EXPECT_EQ(clients.find(one), nullptr);
+    EXPECT_EQ(clients.find(other), &second);
 }
 
 TEST(ClientOrders, FindNoOrderThatHasEnded) {
@@ -299,6 +301,18 @@ TEST(ClosedIds, RememberWhenAnOrderEnded) {
     EXPECT_EQ(closed.closed_at_ms(ClientOrderId("a")), 1234u);
     EXPECT_EQ(closed.closed_at_ms(ClientOrderId("b")), std::nullopt);
     EXPECT_EQ(closed.closed_at_ms(ClientOrderId("")), std::nullopt);
+}
+
+TEST(ClosedIds, TellIdsApartWhoseHashesAreTheSame) {
+    const ClientOrderId one("order-15306");
+    const ClientOrderId other("order-145377");
+    ASSERT_EQ(one.hash, other.hash);
+    ClosedIds closed;
+    closed.close(one, 1);
+    EXPECT_EQ(closed.closed_at_ms(other), std::nullopt);
+    closed.close(other, 2);
+    EXPECT_EQ(closed.closed_at_ms(one), 1u);
+    EXPECT_EQ(closed.closed_at_ms(other), 2u);
 }
 
 TEST(ClosedIds, RememberAnOrderThatEndedAtTimeZero) {
