@@ -83,13 +83,13 @@ void OrderEntry::lose_client(ClientHandle handle) {
     drop(handle, "connection lost", Announce::no);
 }
 
-// The answers to all requests that came together leave together, the last one taking the others along.
+// Of requests that came together, the first is answered at once, and the answers to the others leave together.
 void OrderEntry::serve_packets(ClientHandle handle) {
     MeoClient& serving = client(handle);
-    while (serving.open()) {
+    for (bool first = true; serving.open(); first = false) {
         const auto packet = serving.received.cut();
         if (!packet) break;
-        serving.asks_more = serving.received.holds_packet();
+        serving.asks_more = !first && serving.received.holds_packet();
         handle_packet(handle, *packet);
     }
     if (serving.open()) push(serving);
@@ -110,10 +110,14 @@ void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::
     if (packet.type == esesm::PacketType::unsequenced_data) dispatch(handle, packet.payload);
 }
 
-void OrderEntry::send(MeoClient& client, ByteView packet, bool more_follows) {
+void OrderEntry::send(MeoClient& client, ByteView packet) {
+    send(client, packet, clock_.steady_ms(), false);
+}
+
+void OrderEntry::send(MeoClient& client, ByteView packet, std::uint64_t now_ms, bool more_follows) {
     if (client.open()) wire_.send(client.fd, packet, more_follows);
     client.held_back = more_follows;
-    client.last_sent_ms = clock_.steady_ms();
+    client.last_sent_ms = now_ms;
 }
 
 // Nothing may be left waiting: the last request of a batch may have had no answer.

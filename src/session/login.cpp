@@ -80,7 +80,8 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
     std::fprintf(
         stderr, "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
         user.username.c_str(), printable(requested), printable(next), printable(accepted), printable(next - accepted));
-    send(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), accepted < next);
+    send(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), clock_.steady_ms(),
+         accepted < next);
     if (accepted < next) replay(user, accepted);
 
     if (stream.stored.size() == 0) {
@@ -100,8 +101,9 @@ void OrderEntry::replay(MeoClient& client, std::uint64_t from) {
     const SessionStream& stream = *client.stream;
     ++bench_.counters.replays;
     bench_.counters.replayed += stream.next_sequence() - from;
+    const std::uint64_t now_ms = clock_.steady_ms();
     for (std::uint64_t number = from; number < stream.next_sequence(); ++number) {
-        send(client, stream.stored.at(number), true);
+        send(client, stream.stored.at(number), now_ms, true);
     }
     send(client, esesm::replay_complete);
 }

@@ -33,7 +33,7 @@ struct MeoClient {
     esesm::ReceiveBuffer received;
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
-    bool asks_more = false;  // its next request is already here, and will be answered in this pass
+    bool asks_more = false;  // the answers to its next request, which is already here, take the present ones along
     bool held_back = false;  // the last packet sent to it may still wait for another
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
@@ -90,7 +90,8 @@ private:
     // connections.cpp
     void serve_packets(ClientHandle handle);
     void handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::Packet& packet);
-    void send(MeoClient& client, ByteView packet, bool more_follows = false);
+    void send(MeoClient& client, ByteView packet);
+    void send(MeoClient& client, ByteView packet, std::uint64_t now_ms, bool more_follows);
     void say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text);
     void drop(ClientHandle handle, std::string_view reason, Announce announce);
     void push(MeoClient& client);

@@ -41,7 +41,7 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std:
         packet = unsequenced;
     }
     if (bench_.in_lapse(now_ms)) return;
-    send(client, packet, more_follows);
+    send(client, packet, now_ms, more_follows);
 }
 
 // Numbers the message and keeps it as the packet in which it is sent, now and in every replay.

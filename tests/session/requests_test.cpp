@@ -85,13 +85,16 @@ TEST_F(Requests, HaveAnswersWhoseLastWaitsForNoOther) {
     EXPECT_EQ(venue_.connection(alice_).more_follows, (std::vector<bool>{false}));
 }
 
-TEST_F(Requests, ThatComeTogetherHaveAnswersThatLeaveTogether) {
+TEST_F(Requests, ThatComeTogetherHaveAnswersThatLeaveTogetherBehindThoseToTheFirst) {
     venue_.connection(alice_).more_follows.clear();
-    venue_.order_entry.receive(alice_, packed({buy("b1").at("1.00").bytes(), cancel("b1").bytes()}));
+    venue_.order_entry.receive(
+        alice_, packed({buy("b1").at("1.00").bytes(), cancel("b1").bytes(), buy("b2").at("2.00").bytes()}));
     EXPECT_EQ(venue_.heard(alice_),
               "3: NR b1 accepted #1000 100@1 | 4: O1 b1 #1000 buy 100@1 tif D type 1 | 5: P1 b1 #1000 @1 touch | "
-              "6: CR xb1 of b1 accepted #1000 | 7: XN b1 #1000 leaves 0 'U'");
-    EXPECT_EQ(venue_.connection(alice_).more_follows, (std::vector<bool>{true, true, true, true, false}));
+              "6: CR xb1 of b1 accepted #1000 | 7: XN b1 #1000 leaves 0 'U' | "
+              "8: NR b2 accepted #1001 100@2 | 9: O1 b2 #1001 buy 100@2 tif D type 1 | 10: P1 b2 #1001 @2 touch");
+    EXPECT_EQ(venue_.connection(alice_).more_follows,
+              (std::vector<bool>{true, true, false, true, true, true, true, false}));
     EXPECT_FALSE(venue_.connection(alice_).waiting);
 }
 
@@ -103,24 +106,25 @@ TEST_F(Requests, LeaveNoAnswerWaitingBehindWhichNoneComes) {
     const Bytes no_packet = {0x00, 0x00};
     const Bytes logout = {0x01, 0x00, 'X'};
     for (const Bytes& next : {heartbeat, unknown_packet, empty_request, request_of_one_byte, no_packet, logout}) {
-        Bytes bytes = packed({buy("b1").shares(0).at("1.00").bytes()});
+        Bytes bytes = packed({buy("b1").shares(0).at("1.00").bytes(), buy("b2").shares(0).at("1.00").bytes()});
         bytes.insert(bytes.end(), next.begin(), next.end());
         venue_.order_entry.receive(alice_, bytes);
-        EXPECT_TRUE(venue_.heard(alice_).ends_with(": NR b1 rejected 'K' 0@1"));
+        EXPECT_TRUE(venue_.heard(alice_).ends_with(": NR b2 rejected 'K' 0@1"));
         EXPECT_FALSE(venue_.connection(alice_).waiting);
     }
     EXPECT_TRUE(venue_.connection(alice_).closed);
 }
 
 TEST_F(Requests, LeaveNoAnswerWaitingForHalfARequest) {
-    Bytes bytes = packed({buy("b1").shares(0).at("1.00").bytes(), buy("b2").shares(0).at("1.00").bytes()});
+    Bytes bytes = packed({buy("b1").shares(0).at("1.00").bytes(), buy("b2").shares(0).at("1.00").bytes(),
+                          buy("b3").shares(0).at("1.00").bytes()});
     const std::uint8_t last_byte = bytes.back();
     bytes.pop_back();
     venue_.order_entry.receive(alice_, bytes);
-    EXPECT_EQ(venue_.heard(alice_), "3: NR b1 rejected 'K' 0@1");
+    EXPECT_EQ(venue_.heard(alice_), "3: NR b1 rejected 'K' 0@1 | 4: NR b2 rejected 'K' 0@1");
     EXPECT_FALSE(venue_.connection(alice_).waiting);
     venue_.order_entry.receive(alice_, ByteView(&last_byte, 1));
-    EXPECT_EQ(venue_.heard(alice_), "4: NR b2 rejected 'K' 0@1");
+    EXPECT_EQ(venue_.heard(alice_), "5: NR b3 rejected 'K' 0@1");
     EXPECT_FALSE(venue_.connection(alice_).waiting);
 }
 
