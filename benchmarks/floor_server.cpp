@@ -29,10 +29,17 @@ constexpr int longest_wait_ms = 5;
 constexpr int backlog = 8;
 constexpr std::size_t read_bytes = 65'536;
 
+// Which answers are pushed; the others are sent with MSG_MORE, and leave with the next one that is.
+enum class Pushed {
+    every_answer,
+    last_to_request,
+    as_the_simulator,  // the last to the first of the requests that came together, and the last of all
+};
+
 struct Settings {
     std::uint16_t port = 0;
     std::uint16_t feed_port = 0;
-    bool batches = false;     // answers to requests that came together leave together
+    Pushed pushed = Pushed::every_answer;
     std::string order_truth;  // path; empty is none
 };
 
@@ -151,30 +158,33 @@ private:
     void answer_all(int fd, Received& received) {
         std::size_t at = 0;
         while (const std::size_t size = packet_size(received, at)) {
+            const bool first = at == 0;
             const std::uint8_t* packet = received.bytes.data() + at;
             at += size;
-            const bool more_follows = settings_.batches && packet_size(received, at) != 0;
-            answer(fd, packet, more_follows);
+            const bool joins_next =
+                settings_.pushed == Pushed::as_the_simulator && !first && packet_size(received, at) != 0;
+            answer(fd, packet, joins_next);
         }
         std::memmove(received.bytes.data(), received.bytes.data() + at, received.size - at);
         received.size -= at;
     }
 
-    void answer(int fd, const std::uint8_t* packet, bool more_follows) {
+    void answer(int fd, const std::uint8_t* packet, bool joins_next) {
         const auto type = static_cast<esesm::PacketType>(packet[esesm::layout::packet::type.at]);
-        if (type == esesm::PacketType::login_request) return play(login(), fd, more_follows);
+        if (type == esesm::PacketType::login_request) return play(login(), fd, joins_next);
         if (type != esesm::PacketType::unsequenced_data) return;
         const bool is_new_order = packet[esesm::layout::packet::header_size] == 'N';
-        play(is_new_order ? resting_order() : cancelled_order(), fd, more_follows);
+        play(is_new_order ? resting_order() : cancelled_order(), fd, joins_next);
     }
 
-    void play(const Script& script, int fd, bool more_follows) {
+    void play(const Script& script, int fd, bool joins_next) {
         if (truth_ != -1) {
             [[maybe_unused]] const ssize_t ignored = write(truth_, script.truth_line.data(), script.truth_line.size());
         }
         for (const Bytes& packet : script.packets) {
-            const bool more = settings_.batches && (more_follows || &packet != &script.packets.back());
-            send_packet(fd, packet, more);
+            const bool last = &packet == &script.packets.back();
+            const bool more_follows = last ? joins_next : settings_.pushed != Pushed::every_answer;
+            send_packet(fd, packet, more_follows);
         }
         if (script.datagram.empty()) return;
         sendto(datagrams_, script.datagram.data(), script.datagram.size(), 0,
@@ -192,17 +202,18 @@ private:
 }  // namespace
 }  // namespace kavo::benchmarks
 
-// floor_server <port> <feed port> <plain | batches> [order truth file]
+// floor_server <port> <feed port> <plain | request | batches> [order truth file]
 int main(int argc, char** argv) {
     using namespace kavo::benchmarks;
     if (argc < 4) {
-        std::fprintf(stderr, "usage: floor_server <port> <feed port> <plain | batches> [order truth file]\n");
+        std::fprintf(stderr, "usage: floor_server <port> <feed port> <plain | request | batches> [order truth file]\n");
         return 2;
     }
     Settings settings;
     settings.port = static_cast<std::uint16_t>(std::atoi(argv[1]));
     settings.feed_port = static_cast<std::uint16_t>(std::atoi(argv[2]));
-    settings.batches = std::string_view(argv[3]) == "batches";
+    if (argv[3] == std::string_view("request")) settings.pushed = Pushed::last_to_request;
+    if (argv[3] == std::string_view("batches")) settings.pushed = Pushed::as_the_simulator;
     if (argc > 4) settings.order_truth = argv[4];
     Floor floor(settings);
     if (!floor.listens()) return EXIT_FAILURE;

@@ -37,12 +37,14 @@ struct Scenario {
 
 const std::vector<ContenderSettings> beside_floors{
     {"floor, every answer pushed", {ServerKind::plain_floor}},
-    {"floor, answers batched", {ServerKind::batching_floor}},
+    {"floor, a request at once", {ServerKind::request_floor}},
+    {"floor, requests together", {ServerKind::batching_floor}},
     {"kavo_me", {ServerKind::simulator}},
 };
 const std::vector<ContenderSettings> beside_floors_with_order_truth{
     {"floor, every answer pushed", {ServerKind::plain_floor, true}},
-    {"floor, answers batched", {ServerKind::batching_floor, true}},
+    {"floor, a request at once", {ServerKind::request_floor, true}},
+    {"floor, requests together", {ServerKind::batching_floor, true}},
     {"kavo_me", {ServerKind::simulator, true}},
 };
 const std::vector<ContenderSettings> truth_logs{
@@ -140,24 +142,30 @@ private:
 };
 
 void print_header() {
-    std::printf("%-32s %-27s %10s %8s %8s %8s   %7s %7s %7s\n", "", "", "requests", "first", "first", "processor",
-                "processor", "p50", "processor");
-    std::printf("%-32s %-27s %10s %8s %8s %8s   %7s %7s %7s\n", "scenario", "server", "a second", "p50 us", "p99 us",
-                "us", "to row 1", "to row 1", "to row 2");
+    const auto print = [](auto... cells) { std::printf("%-32s %-27s %9s %8s %8s %9s  %9s %9s %9s %8s\n", cells...); };
+    print("", "", "requests", "first", "first", "processor", "processor", "processor", "processor", "p50");
+    print("scenario", "server", "a second", "p50 us", "p99 us", "us", "to row 1", "to row 2", "to row 3", "to row 1");
 }
 
-void print_row(const std::string& scenario, const Contender& contender, const Figures& first, const Figures& second) {
-    const Figures& figures = contender.figures;
-    std::printf("%-32s %-27s %10.0f %8.2f %8.2f %8.3f   %7.3f %7.3f %7.3f\n", scenario.c_str(), contender.name.c_str(),
+using Contenders = std::vector<std::unique_ptr<Contender>>;
+
+void print_row(const std::string& scenario, const Figures& figures, const std::string& name, const Contenders& rows) {
+    std::printf("%-32s %-27s %9.0f %8.2f %8.2f %9.3f ", scenario.c_str(), name.c_str(),
                 median(figures.requests_a_second), median(figures.first_p50_us), median(figures.first_p99_us),
-                median(figures.processor_us), median_ratio(figures.processor_us, first.processor_us),
-                median_ratio(figures.first_p50_us, first.first_p50_us),
-                median_ratio(figures.processor_us, second.processor_us));
+                median(figures.processor_us));
+    for (std::size_t row = 0; row < 3; ++row) {
+        if (row < rows.size()) {
+            std::printf(" %9.3f", median_ratio(figures.processor_us, rows[row]->figures.processor_us));
+        } else {
+            std::printf(" %9s", "");
+        }
+    }
+    std::printf(" %8.3f\n", median_ratio(figures.first_p50_us, rows[0]->figures.first_p50_us));
     std::fflush(stdout);
 }
 
 void run_scenario(const Scenario& scenario, int runs) {
-    std::vector<std::unique_ptr<Contender>> contenders;
+    Contenders contenders;
     contenders.reserve(scenario.contenders.size());
     for (const ContenderSettings& settings : scenario.contenders) {
         contenders.push_back(std::make_unique<Contender>(settings, scenario.pattern));
@@ -167,7 +175,7 @@ void run_scenario(const Scenario& scenario, int runs) {
         for (const auto& contender : contenders) contender->run(scenario.requests);
     }
     for (const auto& contender : contenders) {
-        print_row(scenario.name, *contender, contenders[0]->figures, contenders[1]->figures);
+        print_row(scenario.name, contender->figures, contender->name, contenders);
     }
 }
 

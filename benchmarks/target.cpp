@@ -16,6 +16,14 @@ std::string program(ServerKind kind) {
     return kind == ServerKind::simulator ? KAVO_ME_PATH : FLOOR_SERVER_PATH;
 }
 
+const char* floor_mode(ServerKind kind) {
+    switch (kind) {
+        case ServerKind::request_floor: return "request";
+        case ServerKind::batching_floor: return "batches";
+        default: return "plain";
+    }
+}
+
 // The market stands still, so that all that happens comes from the load.
 std::vector<std::string> simulator_arguments(std::uint16_t port, std::uint16_t feed_port) {
     return {"--meo-port",     std::to_string(port),
@@ -35,8 +43,7 @@ std::vector<std::string> arguments(const ServerSettings& settings, std::uint16_t
         if (settings.book_truth) result.insert(result.end(), {"--truth-out", book_truth});
         return result;
     }
-    std::vector<std::string> result{std::to_string(port), std::to_string(feed_port),
-                                    settings.kind == ServerKind::batching_floor ? "batches" : "plain"};
+    std::vector<std::string> result{std::to_string(port), std::to_string(feed_port), floor_mode(settings.kind)};
     if (settings.order_truth) result.push_back(order_truth);
     return result;
 }

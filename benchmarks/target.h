@@ -9,8 +9,9 @@
 namespace kavo::benchmarks {
 
 enum class ServerKind {
-    plain_floor,     // pushes every answer at once
-    batching_floor,  // answers to requests that came together leave together, as those of the simulator do
+    plain_floor,     // pushes every answer
+    request_floor,   // the answers to a request leave together
+    batching_floor,  // so do those to requests that came together, as with the simulator
     simulator,
 };
 
