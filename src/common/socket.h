@@ -24,8 +24,11 @@ int open_listener(std::uint16_t port, int backlog, const char* what);
 //   exhausted  set when connections may be waiting but descriptors or memory have run out
 int accept_connection(int listener, bool& exhausted);
 
+// One who sends without an end is read in portions of about this size, so that the others have their turns.
+inline constexpr std::size_t read_portion_bytes = 65'536;
+
 enum class ReadEnd { drained, gone };
-// Appends everything that has arrived to `buffer`, and says how it ended: nothing more for now, or the peer is gone.
+// Appends what has arrived to `buffer`, and says how it ended: nothing more in this turn, or the peer is gone.
 // `scratch` is where one read puts its bytes. `arrived` tells whether there was anything.
 ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived);
 

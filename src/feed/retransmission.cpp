@@ -14,7 +14,7 @@ using esesm::LoginStatus;
 
 namespace {
 
-constexpr std::size_t read_bytes = 65'536;
+constexpr std::uint64_t longest_pass_ms = 100;            // after which no further request is read
 constexpr std::string_view application_protocol = "DoM";  // whatever follows it passes
 
 LoginStatus check(const esesm::LoginRequest& request) {
@@ -30,12 +30,16 @@ LoginStatus check(const esesm::LoginRequest& request) {
 }  // namespace
 
 Retransmission::Retransmission(DomFeed& feed, const Clock& clock, ReceiverWire wire, std::uint8_t session)
-    : feed_(feed), clock_(clock), wire_(std::move(wire)), session_(session), scratch_(read_bytes) {}
+    : feed_(feed), clock_(clock), wire_(std::move(wire)), session_(session), scratch_(read_portion_bytes) {}
 
 void Retransmission::serve(int listener) {
     if (listener != no_socket && connections_waiting) accept_connections(listener);
+    const std::uint64_t start_ms = clock_.steady_ms();
     for (RConn& connection : connections_) {
-        if (std::exchange(connection.readable, false)) read(connection);
+        // One receiver that does not read is all that the other clients' patience has room for: the rest wait for the
+        // next pass.
+        const bool too_slow = elapsed_ms(clock_.steady_ms(), start_ms) >= longest_pass_ms;
+        if (!too_slow && std::exchange(connection.readable, false)) read(connection);
         run_timer(connection);
     }
     std::erase_if(connections_, [](const RConn& connection) { return !connection.open(); });

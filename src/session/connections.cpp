@@ -8,12 +8,6 @@
 
 namespace kavo {
 
-namespace {
-
-constexpr std::size_t read_bytes = 65'536;
-
-}  // namespace
-
 OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, ClientWire wire,
                        std::uint8_t session, bool quiet)
     : engine_(engine),
@@ -23,7 +17,7 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
       wire_(std::move(wire)),
       session_(session),
       quiet_(quiet),
-      scratch_(read_bytes) {}
+      scratch_(read_portion_bytes) {}
 
 void OrderEntry::accept_clients(int listener) {
     while (true) {

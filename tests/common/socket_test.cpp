@@ -186,6 +186,24 @@ TEST(ReadAvailable, AppendsEverythingThatHasArrivedHoweverSmallItsScratch) {
     EXPECT_EQ(as_text(connection.received), ">0123456789abcdefghijklmnopqrstuvwxyz");
 }
 
+TEST(ReadAvailable, LeavesTheRestOfAFloodForTheNextTurn) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);
+    const Socket venue(ends[0]);
+    const Socket peer(ends[1]);
+    const Bytes piece(8192, 'x');
+    for (int i = 0; i < 10; ++i) ASSERT_EQ(write(peer.fd(), piece.data(), piece.size()), std::ssize(piece));
+
+    Bytes scratch(read_portion_bytes);
+    Bytes received;
+    bool arrived = false;
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::drained);
+    EXPECT_TRUE(arrived);
+    EXPECT_EQ(received.size(), read_portion_bytes);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::drained);
+    EXPECT_EQ(received.size(), 10 * piece.size());
+}
+
 TEST(ReadAvailable, TellsThatThePeerIsGone) {
     Connection connection;
     close_socket(connection.client.release());

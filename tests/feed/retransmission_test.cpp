@@ -552,6 +552,38 @@ TEST_F(ReceiverConnection, HasNothingToDoWithTheOthers) {
     EXPECT_TRUE(connection().open());
 }
 
+// The way out takes two seconds, as it does to a receiver that does not read.
+TEST(SlowReceivers, WaitForThePassesToComeBehindTheFirstOne) {
+    CaughtFeed caught;
+    caught.publish(2);
+    std::vector<int> served;
+    Retransmission service(caught.feed, caught.clock,
+                           {[&](int fd, ByteView) {
+                                if (served.empty() || served.back() != fd) served.push_back(fd);
+                                caught.clock.advance_ms(2000);
+                                return false;
+                            },
+                            [](int) {}},
+                           CaughtFeed::session);
+    std::vector<int> opened;
+    for (int i = 0; i < 3; ++i) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+        const Bytes bytes = login_packet();
+        ASSERT_EQ(write(ends[1], bytes.data(), bytes.size()), std::ssize(bytes));
+        service.open_connection(ends[0]);
+        opened.insert(opened.end(), {ends[0], ends[1]});
+    }
+    service.serve(no_socket);
+    EXPECT_EQ(served, (std::vector{opened[0]}));
+    service.serve(no_socket);
+    EXPECT_EQ(served, (std::vector{opened[0], opened[2]}));
+    service.serve(no_socket);
+    EXPECT_EQ(served, (std::vector{opened[0], opened[2], opened[4]}));
+    EXPECT_TRUE(service.connections().empty());
+    for (const int fd : opened) close_socket(fd);
+}
+
 // The way out of the real service, towards a receiver that takes 25 bites for what was sent at once.
 struct SlowReceiver : testing::Test {
     SlowReceiver() {
