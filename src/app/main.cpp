@@ -1,4 +1,7 @@
 // The simulator: builds everything in order, runs the loop, reports. Everything lives here until the process ends.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "app/bench.h"
@@ -15,6 +18,16 @@ constexpr int meo_backlog = 8;
 constexpr int retransmission_backlog = 16;
 constexpr int exit_no_listener = 1;
 constexpr int exit_bad_configuration = 2;
+
+// A standard stream that is closed is the first number that a socket or a file would get, and whatever the process says
+// would end up there.
+void fill_standard_streams() {
+    int opened = STDIN_FILENO;
+    do {
+        opened = open("/dev/null", O_RDWR);
+    } while (opened >= STDIN_FILENO && opened <= STDERR_FILENO);
+    close_socket(opened);
+}
 
 std::string environment(const char* variable) {
     const char* value = std::getenv(variable);
@@ -79,6 +92,7 @@ int run(const Options& options) {
 }  // namespace kavo
 
 int main(int argc, char** argv) {
+    kavo::fill_standard_streams();
     const auto options = kavo::parse_options({argv + 1, static_cast<std::size_t>(argc - 1)});
     if (!options) return kavo::exit_bad_configuration;
     return kavo::run(*options);

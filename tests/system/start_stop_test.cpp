@@ -158,6 +158,21 @@ TEST(LiveStart, DoesWithoutAnOrderTruthLogThatCannotBeOpened) {
               "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n");
 }
 
+// The first descriptors to be opened take the places of standard streams that are closed: the log would be one of them.
+TEST(LiveStart, KeepsItsWordsOutOfItsFilesWhenTheStandardStreamsAreClosed) {
+    const FeedReader feed;
+    const ReservedPort meo_port;
+    const TemporaryFile log;
+    Process process(
+        "/bin/sh",
+        {"-c", "exec \"$@\" <&- >&- 2>&-", "sh", KAVO_ME_PATH, "--mcast", "127.0.0.1", "--port",
+         std::to_string(feed.port()), "--retrans-port", "0", "--meo-port", std::to_string(meo_port.number())},
+        {{"BENCH_ORDER_TRUTH", log.path()}});
+    EXPECT_TRUE(process.catches(SIGTERM));
+    EXPECT_EQ(process.stop(), 0);
+    EXPECT_EQ(log.content(), "");
+}
+
 // Somebody else listens on the port already.
 class TakenPort {
 public:
