@@ -3,10 +3,10 @@
 #include <sys/socket.h>
 
 #include <deque>
-#include <fstream>
 
 #include "common/socket.h"
 #include "feed/dom_messages.h"
+#include "support/figures.h"
 #include "support/requests.h"
 #include "support/said.h"
 #include "support/venue.h"
@@ -36,21 +36,6 @@ private:
     ReservedPort port_;
     int socket_;
 };
-
-// The memory that a process has in use.
-std::size_t resident_bytes(const std::string& process) {
-    std::ifstream status("/proc/" + process + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) return std::stoul(line.substr(6)) * 1024;
-    }
-    return 0;
-}
-
-// A figure for whoever reads the test's output; nothing depends on it.
-void report(const std::string& what, std::size_t figure) {
-    testing::Test::RecordProperty(what, std::to_string(figure));
-    std::printf("%s: %zu\n", what.c_str(), figure);
-}
 
 // A receiver that has logged in.
 class LoggedInReceiver : public RecoveryClient {
@@ -345,7 +330,7 @@ TEST(FeedHistory, HoldsTwoHundredThousandMessagesAndNoMore) {
         ASSERT_EQ(middle[i].sequence, oldest + 1000 + i);
         ASSERT_EQ(middle[i].message, history[1000 + i].message);
     }
-    report("resident bytes of the venue with a full history", resident_bytes(std::to_string(venue.process.pid())));
+    report("resident bytes of the venue with a full history", resident_bytes(venue.process.pid()));
 }
 
 // A history and a state of about nine million bytes each: more than the socket buffers take at once.

@@ -1,0 +1,107 @@
+// The stage of the soak tests: the real program, however its standard streams and its limits are to be, and a client
+// who trades all the while and times the venue's answers.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/control_client.h"
+#include "support/feed_reader.h"
+#include "support/figures.h"
+#include "support/process.h"
+#include "support/requests.h"
+#include "support/wire_client.h"
+
+namespace kavo::test {
+
+// Sanitizers slow the program down and keep memory back: there, the figures are only shown.
+inline constexpr bool sanitized = KAVO_SANITIZED;
+
+// How the shell starts the program, which stands with its flags in "$@". Many of these tests make the venue say a lot:
+// they do not want to hear it.
+inline const std::string unheard = "exec \"$@\" 2>/dev/null";
+inline std::string heard_by(const TemporaryFile& file) {
+    return "exec \"$@\" 2>" + file.path();
+}
+
+// One symbol and a market that stands still, unless the flags say otherwise. Nothing is read off the feed.
+class Stage {
+public:
+    using Flags = std::vector<std::string>;
+    using Environment = std::map<std::string, std::string>;
+
+    explicit Stage(const Flags& more_flags = {}, const std::string& shell = unheard,
+                   const Environment& environment = {});
+
+    std::uint16_t port() const { return order_entry_.number(); }
+    std::uint16_t retransmission_port() const { return retransmission_.number(); }
+    pid_t pid() const { return process.pid(); }
+
+    // Ends the program, which must have stayed healthy.
+    void stop() { EXPECT_EQ(process.stop(), 0); }
+
+    FeedReader feed;
+
+private:
+    Flags arguments(const std::string& shell, const Flags& more) const;
+
+    ReservedPort order_entry_;
+    ReservedPort retransmission_;
+    ReservedPort control_port_;
+
+public:
+    Process process;
+    ControlClient control;
+};
+
+// Trades through whatever the others do, and checks every answer: nothing may be missing.
+class Trader {
+public:
+    explicit Trader(std::uint16_t port, const std::string& name = "bob");
+
+    // An order that rests, and its cancel. The time of each answer is kept.
+    void trade();
+    // The same again and again for so long; what is between two times is `pause`.
+    void trade_for(std::chrono::milliseconds time, std::chrono::milliseconds pause = {});
+
+    const Durations& answers() const { return answers_; }
+    void forget_answers() { answers_ = {}; }
+    WireClient wire;
+
+private:
+    void expect(const std::string& start);
+
+    std::uint64_t orders_ = 0;
+    std::uint64_t next_number_ = 3;  // behind the session and the symbol
+    Durations answers_;
+};
+
+// A connection that is used without looking at what comes back.
+class BlindPeer {
+public:
+    explicit BlindPeer(std::uint16_t port);
+    ~BlindPeer();
+    BlindPeer(const BlindPeer&) = delete;
+    BlindPeer& operator=(const BlindPeer&) = delete;
+
+    // Sends as much of it as the connection takes in a moment, and tells how much that was.
+    std::size_t pour(ByteView bytes) const;
+    // Sends all of it to somebody who goes on reading.
+    void pour_all(ByteView bytes) const;
+
+private:
+    int socket_;
+};
+
+// Lets this process, and the ones that it starts, have as many descriptors as the system allows; false when that is
+// fewer than asked for.
+bool allow_descriptors(std::size_t count);
+
+// Gives up a connection as a machine does that loses its power: the other side is told nothing. False when the system
+// does not let us.
+bool vanish(WireClient& client);
+
+}  // namespace kavo::test
