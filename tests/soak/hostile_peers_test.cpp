@@ -57,7 +57,7 @@ private:
 void expect_answers_in_time(const Trader& trader, std::string_view what) {
     trader.answers().report(what);
     EXPECT_LT(trader.answers().longest(), longest_answer);
-    EXPECT_GT(trader.answers().count(), 50u);
+    EXPECT_GT(trader.answers().count(), sanitized ? 1u : 50u);
 }
 
 TEST(HostilePeers, AHundredThatSendByteByByteAreServedAndHoldUpNobody) {
@@ -73,6 +73,7 @@ TEST(HostilePeers, AHundredThatSendByteByByteAreServedAndHoldUpNobody) {
         append(bytes, esesm::build_packet(PacketType::login_request, login("p" + id).payload()));
         append(bytes, framed(buy("d" + id).at("2.00").bytes()));
         append(bytes, framed(cancel("d" + id).bytes()));
+        if (i % 8 == 7) trader.trade();  // or the queue of the venue's listener is full
     }
     const auto before = processor_time(stage.pid());
     const std::size_t longest = sent.back().size();
@@ -108,8 +109,8 @@ TEST(HostilePeers, StrangersAreSentAwayAfterThirtySecondsOnBothServices) {
     const auto before = processor_time(stage.pid());
     const auto start = steady_clock::now();
     for (std::size_t i = 0; i < 3 * each; ++i) {
-        strangers.emplace_back(i < 2 * each ? stage.port() : stage.retransmission_port()).keep_silent();
         since.push_back(steady_clock::now());
+        strangers.emplace_back(i < 2 * each ? stage.port() : stage.retransmission_port()).keep_silent();
         if (i % 8 == 7) trader.trade();  // or the queue of the venue's listener is full
     }
     Durations lateness;
