@@ -75,14 +75,12 @@ int accept_connection(int listener, bool& exhausted) {
 }
 
 ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived) {
-    std::size_t taken = 0;
     arrived = false;
-    while (taken < read_portion_bytes) {
+    for (int reads = 0; reads < reads_a_turn; ++reads) {
         const ssize_t count = recv(socket, scratch.data(), scratch.size(), 0);
         if (count == 0) return ReadEnd::gone;
         if (count < 0) return errno == EAGAIN ? ReadEnd::drained : ReadEnd::gone;
         buffer.insert(buffer.end(), scratch.begin(), scratch.begin() + count);
-        taken += static_cast<std::size_t>(count);
         arrived = true;
     }
     return ReadEnd::drained;

@@ -24,8 +24,9 @@ int open_listener(std::uint16_t port, int backlog, const char* what);
 //   exhausted  set when connections may be waiting but descriptors or memory have run out
 int accept_connection(int listener, bool& exhausted);
 
-// One who sends without an end is read in portions of about this size, so that the others have their turns.
-inline constexpr std::size_t read_portion_bytes = 65'536;
+inline constexpr std::size_t read_bytes = 65'536;  // one read of a connection
+// Whoever sends without an end is read in turns, so that the others have theirs.
+inline constexpr int reads_a_turn = 16;
 
 enum class ReadEnd { drained, gone };
 // Appends what has arrived to `buffer`, and says how it ended: nothing more in this turn, or the peer is gone.

@@ -30,7 +30,7 @@ LoginStatus check(const esesm::LoginRequest& request) {
 }  // namespace
 
 Retransmission::Retransmission(DomFeed& feed, const Clock& clock, ReceiverWire wire, std::uint8_t session)
-    : feed_(feed), clock_(clock), wire_(std::move(wire)), session_(session), scratch_(read_portion_bytes) {}
+    : feed_(feed), clock_(clock), wire_(std::move(wire)), session_(session), scratch_(read_bytes) {}
 
 void Retransmission::serve(int listener) {
     if (listener != no_socket && connections_waiting) accept_connections(listener);

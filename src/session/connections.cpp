@@ -17,7 +17,7 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
       wire_(std::move(wire)),
       session_(session),
       quiet_(quiet),
-      scratch_(read_portion_bytes) {}
+      scratch_(read_bytes) {}
 
 void OrderEntry::accept_clients(int listener) {
     while (true) {
