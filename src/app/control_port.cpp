@@ -19,6 +19,7 @@ namespace kavo {
 namespace {
 
 constexpr std::size_t longest_line_bytes = 511;  // the rest of a longer datagram is lost
+constexpr int most_commands_in_a_pass = 256;     // about as many as find room in the socket
 constexpr std::uint32_t default_rate_ms = 40;    // deliberately not the interval that the process was started with
 constexpr std::uint32_t default_lapse_ms = 20'000;
 constexpr std::string_view white_space = " \t\n\v\f\r";
@@ -82,11 +83,12 @@ ControlPort::ControlPort(Bench& bench, Engine& engine, DomFeed& feed, const Cloc
       order_entry_(order_entry),
       tick_interval_ms_(tick_interval_ms) {}
 
-// An empty datagram ends the draining like a port on which nothing waits; what is behind it comes in the next pass.
+// An empty datagram ends the draining like a port on which nothing waits; what is behind it comes in the next pass. So
+// does what is more than can have waited when the pass began: whoever floods the port holds up nobody.
 void ControlPort::drain(int socket) {
     if (socket == no_socket) return;
     char received[longest_line_bytes];
-    while (true) {
+    for (int handled = 0; handled < most_commands_in_a_pass; ++handled) {
         sockaddr_in sender{};
         socklen_t sender_size = sizeof sender;
         auto* const address = reinterpret_cast<sockaddr*>(&sender);

@@ -16,8 +16,8 @@ public:
     ControlPort(Bench& bench, Engine& engine, DomFeed& feed, const Clock& clock, const OrderEntry& order_entry,
                 std::int32_t& tick_interval_ms);
 
-    // Carries out every command that waits and replies to its sender. "stop" ends the process from in here, at once:
-    // status 0, no report and no flushing.
+    // Carries out the commands that wait, 256 at most, and replies to their senders. "stop" ends the process from in
+    // here, at once: status 0, no report and no flushing.
     //   socket  -1: no control port
     void drain(int socket);
 

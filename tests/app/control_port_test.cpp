@@ -2,11 +2,14 @@
 #include "app/control_port.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "common/socket.h"
+#include "support/control_client.h"
 #include "support/process.h"
 #include "support/said.h"
 #include "support/venue.h"
@@ -62,6 +65,24 @@ TEST_F(ControlCommand, ResumeLetsTheMarketGoOnAndSaysAtWhichMessage) {
 TEST_F(ControlCommand, PauseTakesNoArgument) {
     EXPECT_EQ(reply("pause 0"), "ok pause 0\n");
     EXPECT_TRUE(venue.engine.paused);
+}
+
+TEST_F(ControlCommand, WaitsForTheNextPassBehindTwoHundredAndFiftySixOthers) {
+    const int socket = open_local_datagrams(0, "control port");
+    ASSERT_GE(socket, 0);
+    const int room = 1 << 20;
+    setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+    sockaddr_in name{};
+    socklen_t size = sizeof name;
+    getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size);
+    const ControlClient harness(ntohs(name.sin_port));
+    const auto drops_waiting = [&] { return venue.feed.faults.drop_next; };
+    for (std::uint32_t i = 1; i <= 260; ++i) harness.send("drop " + std::to_string(i));
+    port.drain(socket);
+    EXPECT_EQ(drops_waiting(), 256u);
+    port.drain(socket);
+    EXPECT_EQ(drops_waiting(), 260u);
+    close_socket(socket);
 }
 
 // A setting that takes a number: where it lands, and what stands for a number that is none.

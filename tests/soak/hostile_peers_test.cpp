@@ -285,6 +285,25 @@ TEST(HostilePeers, AFloodOfCommandsDoesNotKeepTheClientsWaiting) {
     stage.stop();
 }
 
+// Two of them come and break off as fast as they can.
+TEST(HostilePeers, AFloodOfConnectionsDoesNotKeepTheClientsWaiting) {
+    Stage stage({"--quiet"});
+    Trader trader(stage.port());
+    std::atomic<std::size_t> connections{0};
+    {
+        const auto come_and_go = [&] {
+            BlindPeer(stage.port()).break_off();
+            ++connections;
+        };
+        const Meanwhile one(come_and_go);
+        const Meanwhile another(come_and_go);
+        trader.trade_for(seconds(4));
+    }
+    report("connections", connections);
+    expect_answers_in_time(trader, "an answer during a flood of connections");
+    stage.stop();
+}
+
 // Each of them makes the venue wait for two seconds, but not all of them together: a client hears from the venue before
 // it would give it up.
 TEST(HostilePeers, ReceiversThatNeverReadHoldUpTheOthersForTwoSecondsEach) {

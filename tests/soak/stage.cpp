@@ -103,6 +103,11 @@ void BlindPeer::pour_all(ByteView bytes) const {
     EXPECT_TRUE(bytes.empty());
 }
 
+void BlindPeer::break_off() const {
+    const linger at_once{1, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+}
+
 bool allow_descriptors(std::size_t count) {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);

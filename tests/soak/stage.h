@@ -67,6 +67,7 @@ public:
     // The same again and again for so long; what is between two times is `pause`.
     void trade_for(std::chrono::milliseconds time, std::chrono::milliseconds pause = {});
 
+    std::uint64_t orders() const { return orders_; }  // so far, all of them cancelled
     const Durations& answers() const { return answers_; }
     void forget_answers() { answers_ = {}; }
     WireClient wire;
@@ -91,6 +92,8 @@ public:
     std::size_t pour(ByteView bytes) const;
     // Sends all of it to somebody who goes on reading.
     void pour_all(ByteView bytes) const;
+    // From here on the connection ends by a reset.
+    void break_off() const;
 
 private:
     int socket_;
