@@ -46,7 +46,7 @@ private:
         std::uint64_t next() const { return first + ends.size(); }
         std::size_t start_of(std::uint64_t number) const { return number == first ? 0 : ends[number - first - 1]; }
     };
-    static constexpr std::size_t smallest_block_bytes = 1024;
+    static constexpr std::size_t smallest_block_bytes = 256;
     static constexpr std::size_t largest_block_bytes = 65'536;  // only a single longer message gets more
 
     void add_block(std::size_t size);

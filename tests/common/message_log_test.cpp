@@ -67,10 +67,10 @@ TEST(MessageLog, KeepsEmptyMessages) {
 
 TEST(MessageLog, KeepsAnEmptyMessageBehindOneThatFillsItsBlock) {
     MessageLog log;
-    append(log, 1024);
+    append(log, 256);
     append(log, 0);
     append(log, 1);
-    EXPECT_TRUE(holds(log, 1, 1024));
+    EXPECT_TRUE(holds(log, 1, 256));
     EXPECT_EQ(log.at(2).size(), 0u);
     EXPECT_TRUE(holds(log, 3, 1));
 }
@@ -204,7 +204,7 @@ TEST(MessageRun, GoesAsFarAsWantedWithinABlock) {
 
 TEST(MessageRun, StopsAtTheEndOfABlock) {
     MessageLog log;
-    for (int i = 0; i < 9; ++i) append(log, 256);  // a first block of 1024 bytes takes four of them
+    for (int i = 0; i < 9; ++i) append(log, 64);  // a first block of 256 bytes takes four of them
     const MessageLog::Run run = log.run_at(2, 9);
     EXPECT_EQ(run.next, 5u);
     EXPECT_EQ(Bytes(run.bytes.begin(), run.bytes.end()), joined_messages(log, 2, 4));

@@ -189,6 +189,18 @@ TEST(Connection, KeepsItsRecordWhenItIsClosed) {
     EXPECT_EQ(venue.order_entry.clients_ever(), 2u);
 }
 
+TEST(Connection, KeepsNoBytesOnceItIsClosed) {
+    Venue venue;
+    const ClientHandle alice = venue.log_in("alice");
+    const Bytes half(30'000, 0xFF);  // of a packet of 65,537 bytes
+    venue.order_entry.receive(alice, half);
+    EXPECT_EQ(venue.order_entry.client(alice).received.incoming().size(), half.size());
+    said_during([&] { venue.order_entry.lose_client(alice); });
+    venue.order_entry.serve_clients();
+    EXPECT_EQ(venue.order_entry.client(alice).received.incoming().capacity(), 0u);
+    EXPECT_TRUE(venue.order_entry.open_clients().empty());  // nor is it looked at any more
+}
+
 TEST(Connection, IsSentNothingOnceItIsClosed) {
     Venue venue;
     const ClientHandle alice = venue.log_in("alice");
