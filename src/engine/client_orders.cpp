@@ -6,41 +6,46 @@ namespace kavo {
 
 namespace {
 
-// How a hash tells where an order belongs: its shard, its bucket there, and what the bucket knows it by.
+// How a hash tells where an order belongs: the shard, the bucket there, and the tag.
 std::size_t shard_of(std::uint32_t hash) {
     return hash >> 26;
 }
 std::size_t bucket_of(std::uint32_t hash) {
-    return hash >> 1;
+    return hash;
 }
-std::uint32_t mark_of(std::uint32_t hash) {
-    return hash | 1;
+std::uint64_t tag_of(std::uint32_t hash) {
+    return hash >> 18 & 0xFF;
+}
+
+constexpr std::uint64_t in_each_byte(std::uint64_t byte) {
+    return 0x0101010101010101 * byte;
+}
+unsigned lowest_place(std::uint64_t bits) {
+    return static_cast<unsigned>(std::countr_zero(bits)) / 8;
 }
 
 }  // namespace
 
-unsigned ClientOrders::Bucket::places_of(std::uint32_t hash) const {
-    unsigned found = 0;
-    for (std::size_t i = 0; i < places; ++i) found |= static_cast<unsigned>(hashes[i] == hash) << i;
-    return found;
-}
-
-std::size_t ClientOrders::Bucket::used() const {
-    return static_cast<std::size_t>(std::countr_zero(places_of(0) | 1U << places));
+// A byte of the difference is zero where the tags are equal. Borrowing may make the byte above such a one look like
+// zero as well, so these are candidates and no more.
+std::uint64_t ClientOrders::Bucket::candidates(std::uint32_t hash) const {
+    const std::uint64_t difference = tags ^ in_each_byte(tag_of(hash));
+    const std::uint64_t zeros = (difference - in_each_byte(0x01)) & ~difference & in_each_byte(0x80);
+    return zeros & ((std::uint64_t{1} << 8 * used()) - 1);
 }
 
 void ClientOrders::Bucket::add(std::uint32_t hash, std::uint32_t slot) {
-    const std::size_t place = used();
+    const unsigned place = used();
     hashes[place] = hash;
     slots[place] = slot;
+    tags = (tags & ~(std::uint64_t{0xFF} << 8 * place) | tag_of(hash) << 8 * place) + (std::uint64_t{1} << 56);
 }
 
-// The last one takes the place.
-void ClientOrders::Bucket::remove(std::size_t place) {
-    const std::size_t last = used() - 1;
+void ClientOrders::Bucket::remove(unsigned place) {
+    const unsigned last = used() - 1;
     hashes[place] = hashes[last];
     slots[place] = slots[last];
-    hashes[last] = 0;
+    tags = (tags & ~(std::uint64_t{0xFF} << 8 * place) | tag_of(hashes[last]) << 8 * place) - (std::uint64_t{1} << 56);
 }
 
 Order* ClientOrders::find(const meo::ClientOrderId& id) const {
@@ -48,8 +53,10 @@ Order* ClientOrders::find(const meo::ClientOrderId& id) const {
     const std::size_t mask = buckets.size() - 1;
     for (std::size_t at = bucket_of(id.hash) & mask;; at = (at + 1) & mask) {
         const Bucket& bucket = buckets[at];
-        for (unsigned found = bucket.places_of(mark_of(id.hash)); found != 0; found &= found - 1) {
-            Order& order = pool_.at(bucket.slots[static_cast<std::size_t>(std::countr_zero(found))]);
+        for (std::uint64_t left = bucket.candidates(id.hash); left != 0; left &= left - 1) {
+            const unsigned place = lowest_place(left);
+            if (bucket.hashes[place] != id.hash) continue;
+            Order& order = pool_.at(bucket.slots[place]);
             if (order.client_order_id == id) return &order;
         }
         if (!bucket.full()) return nullptr;
@@ -89,7 +96,7 @@ void ClientOrders::insert_id(const Order& order) {
     const std::uint32_t hash = order.client_order_id.hash;
     Shard& shard = shards_[shard_of(hash)];
     if (++shard.used > shard.buckets.size() * 5) grow(shard);
-    place(shard.buckets, mark_of(hash), order.slot);
+    place(shard.buckets, hash, order.slot);
 }
 
 // Closes the gap by moving back whoever a full bucket has sent past it, so that no search breaks off early.
@@ -99,15 +106,15 @@ void ClientOrders::erase_id(const Order& order) {
     std::vector<Bucket>& buckets = shard.buckets;
     const std::size_t mask = buckets.size() - 1;
     std::size_t gap = bucket_of(hash) & mask;
-    std::size_t place = 0;
-    while ((place = place_of(buckets[gap], mark_of(hash), order.slot)) == Bucket::places) gap = (gap + 1) & mask;
+    unsigned place = 0;
+    while ((place = place_of(buckets[gap], hash, order.slot)) == Bucket::places) gap = (gap + 1) & mask;
     --shard.used;
     bool was_full = buckets[gap].full();
     buckets[gap].remove(place);
     for (std::size_t at = (gap + 1) & mask; was_full; at = (at + 1) & mask) {
         Bucket& bucket = buckets[at];
         was_full = bucket.full();
-        for (std::size_t i = 0; i < bucket.used(); ++i) {
+        for (unsigned i = 0; i < bucket.used(); ++i) {
             const std::size_t home = bucket_of(bucket.hashes[i]) & mask;
             if (((at - home) & mask) < ((at - gap) & mask)) continue;
             buckets[gap].add(bucket.hashes[i], bucket.slots[i]);
@@ -118,25 +125,25 @@ void ClientOrders::erase_id(const Order& order) {
     }
 }
 
-std::size_t ClientOrders::place_of(const Bucket& bucket, std::uint32_t mark, std::uint32_t slot) {
-    for (unsigned found = bucket.places_of(mark); found != 0; found &= found - 1) {
-        const auto place = static_cast<std::size_t>(std::countr_zero(found));
+unsigned ClientOrders::place_of(const Bucket& bucket, std::uint32_t hash, std::uint32_t slot) {
+    for (std::uint64_t left = bucket.candidates(hash); left != 0; left &= left - 1) {
+        const unsigned place = lowest_place(left);
         if (bucket.slots[place] == slot) return place;
     }
     return Bucket::places;
 }
 
-void ClientOrders::place(std::vector<Bucket>& buckets, std::uint32_t mark, std::uint32_t slot) {
+void ClientOrders::place(std::vector<Bucket>& buckets, std::uint32_t hash, std::uint32_t slot) {
     const std::size_t mask = buckets.size() - 1;
-    std::size_t at = bucket_of(mark) & mask;
+    std::size_t at = bucket_of(hash) & mask;
     while (buckets[at].full()) at = (at + 1) & mask;
-    buckets[at].add(mark, slot);
+    buckets[at].add(hash, slot);
 }
 
 void ClientOrders::grow(Shard& shard) {
     std::vector<Bucket> larger(shard.buckets.size() * 2);
     for (const Bucket& bucket : shard.buckets) {
-        for (std::size_t i = 0; i < bucket.used(); ++i) place(larger, bucket.hashes[i], bucket.slots[i]);
+        for (unsigned i = 0; i < bucket.used(); ++i) place(larger, bucket.hashes[i], bucket.slots[i]);
     }
     shard.buckets.swap(larger);
 }

@@ -30,22 +30,24 @@ public:
 
 private:
     // Open addressing in buckets of one cache line, split by hash into small tables that grow one by one, so that no
-    // insertion stops the market for longer than it takes to move one of them. All places of a bucket are compared at
-    // once: with nothing to guess, the processor goes on while the line is on its way. The hash keeps nearly every miss
-    // from touching a record.
+    // insertion stops the market for longer than it takes to move one of them. A byte of each hash lies in one word, so
+    // that all places of a bucket are compared at once, and with nothing to guess the processor goes on while the line
+    // is on its way. The hash keeps nearly every miss from touching a record.
     struct alignas(64) Bucket {
-        static constexpr std::size_t places = 8;
-        std::array<std::uint32_t, places> hashes{};  // 0 is a free place; none but free ones follow it
-        std::array<std::uint32_t, places> slots{};   // the pool's
+        static constexpr unsigned places = 7;
+        std::uint64_t tags = 0;  // the first place's byte is the lowest; the highest byte counts the places in use
+        std::array<std::uint32_t, places> hashes{};
+        std::array<std::uint32_t, places> slots{};  // the pool's
 
-        bool full() const { return hashes.back() != 0; }
-        std::size_t used() const;
-        unsigned places_of(std::uint32_t hash) const;  // a bit for each
+        unsigned used() const { return static_cast<unsigned>(tags >> 56); }
+        bool full() const { return used() == places; }
+        // The places in use that may hold this hash, each as the highest bit of its byte.
+        std::uint64_t candidates(std::uint32_t hash) const;
         void add(std::uint32_t hash, std::uint32_t slot);
-        void remove(std::size_t place);
+        void remove(unsigned place);  // the last one takes it
     };
     struct Shard {
-        std::vector<Bucket> buckets{1};  // a power of two, at most five eighths full
+        std::vector<Bucket> buckets{1};  // a power of two, at most five sevenths full
         std::size_t used = 0;            // places
     };
     struct OwnOrders {
@@ -56,8 +58,8 @@ private:
 
     void insert_id(const Order& order);
     void erase_id(const Order& order);
-    static std::size_t place_of(const Bucket& bucket, std::uint32_t mark, std::uint32_t slot);
-    static void place(std::vector<Bucket>& buckets, std::uint32_t mark, std::uint32_t slot);
+    static unsigned place_of(const Bucket& bucket, std::uint32_t hash, std::uint32_t slot);
+    static void place(std::vector<Bucket>& buckets, std::uint32_t hash, std::uint32_t slot);
     static void grow(Shard& shard);
 
     const OrderPool& pool_;

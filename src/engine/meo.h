@@ -23,19 +23,22 @@ struct ClientOrderId {
     ClientOrderId() = default;
     explicit ClientOrderId(std::string_view id) {
         id.copy(text.data(), text.size());
-        hash = hash_of(text);
+        hash = hash_of(words());
     }
     std::string_view view() const { return {text.data(), strnlen(text.data(), text.size())}; }
     std::string str() const { return std::string(view()); }
     bool empty() const { return text[0] == '\0'; }
-    bool operator==(const ClientOrderId&) const = default;
+    bool operator==(const ClientOrderId& other) const { return words() == other.words(); }
 
 private:
+    std::array<std::uint64_t, 3> words() const {
+        std::array<std::uint64_t, 3> words{};
+        std::memcpy(words.data(), text.data(), text.size());
+        return words;
+    }
     // Three words, each multiplied by an odd number of its own, and their sum stirred by one multiplication more, so
     // that ids that differ only in a digit somewhere differ in all of the hash.
-    static std::uint32_t hash_of(const std::array<char, client_order_id_size>& text) {
-        std::uint64_t words[3] = {};
-        std::memcpy(words, text.data(), text.size());
+    static std::uint32_t hash_of(const std::array<std::uint64_t, 3>& words) {
         std::uint64_t sum =
             words[0] * 0x9E3779B97F4A7C15 + words[1] * 0xC2B2AE3D27D4EB4F + words[2] * 0x165667B19E3779F9;
         sum ^= sum >> 32;
