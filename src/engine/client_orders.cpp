@@ -17,6 +17,8 @@ std::uint64_t tag_of(std::uint32_t hash) {
     return hash >> 18 & 0xFF;
 }
 
+constexpr std::uint64_t one_place = std::uint64_t{1} << 56;
+
 constexpr std::uint64_t in_each_byte(std::uint64_t byte) {
     return 0x0101010101010101 * byte;
 }
@@ -35,17 +37,21 @@ std::uint64_t ClientOrders::Bucket::candidates(std::uint32_t hash) const {
 }
 
 void ClientOrders::Bucket::add(std::uint32_t hash, std::uint32_t slot) {
-    const unsigned place = used();
-    hashes[place] = hash;
-    slots[place] = slot;
-    tags = (tags & ~(std::uint64_t{0xFF} << 8 * place) | tag_of(hash) << 8 * place) + (std::uint64_t{1} << 56);
+    put(used(), hash, slot);
+    tags += one_place;
 }
 
 void ClientOrders::Bucket::remove(unsigned place) {
     const unsigned last = used() - 1;
-    hashes[place] = hashes[last];
-    slots[place] = slots[last];
-    tags = (tags & ~(std::uint64_t{0xFF} << 8 * place) | tag_of(hashes[last]) << 8 * place) - (std::uint64_t{1} << 56);
+    put(place, hashes[last], slots[last]);
+    tags -= one_place;
+}
+
+void ClientOrders::Bucket::put(unsigned place, std::uint32_t hash, std::uint32_t slot) {
+    const unsigned shift = 8 * place;
+    tags = (tags & ~(std::uint64_t{0xFF} << shift)) | tag_of(hash) << shift;
+    hashes[place] = hash;
+    slots[place] = slot;
 }
 
 Order* ClientOrders::find(const meo::ClientOrderId& id) const {

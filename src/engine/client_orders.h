@@ -45,6 +45,9 @@ private:
         std::uint64_t candidates(std::uint32_t hash) const;
         void add(std::uint32_t hash, std::uint32_t slot);
         void remove(unsigned place);  // the last one takes it
+
+    private:
+        void put(unsigned place, std::uint32_t hash, std::uint32_t slot);
     };
     struct Shard {
         std::vector<Bucket> buckets{1};  // a power of two, at most five sevenths full
