@@ -61,7 +61,7 @@ void Engine::cancel_resting(Order& order, meo::SystemCancelReason reason, std::s
                             OutboundMessages& answers) {
     const meo::ClientOrderId id = order.client_order_id;
     system_cancel(order, order.leaves, reason, text, now_ns, answers);
-    reduce_resting(order, order.leaves);
+    withdraw_resting(order);
     record_close(id);
 }
 

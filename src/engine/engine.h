@@ -128,7 +128,7 @@ private:
     void fill_resting(Order& order, std::uint32_t quantity, Price price, std::uint64_t now_ns, PartialFills faults);
     std::uint32_t cut_by_fault(const Order& order, std::uint32_t quantity, PartialFills faults);
     void report_fill(Order& order, const Trade& trade, std::uint32_t leaves, OutboundMessages& reports);
-    void reduce_resting(Order& order, std::uint32_t quantity);
+    void withdraw_resting(Order& order);
     void rest(Order& order);
     void take_off_book(Order& order);
     void end_resting(Order& order);

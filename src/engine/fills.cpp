@@ -72,16 +72,10 @@ void Engine::report_fill(Order& order, const Trade& trade, std::uint32_t leaves,
     write_order_truth(event);
 }
 
-// Takes shares off a resting order without a trade; all of them, and the order is gone. Says nothing to its owner.
-void Engine::reduce_resting(Order& order, std::uint32_t quantity) {
-    if (quantity < order.leaves) {
-        BookSide::reduce(order, quantity);
-        publish_modified(order, false);
-        write_book_truth(product_of(order));
-    } else {
-        publish_deleted(order);
-        end_resting(order);
-    }
+// Takes a resting order away without a trade. Says nothing to its owner.
+void Engine::withdraw_resting(Order& order) {
+    publish_deleted(order);
+    end_resting(order);
 }
 
 // Onto the book, behind every order at its price. An order that was replaced and comes back keeps its id.

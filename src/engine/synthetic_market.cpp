@@ -68,7 +68,7 @@ void Engine::withdraw_one(Product& product, std::int64_t mid) {
     if (product.synthetic.empty()) return;
     Order& order = *product.synthetic[draw_below(generator_, product.synthetic.size())];
     const double distance_cents = std::abs(static_cast<double>(order.price) - static_cast<double>(mid)) / price_cent;
-    if (distance_cents > stale_distance_cents || draw_uniform(generator_) < 0.5) reduce_resting(order, order.leaves);
+    if (distance_cents > stale_distance_cents || draw_uniform(generator_) < 0.5) withdraw_resting(order);
 }
 
 void Engine::place_quote(Product& product, std::int64_t mid, QuoteSide wanted, std::uint64_t now_ns) {

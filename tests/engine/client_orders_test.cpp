@@ -94,6 +94,20 @@ TEST(ClientOrders, TellIdsApartWhoseHashesAreTheSame) {
     EXPECT_EQ(clients.find(other), &second);
 }
 
+TEST(ClientOrders, EndEitherOfTwoWhoseHashesAreTheSame) {
+    for (const bool later_first : {false, true}) {
+        Clients clients;
+        Order& earlier = clients.enter(0, "order-15306");
+        Order& later = clients.enter(0, "order-145377");
+        clients.end(later_first ? later : earlier);
+        EXPECT_EQ(clients.find("order-15306"), later_first ? &earlier : nullptr);
+        EXPECT_EQ(clients.find("order-145377"), later_first ? nullptr : &later);
+        clients.end(later_first ? earlier : later);
+        EXPECT_EQ(clients.find("order-15306"), nullptr);
+        EXPECT_EQ(clients.find("order-145377"), nullptr);
+    }
+}
+
 TEST(ClientOrders, FindNoOrderThatHasEnded) {
     Clients clients;
     Order& first = clients.enter(0, "a");
