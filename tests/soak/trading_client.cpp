@@ -92,6 +92,8 @@ void TradingClient::take_sequenced(ByteView packet) {
         return;
     }
     ++expected_;
+    ++messages_;
+    stored_bytes_ += packet.size() + sizeof(std::uint32_t);  // and where it ends
     const ByteView message = packet.subspan(at::header_size);
     note(message);
     ledger_.told(message);

@@ -33,7 +33,8 @@ public:
     bool caught_up() const { return caught_up_; }
 
     // What the stream has come to, and what is wrong with it.
-    std::uint64_t next_sequence() const { return expected_; }
+    std::uint64_t messages() const { return messages_; }        // since this client has been here
+    std::size_t stored_bytes() const { return stored_bytes_; }  // of these, as the venue keeps them
     std::uint64_t logins() const { return logins_; }
     std::uint64_t replayed_gaps() const { return gaps_; }
     std::uint64_t repeated() const { return repeated_; }
@@ -72,6 +73,8 @@ private:
     std::uint64_t asked_ = 0;     // by the latest login
     bool waits_for_login_ = false;
     bool caught_up_ = false;
+    std::uint64_t messages_ = 0;
+    std::size_t stored_bytes_ = 0;
     std::uint64_t logins_ = 0;
     std::uint64_t gaps_ = 0;
     std::uint64_t repeated_ = 0;
