@@ -1,5 +1,5 @@
-// A venue that is killed at any moment leaves an order truth of whole lines, and a book truth of which at most the last
-// line is cut.
+// A venue that is killed at any moment leaves truth logs of whole lines, but for the last one, which may be cut: a line
+// of the order truth is written by one call, which the kill ends early when it stands between two pages of the file.
 #include <csignal>
 #include <random>
 #include <regex>
@@ -33,6 +33,11 @@ std::vector<std::string> whole_lines(const std::string& content, std::string& re
     return lines;
 }
 
+// True of nothing, and of any part of a line that begins like this, from its first character on.
+bool is_beginning(std::string_view rest, std::string_view start) {
+    return rest.starts_with(start) || start.starts_with(rest);
+}
+
 // One request after the other, without a look at the answers but to keep the connection going.
 void request(WireClient& client, int number) {
     const std::string id = "k" + std::to_string(number);
@@ -51,7 +56,8 @@ TEST(KilledVenue, LeavesWholeLines) {
     std::minstd_rand random(20'240'611);
     std::size_t order_lines = 0;
     std::size_t book_lines = 0;
-    std::size_t cut = 0;
+    std::size_t cut_orders = 0;
+    std::size_t cut_books = 0;
     std::set<std::string> events;
     for (int i = 0; i < kills; ++i) {
         const TemporaryFile orders;
@@ -74,17 +80,20 @@ TEST(KilledVenue, LeavesWholeLines) {
             events.insert(line.substr(event, line.find('"', event) - event));
             ++order_lines;
         }
-        EXPECT_EQ(rest, "");
+        EXPECT_TRUE(is_beginning(rest, "{\"t\":")) << rest;
+        cut_orders += !rest.empty();
         for (const std::string& line : whole_lines(books.content(), rest)) {
             ASSERT_TRUE(std::regex_match(line, book_line)) << line;
             ++book_lines;
         }
-        cut += !rest.empty();
+        EXPECT_TRUE(is_beginning(rest, "{\"seq\":")) << rest;
+        cut_books += !rest.empty();
     }
     report("kills", static_cast<std::size_t>(kills));
     report("lines of order truth", order_lines);
     report("lines of book truth", book_lines);
-    report("book truths whose last line is cut", cut);
+    report("order truths whose last line is cut", cut_orders);
+    report("book truths whose last line is cut", cut_books);
     EXPECT_GT(order_lines, static_cast<std::size_t>(kills));
     EXPECT_TRUE(events.contains("new") && events.contains("fill") && events.contains("replace"));
 }
