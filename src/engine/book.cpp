@@ -3,8 +3,7 @@
 namespace kavo {
 
 void BookSide::add(Order& order) {
-    Level& level = levels_[rank(order.price)];
-    level.price = order.price;
+    Level& level = level_at(order.price);
     level.total += order.leaves;
     order.level = &level;
     order.ahead = level.last;
@@ -13,13 +12,24 @@ void BookSide::add(Order& order) {
     level.last = &order;
 }
 
+Level& BookSide::level_at(Price price) {
+    Level*& recent_level = recent(price);
+    if (recent_level == nullptr || recent_level->price != price) {
+        recent_level = &levels_[rank(price)];
+        recent_level->price = price;
+    }
+    return *recent_level;
+}
+
 void BookSide::remove(Order& order) {
     Level& level = *order.level;
     level.total -= order.leaves;
     (order.ahead == nullptr ? level.first : order.ahead->behind) = order.behind;
     (order.behind == nullptr ? level.last : order.behind->ahead) = order.ahead;
     order.level = nullptr;
-    if (level.first == nullptr) levels_.erase(rank(level.price));
+    if (level.first != nullptr) return;
+    if (recent(level.price) == &level) recent(level.price) = nullptr;
+    levels_.erase(rank(level.price));
 }
 
 void BookSide::reduce(Order& order, std::uint32_t quantity) {

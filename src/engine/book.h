@@ -1,6 +1,7 @@
 // One product's limit order book: orders in levels, best price first, first come first served within a level.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -56,6 +57,8 @@ public:
     using Levels = std::map<Rank, Level>;
 
     explicit BookSide(bool buy) : buy_(buy) {}
+    BookSide(BookSide&&) = default;  // a copy's orders would lie on the levels of the original
+    BookSide& operator=(BookSide&&) = default;
 
     // Puts the order last in the queue of its price.
     void add(Order& order);
@@ -75,10 +78,17 @@ public:
     const Levels& levels() const { return levels_; }
 
 private:
+    static constexpr std::size_t recent_levels = 32;
+
     Rank rank(Price price) const { return buy_ ? ~price : price; }
+    // The level at this price, a new one when nothing rests there.
+    Level& level_at(Price price);
+    // Neighbouring cents have a place each.
+    Level*& recent(Price price) { return recent_[price / price_cent % recent_levels]; }
 
     bool buy_;
     Levels levels_;
+    std::array<Level*, recent_levels> recent_{};  // the levels found last: most orders are spared the search
 };
 
 struct Product {

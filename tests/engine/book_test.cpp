@@ -155,6 +155,19 @@ TEST(BookSide, KeepsTheLevelOfAnOrderThatIsAloneAgain) {
     EXPECT_EQ(asks.levels(), "100: 1x10");
 }
 
+TEST(BookSide, TellsPricesApartWithinACentAndFarFromEachOther) {
+    Side asks(false);
+    asks.add(1, 10'000, 1);
+    asks.add(2, 10'001, 2);
+    Order& far = asks.add(3, 10'000 + 32 * price_cent, 3);
+    asks.add(4, 10'000, 4);
+    asks.side.remove(far);
+    asks.add(5, 10'001, 5);
+    asks.add(6, 10'000 + 32 * price_cent, 6);
+    asks.add(7, 10'000 + 64 * price_cent, 7);
+    EXPECT_EQ(asks.levels(), "10000: 1x1 4x4 | 10001: 2x2 5x5 | 13200: 6x6 | 16400: 7x7");
+}
+
 TEST(BookSide, LetsAReducedOrderKeepItsPlace) {
     Side bids(true);
     Order& first = bids.add(1, 100, 10);
