@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +25,8 @@
 namespace kavo::benchmarks {
 
 namespace {
+
+volatile std::sig_atomic_t stop_requested = 0;
 
 constexpr int longest_wait_ms = 5;
 constexpr int backlog = 8;
@@ -106,8 +109,9 @@ public:
     bool listens() const { return polled_.front().fd != no_socket; }
 
     void run() {
-        while (true) {
-            poll(polled_.data(), polled_.size(), longest_wait_ms);
+        while (stop_requested == 0) {
+            const int ready = poll(polled_.data(), polled_.size(), longest_wait_ms);
+            if (ready <= 0) continue;
             if (polled_.front().revents != 0) accept_all();
             for (std::size_t i = 1; i < polled_.size(); ++i) {
                 if (polled_[i].revents != 0) serve(i);
@@ -217,6 +221,7 @@ int main(int argc, char** argv) {
     if (argc > 4) settings.order_truth = argv[4];
     Floor floor(settings);
     if (!floor.listens()) return EXIT_FAILURE;
+    std::signal(SIGINT, [](int) { stop_requested = 1; });
     std::fprintf(stderr, "floor_server listens\n");
     floor.run();
 }

@@ -1,5 +1,6 @@
 // How long the passes of the simulator's loop take on a busy day: the market moves in every millisecond, a hundred
-// thousand orders of a client rest, and the client goes on entering and cancelling, one request at a time.
+// thousand orders of a client rest, and the client goes on entering and cancelling, one request at a time. The floor is
+// asked the same in turn: what holds up its passes, which do nothing but make system calls, is the machine.
 //
 // Takes --benchmark_min_time=<seconds> (10); what is meant for the other benchmarks is taken and ignored.
 #include <algorithm>
@@ -14,9 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/feed_reader.h"
 #include "support/process.h"
-#include "timing.h"
+#include "target.h"
 #include "traffic.h"
 
 namespace kavo::benchmarks {
@@ -49,43 +49,51 @@ std::uint64_t percentile(const Passes& passes, double part) {
     return passes.back().first;
 }
 
-class BusyDay {
+// A server and the one client that keeps it busy.
+class BusyServer {
 public:
-    BusyDay()
-        : process_(KAVO_ME_PATH,
-                   {"--meo-port", std::to_string(port_.number()), "--mcast", "127.0.0.1", "--port",
-                    std::to_string(feed_.port()), "--retrans-port", "0", "--interval-ms", "1", "--quiet", "--symbols",
-                    "AAPL:190.00", "--max-order-size", "1000000"},
-                   {{"LD_PRELOAD", PASS_CLOCK_PATH}, {"PASS_TIMES", times_.path()}}) {
-        if (!process_.says("[kavo_me] DoM/MACH")) throw std::runtime_error(process_.said());
-    }
-
-    void run(double seconds) {
-        Traffic traffic(port_.number(), {.busy_clients = 1, .window = 1});
+    BusyServer(std::string name, ServerKind kind)
+        : name_(std::move(name)), target_({.kind = kind, .tick_interval_ms = 1, .pass_times = times_.path()}) {
         for (std::size_t rested = 0; rested < resting_orders; ++rested) {
-            traffic.rest_orders(1);
-            if (rested % 1'000 == 0) process_.said();
-        }
-        using Clock = std::chrono::steady_clock;
-        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-        while (Clock::now() < end) {
-            traffic.run(20);
-            process_.said();
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            traffic_.rest_orders(1);
+            if (rested % 1'000 == 0) target_.tidy();
         }
     }
 
-    Passes stop() {
-        process_.stop();
-        return read_passes(times_);
+    void trade() {
+        constexpr std::size_t requests = 20;
+        traffic_.run(requests);
+        target_.tidy();
+    }
+
+    void report() {
+        target_.stop();
+        const Passes passes = read_passes(times_);
+        if (passes.empty()) throw std::runtime_error("no passes");
+        std::printf("%-32s %10llu %8llu %8llu %8llu %8llu\n", name_.c_str(),
+                    static_cast<unsigned long long>(count_of(passes)),
+                    static_cast<unsigned long long>(percentile(passes, 0.5)),
+                    static_cast<unsigned long long>(percentile(passes, 0.99)),
+                    static_cast<unsigned long long>(percentile(passes, 0.9999)),
+                    static_cast<unsigned long long>(passes.back().first));
     }
 
 private:
-    test::ReservedPort port_;
-    test::FeedReader feed_;  // holds the port to which the feed goes; what comes is not read
+    std::string name_;
     test::TemporaryFile times_;
-    test::Process process_;
+    Target target_;
+    Traffic traffic_{target_.port(), {.busy_clients = 1, .window = 1}};
 };
+
+void trade_for(double seconds, BusyServer& one, BusyServer& other) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    while (Clock::now() < end) {
+        one.trade();
+        other.trade();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
 
 double seconds_asked(int argc, char** argv) {
     constexpr std::string_view flag = "--benchmark_min_time=";
@@ -103,17 +111,13 @@ double seconds_asked(int argc, char** argv) {
 int main(int argc, char** argv) {
     using namespace kavo::benchmarks;
     try {
-        BusyDay day;
-        day.run(seconds_asked(argc, argv));
-        const Passes passes = day.stop();
-        if (passes.empty()) throw std::runtime_error("no passes");
-        std::printf(
-            "passes, processor time               count %llu   p50 %llu us   p99 %llu us   p99.99 %llu us   "
-            "longest %llu us\n",
-            static_cast<unsigned long long>(count_of(passes)), static_cast<unsigned long long>(percentile(passes, 0.5)),
-            static_cast<unsigned long long>(percentile(passes, 0.99)),
-            static_cast<unsigned long long>(percentile(passes, 0.9999)),
-            static_cast<unsigned long long>(passes.back().first));
+        BusyServer simulator("kavo_me", ServerKind::simulator);
+        BusyServer floor("floor, a request at once", ServerKind::request_floor);
+        trade_for(seconds_asked(argc, argv), simulator, floor);
+        std::printf("%-32s %10s %8s %8s %8s %8s\n", "passes, processor time", "count", "p50 us", "p99 us", "p99.99",
+                    "longest");
+        simulator.report();
+        floor.report();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "passes: %s\n", error.what());
         return EXIT_FAILURE;

@@ -24,13 +24,12 @@ const char* floor_mode(ServerKind kind) {
     }
 }
 
-// The market stands still, so that all that happens comes from the load.
-std::vector<std::string> simulator_arguments(std::uint16_t port, std::uint16_t feed_port) {
+std::vector<std::string> simulator_arguments(std::uint16_t port, std::uint16_t feed_port, int tick_interval_ms) {
     return {"--meo-port",     std::to_string(port),
             "--mcast",        "127.0.0.1",
             "--port",         std::to_string(feed_port),
             "--retrans-port", "0",
-            "--interval-ms",  "-1",
+            "--interval-ms",  std::to_string(tick_interval_ms),
             "--quiet",        "--symbols",
             "AAPL:190.00",    "--max-order-size",
             "1000000"};
@@ -39,7 +38,7 @@ std::vector<std::string> simulator_arguments(std::uint16_t port, std::uint16_t f
 std::vector<std::string> arguments(const ServerSettings& settings, std::uint16_t port, std::uint16_t feed_port,
                                    const std::string& order_truth, const std::string& book_truth) {
     if (settings.kind == ServerKind::simulator) {
-        std::vector<std::string> result = simulator_arguments(port, feed_port);
+        std::vector<std::string> result = simulator_arguments(port, feed_port, settings.tick_interval_ms);
         if (settings.book_truth) result.insert(result.end(), {"--truth-out", book_truth});
         return result;
     }
@@ -49,8 +48,11 @@ std::vector<std::string> arguments(const ServerSettings& settings, std::uint16_t
 }
 
 std::map<std::string, std::string> environment(const ServerSettings& settings, const std::string& order_truth) {
-    if (!settings.order_truth) return {};
-    return {{"BENCH_ORDER_TRUTH", order_truth}};
+    std::map<std::string, std::string> result;
+    if (settings.order_truth) result["BENCH_ORDER_TRUTH"] = order_truth;
+    if (!settings.pass_times.empty())
+        result.insert({{"LD_PRELOAD", PASS_CLOCK_PATH}, {"PASS_TIMES", settings.pass_times}});
+    return result;
 }
 
 }  // namespace
@@ -81,7 +83,7 @@ void Target::tidy() {
 double start_seconds(const std::string& symbols) {
     const test::ReservedPort port;
     const test::FeedReader feed;
-    std::vector<std::string> arguments = simulator_arguments(port.number(), feed.port());
+    std::vector<std::string> arguments = simulator_arguments(port.number(), feed.port(), -1);
     arguments.insert(arguments.end(), {"--symbols", symbols});
     return elapsed_seconds_of([&] {
         test::Process process(KAVO_ME_PATH, arguments);

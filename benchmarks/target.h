@@ -19,6 +19,8 @@ struct ServerSettings {
     ServerKind kind = ServerKind::simulator;
     bool order_truth = false;
     bool book_truth = false;
+    int tick_interval_ms = -1;    // of the simulator's market: it stands still, so that all that happens is the load's
+    std::string pass_times = {};  // the file for the lengths of its passes; empty: they are not taken
 };
 
 class Target {
@@ -30,6 +32,8 @@ public:
     double processor_seconds() const;
     // Between runs: empties the truth logs, and takes in what the server has said, or its pipe would fill up.
     void tidy();
+    // Ends the process in good order.
+    void stop() { process_.stop(); }
 
 private:
     test::ReservedPort port_;
