@@ -51,6 +51,7 @@ in_addr to_address(const std::string& text) {
 
 int open_listener(std::uint16_t port, int backlog, const char* what) {
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (listener == no_socket) return give_up(listener, what);
     switch_on(listener, SOL_SOCKET, SO_REUSEADDR);
     if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0) return give_up(listener, what);
     make_non_blocking(listener);
@@ -59,6 +60,7 @@ int open_listener(std::uint16_t port, int backlog, const char* what) {
 
 int open_local_datagrams(std::uint16_t port, const char* what) {
     const int datagrams = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (datagrams == no_socket) return give_up(datagrams, what);
     switch_on(datagrams, SOL_SOCKET, SO_REUSEADDR);
     if (!bind_to(datagrams, INADDR_LOOPBACK, port)) return give_up(datagrams, what);
     make_non_blocking(datagrams);
@@ -79,11 +81,11 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
     for (int reads = 0; reads < reads_a_turn; ++reads) {
         const ssize_t count = recv(socket, scratch.data(), scratch.size(), 0);
         if (count == 0) return ReadEnd::gone;
-        if (count < 0) return errno == EAGAIN ? ReadEnd::drained : ReadEnd::gone;
+        if (count < 0) return errno == EAGAIN ? ReadEnd::open : ReadEnd::gone;
         buffer.insert(buffer.end(), scratch.begin(), scratch.begin() + count);
         arrived = true;
     }
-    return ReadEnd::drained;
+    return ReadEnd::open;
 }
 
 void send_packet(int socket, ByteView packet, bool more_follows) {

@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 
 #include <cstdint>
-#include <span>
 #include <string>
 
 #include "common/bytes.h"
@@ -16,8 +15,8 @@ inline constexpr int no_socket = -1;
 // A dotted quad as an address; a text that is none gives 0.0.0.0.
 in_addr to_address(const std::string& text);
 
-// A listening TCP socket on all addresses, not blocking, its address reusable. When it cannot be bound or listened on,
-// prints `what` with the system's reason and gives no_socket.
+// A listening TCP socket on all addresses, not blocking, its address reusable. When it cannot be opened, bound or
+// listened on, prints `what` with the system's reason and gives no_socket.
 int open_listener(std::uint16_t port, int backlog, const char* what);
 
 // The next waiting connection, not blocking and without delay of small packets; no_socket when there is none.
@@ -28,8 +27,9 @@ inline constexpr std::size_t read_bytes = 65'536;  // one read of a connection
 // Whoever sends without an end is read in turns, so that the others have theirs.
 inline constexpr int reads_a_turn = 16;
 
-enum class ReadEnd { drained, gone };
-// Appends what has arrived to `buffer`, and says how it ended: nothing more in this turn, or the peer is gone.
+enum class ReadEnd { open, gone };
+// Appends what has arrived to `buffer`, at most a turn of it, and says how the connection is then: open, or gone with
+// its peer.
 // `scratch` is where one read puts its bytes. `arrived` tells whether there was anything.
 ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived);
 
@@ -44,8 +44,8 @@ void push_packets(int socket);
 // taken nothing for two seconds, less than the silence that would make other clients think that we are gone.
 bool send_all(int socket, ByteView bytes);
 
-// A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be bound, prints `what` with the system's reason
-// and gives no_socket.
+// A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be opened or bound, prints `what` with the system's
+// reason and gives no_socket.
 int open_local_datagrams(std::uint16_t port, const char* what);
 
 void close_socket(int socket);

@@ -13,9 +13,11 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "support/said.h"
 
@@ -86,8 +88,8 @@ struct Connection {
     ReadEnd read() { return read_available(server.fd(), scratch, received, arrived); }
     // Reads until `size` bytes are there: loopback may deliver them in pieces.
     ReadEnd read_up_to(std::size_t size) {
-        ReadEnd end = ReadEnd::drained;
-        while (received.size() < size && end == ReadEnd::drained && server.readable()) end = read();
+        ReadEnd end = ReadEnd::open;
+        while (received.size() < size && end == ReadEnd::open && server.readable()) end = read();
         return end;
     }
     // The peer is gone without a proper end.
@@ -136,6 +138,33 @@ TEST(OpenListener, OnAPortThatIsTakenSaysWhatFailedAndWhy) {
     EXPECT_EQ(second, no_socket);
 }
 
+// As long as it lives, no descriptor above those that are open can be had.
+class NoDescriptorLeft {
+public:
+    NoDescriptorLeft() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const int lowest_free = dup(STDERR_FILENO);
+        close(lowest_free);
+        rlimit none_left = before_;
+        none_left.rlim_cur = static_cast<rlim_t>(lowest_free);
+        setrlimit(RLIMIT_NOFILE, &none_left);
+    }
+    ~NoDescriptorLeft() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST(OpenListener, SaysSoWhenDescriptorsHaveRunOut) {
+    int listener = 0;
+    EXPECT_EQ(said_during([&] {
+                  const NoDescriptorLeft none;
+                  listener = open_listener(0, 4, "kavo_me: MEO listen");
+              }),
+              "kavo_me: MEO listen: Too many open files\n");
+    EXPECT_EQ(listener, no_socket);
+}
+
 TEST(AcceptedConnection, NeverBlocksAndSendsSmallPacketsAtOnce) {
     Connection connection;
     EXPECT_FALSE(connection.exhausted);
@@ -151,17 +180,11 @@ TEST(AcceptedConnection, IsMissingAndSaysSoWhenDescriptorsHaveRunOut) {
     const Socket client(connect_to(port_of(listener.fd())));
     ASSERT_TRUE(listener.readable());
 
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const int lowest_free = dup(client.fd());
-    close(lowest_free);
-    rlimit none_left = before;
-    none_left.rlim_cur = static_cast<rlim_t>(lowest_free);
-    setrlimit(RLIMIT_NOFILE, &none_left);
     bool exhausted = false;
-    const int refused = accept_connection(listener.fd(), exhausted);
-    setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_EQ(refused, no_socket);
+    {
+        const NoDescriptorLeft none;
+        EXPECT_EQ(accept_connection(listener.fd(), exhausted), no_socket);
+    }
     EXPECT_TRUE(exhausted);
 
     const Socket accepted(accept_connection(listener.fd(), exhausted));
@@ -172,7 +195,7 @@ TEST(AcceptedConnection, IsMissingAndSaysSoWhenDescriptorsHaveRunOut) {
 TEST(ReadAvailable, FindsNothingOnAQuietConnection) {
     Connection connection;
     connection.arrived = true;
-    EXPECT_EQ(connection.read(), ReadEnd::drained);
+    EXPECT_EQ(connection.read(), ReadEnd::open);
     EXPECT_FALSE(connection.arrived);
     EXPECT_TRUE(connection.received.empty());
 }
@@ -181,7 +204,7 @@ TEST(ReadAvailable, AppendsEverythingThatHasArrivedHoweverSmallItsScratch) {
     Connection connection;
     connection.received = {'>'};
     connection.say("0123456789abcdefghijklmnopqrstuvwxyz");
-    EXPECT_EQ(connection.read_up_to(37), ReadEnd::drained);
+    EXPECT_EQ(connection.read_up_to(37), ReadEnd::open);
     EXPECT_TRUE(connection.arrived);
     EXPECT_EQ(as_text(connection.received), ">0123456789abcdefghijklmnopqrstuvwxyz");
 }
@@ -197,10 +220,10 @@ TEST(ReadAvailable, LeavesTheRestOfAFloodForTheNextTurn) {
     Bytes scratch(1'000);
     Bytes received;
     bool arrived = false;
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::drained);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
     EXPECT_TRUE(arrived);
     EXPECT_EQ(received.size(), 16'000U);
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::drained);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
     EXPECT_EQ(received, flood);
 }
 
@@ -254,9 +277,17 @@ TEST(SendPacket, ToADeadPeerRaisesNoSignal) {
 
 TEST(SendPacket, LosesWhatThePeerDoesNotTake) {
     Connection connection;
-    const Bytes large(1'000'000, 'x');
+    Bytes large(1'000'000, 'x');
     for (int i = 0; i < 50; ++i) send_packet(connection.server.fd(), large, false);  // nobody reads, nothing waits
-    EXPECT_EQ(connection.read(), ReadEnd::drained);
+    EXPECT_EQ(connection.read(), ReadEnd::open);
+
+    close_socket(connection.server.release());
+    std::size_t taken = 0;
+    for (ssize_t count = 0; (count = read(connection.client.fd(), large.data(), large.size())) > 0;) {
+        taken += static_cast<std::size_t>(count);
+    }
+    EXPECT_GT(taken, 0u);
+    EXPECT_LT(taken, 50'000'000u);
 }
 
 // How many bytes the kernel still keeps back.
@@ -309,6 +340,49 @@ TEST(SendAll, GivesUpAtOnceOnAPeerThatIsGone) {
     connection.break_off();
     const Bytes large(8'000'000, 'x');
     EXPECT_FALSE(send_all(connection.server.fd(), large));
+}
+
+// A receiver that takes 25 bites for what is sent at once.
+struct SlowReceiver : testing::Test {
+    SlowReceiver() {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        const int smallest = 1;
+        setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+    }
+    ~SlowReceiver() override {
+        for (const int end : ends) close_socket(end);
+    }
+    int ends[2];  // the sender's and the receiver's
+};
+
+TEST_F(SlowReceiver, IsWaitedForAsLongAsItTakesSomething) {
+    const Bytes all(50'000, 'x');
+    std::size_t taken = 0;
+    std::thread receiver([&] {
+        Bytes bite(2'000);
+        while (taken < all.size()) {
+            poll(nullptr, 0, 120);  // twenty-five of these are three seconds: more than the patience with silence
+            const ssize_t count = read(ends[1], bite.data(), bite.size());
+            if (count <= 0) return;
+            taken += static_cast<std::size_t>(count);
+        }
+    });
+    EXPECT_TRUE(send_all(ends[0], all));
+    shutdown(ends[0], SHUT_WR);
+    receiver.join();
+    EXPECT_EQ(taken, all.size());
+}
+
+TEST_F(SlowReceiver, ThatTakesNothingForTwoSecondsIsGivenUp) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1990));
+}
+
+TEST_F(SlowReceiver, ThatGoesAwayIsGivenUpAtOnce) {
+    close_socket(std::exchange(ends[1], no_socket));
+    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
 }
 
 TEST(LocalDatagrams, NeverBlockAndAreHeardOnThisHostAlone) {

@@ -2,15 +2,11 @@
 // conversation ends.
 #include "feed/retransmission.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -582,49 +578,6 @@ TEST(SlowReceivers, WaitForThePassesToComeBehindTheFirstOne) {
     EXPECT_EQ(served, (std::vector{opened[0], opened[2], opened[4]}));
     EXPECT_TRUE(service.connections().empty());
     for (const int fd : opened) close_socket(fd);
-}
-
-// The way out of the real service, towards a receiver that takes 25 bites for what was sent at once.
-struct SlowReceiver : testing::Test {
-    SlowReceiver() {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        fcntl(ends[0], F_SETFL, O_NONBLOCK);
-        const int smallest = 1;
-        setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-    }
-    ~SlowReceiver() override {
-        for (const int end : ends) close_socket(end);
-    }
-    int ends[2];  // the service's and the receiver's
-};
-
-TEST_F(SlowReceiver, IsWaitedForAsLongAsItTakesSomething) {
-    const Bytes all(50'000, 'x');
-    std::size_t taken = 0;
-    std::thread receiver([&] {
-        Bytes bite(2'000);
-        while (taken < all.size()) {
-            poll(nullptr, 0, 120);  // twenty-five of these are three seconds: more than the patience with silence
-            const ssize_t count = read(ends[1], bite.data(), bite.size());
-            if (count <= 0) return;
-            taken += static_cast<std::size_t>(count);
-        }
-    });
-    EXPECT_TRUE(send_all(ends[0], all));
-    shutdown(ends[0], SHUT_WR);
-    receiver.join();
-    EXPECT_EQ(taken, all.size());
-}
-
-TEST_F(SlowReceiver, ThatTakesNothingForTwoSecondsIsGivenUp) {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1990));
-}
-
-TEST_F(SlowReceiver, ThatGoesAwayIsGivenUpAtOnce) {
-    close_socket(std::exchange(ends[1], no_socket));
-    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
 }
 
 }  // namespace
