@@ -1,6 +1,5 @@
 // Cancels that a client asks for, and the one routine behind every order that the venue takes away.
 #include <cstdio>
-#include <optional>
 
 #include "common/fault_rule.h"
 #include "engine/engine.h"
@@ -16,7 +15,7 @@ void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, Outb
     };
     Order* order = find_own(client, request.orig_client_order_id);
     if (order == nullptr) {
-        count_late_cancel(request);
+        record_missed_cancel(request);
         return answer(0, CancelReason::unknown_or_late);
     }
     if (order->mpid != request.mpid) return answer(order->id, CancelReason::mpid_mismatch);
@@ -35,19 +34,22 @@ void Engine::lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, 
     std::fprintf(stderr,
                  "bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
                  order.client_order_id.str().c_str());
-    fill_resting(order, order.leaves, order.price, now_ns, PartialFills::never);
+    fill_resting(order, order.leaves, now_ns, PartialFills::never);
     OutboundMessages others;
     for (const OutboundMessage& message : outbox) (message.client == client ? answers : others).push_back(message);
     outbox.swap(others);
 }
 
-void Engine::count_late_cancel(const meo::CancelRequest& request) {
-    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(request.orig_client_order_id);
-    const bool late = closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms;
+// For an order that the client does not have, or no longer: a cancel that comes soon after the end is late, any other
+// stale.
+void Engine::record_missed_cancel(const meo::CancelRequest& request) {
+    const bool late = closed_lately(request.orig_client_order_id);
     ++(late ? bench_.counters.late_cancels : bench_.counters.stale_cancels);
     if (!late) {
+        static_assert(late_limit_ms == 2000, "the text says so");
+        const bool known = closed_ids_.closed_at_ms(request.orig_client_order_id).has_value();
         std::fprintf(stderr, "bench: stale cancel for %s (%s)\n", request.orig_client_order_id.str().c_str(),
-                     closed_ms ? "closed more than 2 s ago" : "unknown client order id");
+                     known ? "closed more than 2 s ago" : "unknown client order id");
     }
     const Product* product = find_product(request.product_id);
     write_order_truth({.event = "cancel_reject",

@@ -27,16 +27,15 @@ void Engine::client_dropped(ClientHandle client, const std::string& username) {
 void Engine::cancel_unsolicited() {
     const std::uint64_t now_ms = clock_.steady_ms();
     const std::uint64_t now_ns = clock_.wall_ns();
-    std::erase_if(pending_cancels_, [&](const PendingCancel& pending) {
-        if (pending.due_ms > now_ms) return false;
+    for (; !pending_cancels_.empty() && pending_cancels_.front().due_ms <= now_ms; pending_cancels_.pop_front()) {
+        const PendingCancel& pending = pending_cancels_.front();
         Order* order = client_orders_.find(pending.client_order_id);
-        if (order == nullptr) return true;
+        if (order == nullptr) continue;
         ++bench_.counters.unsolicited_cancels;
         std::fprintf(stderr, "bench: unsolicited cancel of %s (helpdesk; the client must mark it cancelled)\n",
                      pending.client_order_id.str().c_str());
         cancel_resting(*order, meo::SystemCancelReason::unsolicited, "unsolicited", now_ns, outbox);
-        return true;
-    });
+    }
 }
 
 }  // namespace kavo

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -43,9 +44,9 @@ struct OrderEvent {
 
 enum class QuoteSide { random, buy, sell };
 
-// Requests are answered at once into `answers`; what other clients must hear, and what happens without a request, goes
-// to `outbox`. Every change of a book is published on the feed, and followed by one line of book truth. No request can
-// fail, throw or end a session.
+// Requests are answered at once: the answers are appended to `answers`. What other clients must hear, and what happens
+// without a request, goes to `outbox`. Every change of a book is published on the feed, and followed by one line of
+// book truth. No request can fail, throw or end a session.
 //
 // Handlers read the wall clock once, and stamp every response of the request with it; each feed message takes a reading
 // of its own.
@@ -91,7 +92,7 @@ private:
         std::uint64_t due_ms;
     };
     static constexpr std::uint64_t unsolicited_cancel_delay_ms = 300;
-    static constexpr std::uint64_t late_limit_ms = 2000;  // an order that ended longer ago was no race
+    static constexpr std::uint64_t late_limit_ms = 2000;  // a request for an order that ended longer ago lost no race
     static constexpr std::uint64_t first_order_id = 1000;
     static constexpr unsigned seeding_quotes = 40;
 
@@ -125,7 +126,7 @@ private:
 
     // fills.cpp
     enum class PartialFills { allowed, never };
-    void fill_resting(Order& order, std::uint32_t quantity, Price price, std::uint64_t now_ns, PartialFills faults);
+    std::uint64_t fill_resting(Order& order, std::uint32_t quantity, std::uint64_t now_ns, PartialFills faults);
     std::uint32_t cut_by_fault(const Order& order, std::uint32_t quantity, PartialFills faults);
     void report_fill(Order& order, const Trade& trade, std::uint32_t leaves, OutboundMessages& reports);
     void withdraw_resting(Order& order);
@@ -134,18 +135,19 @@ private:
     void end_resting(Order& order);
     void end(Order& order);
     void record_close(const meo::ClientOrderId& id);
+    bool closed_lately(const meo::ClientOrderId& id) const;
 
     // modify.cpp
     meo::ModifyReason check(const meo::ModifyRequest& request, const Order& order);
+    void record_missed_replace(const meo::ModifyRequest& request);
     void replace(const meo::ModifyRequest& request, Order& order);
     void match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages& answers);
-    std::string_view late_replace_text(const meo::ModifyRequest& request) const;
     void write_replace_truth(const meo::ModifyRequest& request, const Order& order);
     void write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text);
 
     // cancel.cpp
     void lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, OutboundMessages& answers);
-    void count_late_cancel(const meo::CancelRequest& request);
+    void record_missed_cancel(const meo::CancelRequest& request);
     void cancel_resting(Order& order, meo::SystemCancelReason reason, std::string_view text, std::uint64_t now_ns,
                         OutboundMessages& answers);
     void system_cancel(const Order& order, std::uint32_t quantity, meo::SystemCancelReason reason,
@@ -182,7 +184,7 @@ private:
     OrderPool orders_;
     ClientOrders client_orders_{orders_};
     ClosedIds closed_ids_;
-    std::vector<PendingCancel> pending_cancels_;
+    std::deque<PendingCancel> pending_cancels_;  // the next one that falls due is in front
     std::size_t resting_orders_ = 0;
     std::uint64_t next_order_id_ = first_order_id;
     std::uint64_t next_match_number_ = 1;

@@ -1,23 +1,23 @@
 // What happens to a resting order: it trades, or is reduced without a trade, comes onto the book, leaves it, and ends.
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "common/fault_rule.h"
 #include "engine/engine.h"
 
 namespace kavo {
 
-// Trades `quantity` shares of a resting order, as maker, at `price`.
+// Trades `quantity` shares of a resting order, as maker, at its price, and gives the number of the match.
 //   quantity  shares, 1..order.leaves; cut for the maker alone when the partial-fill fault fires
 // Publishes one execution, queues the owner's report in `outbox`, writes one truth line. The order may be gone on
 // return: keep its id across this call, never a reference to it.
-void Engine::fill_resting(Order& order, std::uint32_t quantity, Price price, std::uint64_t now_ns,
-                          PartialFills faults) {
+std::uint64_t Engine::fill_resting(Order& order, std::uint32_t quantity, std::uint64_t now_ns, PartialFills faults) {
     quantity = cut_by_fault(order, quantity, faults);
-    const Trade trade{now_ns, next_match_number_++, price, quantity, meo::Liquidity::added};
+    const Trade trade{now_ns, next_match_number_++, order.price, quantity, meo::Liquidity::added};
     Product& product = product_of(order);
     publish_executed(order, trade);
-    product.last = price;
+    product.last = trade.price;
     product.volume += quantity;
     if (order.has_owner()) {
         report_fill(order, trade, order.leaves - quantity, outbox);
@@ -29,6 +29,7 @@ void Engine::fill_resting(Order& order, std::uint32_t quantity, Price price, std
     } else {
         end_resting(order);
     }
+    return trade.match_number;
 }
 
 // The partial-fill fault hits what would empty a client's order. Only the resting side is cut: the incoming order is
@@ -110,6 +111,11 @@ void Engine::end(Order& order) {
 
 void Engine::record_close(const meo::ClientOrderId& id) {
     closed_ids_.close(id, clock_.steady_ms());
+}
+
+bool Engine::closed_lately(const meo::ClientOrderId& id) const {
+    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(id);
+    return closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms;
 }
 
 }  // namespace kavo

@@ -19,8 +19,7 @@ void Engine::match(Product& product, Order& incoming, std::uint64_t now_ns, Outb
         Order& maker = *opposite.best()->first;
         const std::uint32_t quantity = std::min(incoming.leaves, maker.leaves);
         const Price price = maker.price;
-        const std::uint64_t match_number = next_match_number_;
-        fill_resting(maker, quantity, price, now_ns, PartialFills::allowed);
+        const std::uint64_t match_number = fill_resting(maker, quantity, now_ns, PartialFills::allowed);
         incoming.leaves -= quantity;
         if (!incoming.has_owner()) continue;
         const Trade trade{now_ns, match_number, price, quantity, meo::Liquidity::removed};

@@ -34,7 +34,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
 
     Order* order = find_own(client, request.orig_client_order_id);
     if (order == nullptr) {
-        write_replace_reject(request, nullptr, late_replace_text(request));
+        record_missed_replace(request);
         return answer(0, 0, ModifyReason::unknown_or_late);
     }
     const std::uint64_t order_id = order->id;
@@ -103,11 +103,10 @@ void Engine::match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages
     rest_remainder(order, now_ns, answers);
 }
 
-std::string_view Engine::late_replace_text(const meo::ModifyRequest& request) const {
-    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(request.orig_client_order_id);
-    if (closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms) return "late";
-    std::fprintf(stderr, "bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
-    return "unknown_order";
+void Engine::record_missed_replace(const meo::ModifyRequest& request) {
+    const bool late = closed_lately(request.orig_client_order_id);
+    if (!late) std::fprintf(stderr, "bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
+    write_replace_reject(request, nullptr, late ? "late" : "unknown_order");
 }
 
 void Engine::write_replace_truth(const meo::ModifyRequest& request, const Order& order) {
