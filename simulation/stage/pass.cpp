@@ -1,6 +1,7 @@
 // A pass of the main loop, step by step. Sockets are all that is missing: connections and bytes come from the peers.
 #include <utility>
 
+#include "app/main_loop.h"
 #include "app/statistics.h"
 #include "engine/snapshot_files.h"
 #include "stage/stage.h"
@@ -10,15 +11,6 @@ namespace kavo::simulation {
 namespace {
 
 constexpr int no_listener = -1;
-constexpr std::uint64_t snapshot_interval_ms = 250;
-constexpr std::uint64_t bench_report_interval_ms = 2'000;
-constexpr std::uint64_t feed_report_interval_ms = 10'000;
-
-bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
-    if (elapsed_ms(now_ms, last_ms) < interval_ms) return false;
-    last_ms = now_ms;
-    return true;
-}
 
 }  // namespace
 
@@ -92,7 +84,7 @@ void Stage::tick_market(std::uint64_t now_ms) {
 void Stage::report_bench(std::uint64_t now_ms) {
     begin(Step::bench_report);
     if (!bench_.scripted() && !plan_.control_port) return;
-    if (is_due(now_ms, last_bench_report_ms_, bench_report_interval_ms)) {
+    if (is_due(now_ms, last_bench_report_ms_, MainLoop::bench_report_interval_ms)) {
         print_bench_report(bench_, feed_, order_entry_);
     }
 }
@@ -127,14 +119,14 @@ void Stage::serve_receivers() {
 
 void Stage::write_snapshots(std::uint64_t now_ms) {
     begin(Step::snapshots);
-    if (!is_due(now_ms, last_snapshot_ms_, snapshot_interval_ms)) return;
+    if (!is_due(now_ms, last_snapshot_ms_, MainLoop::snapshot_interval_ms)) return;
     tape_.push_back(line_of(What::snapshot, book_snapshot(engine_.products(), clock_.wall_ns())));
     tape_.push_back(line_of(What::snapshot, bbo_snapshot(engine_.products())));
 }
 
 void Stage::report_feed(std::uint64_t now_ms) {
     begin(Step::feed_report);
-    if (is_due(now_ms, last_feed_report_ms_, feed_report_interval_ms)) {
+    if (is_due(now_ms, last_feed_report_ms_, MainLoop::feed_report_interval_ms)) {
         print_feed_report(feed_, engine_, order_entry_);
     }
 }

@@ -19,13 +19,6 @@ void request_stop(int) {
     stop_requested.exchange(1);
 }
 
-// True once in every interval; the interval begins anew at the pass that finds it over.
-bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
-    if (elapsed_ms(now_ms, last_ms) < interval_ms) return false;
-    last_ms = now_ms;
-    return true;
-}
-
 }  // namespace
 
 void install_stop_handler() {

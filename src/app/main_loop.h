@@ -40,6 +40,10 @@ struct LoopParts {
 
 class MainLoop {
 public:
+    static constexpr std::uint64_t snapshot_interval_ms = 250;
+    static constexpr std::uint64_t bench_report_interval_ms = 2'000;
+    static constexpr std::uint64_t feed_report_interval_ms = 10'000;
+
     //   tick_interval_ms  0 ticks on every pass, a negative one never; may change while the loop runs
     MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotPaths snapshots,
              const std::int32_t& tick_interval_ms);
@@ -49,9 +53,6 @@ public:
 
 private:
     static constexpr int longest_wait_ms = 5;
-    static constexpr std::uint64_t snapshot_interval_ms = 250;
-    static constexpr std::uint64_t bench_report_interval_ms = 2'000;
-    static constexpr std::uint64_t feed_report_interval_ms = 10'000;
 
     void accept_clients();
     void tick_market(std::uint64_t now_ms);
@@ -65,7 +66,7 @@ private:
     SnapshotPaths snapshots_;
     const std::int32_t& tick_interval_ms_;
 
-    // When what is periodic was last done. A late pass does it once and catches up on nothing.
+    // When what is periodic was last done.
     std::uint64_t last_tick_ms_;
     std::uint64_t last_bench_report_ms_;
     std::uint64_t last_feed_report_ms_;
