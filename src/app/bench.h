@@ -27,7 +27,7 @@ struct BenchCounters {
     std::uint64_t replays = 0;   // logins that replayed at least one message
     std::uint64_t replayed = 0;  // messages
 
-    // Never reported: what the every-N settings count, and two for the debugger.
+    // Never reported: what the every-N settings count, and two that nothing else tells.
     std::uint64_t partial_candidates = 0;  // fills that would have emptied a client's order
     std::uint64_t cancel_requests = 0;     // that could have been accepted
     std::uint64_t replace_requests = 0;    // that could have been accepted
@@ -96,7 +96,7 @@ struct Bench {
     void start_lapse(std::uint64_t now_ms, std::uint64_t length_ms);
     bool in_lapse(std::uint64_t now_ms) const { return now_ms < lapse_until_ms; }
 
-    // True when any knob of the scenario is set.
+    // True when any knob of the scenario is set; the name alone is none.
     bool scripted() const;
 };
 

@@ -63,7 +63,12 @@ int run(const Options& options) {
     Bench bench;
     prepare_bench(bench);
     Engine engine(feed, generator,
-                  {options.step_bps, options.touch_hit, options.quiet, session, options.acod, options.max_order_size},
+                  {.step_bps = options.step_bps,
+                   .touch_hit = options.touch_hit,
+                   .quiet = options.quiet,
+                   .session = session,
+                   .acod = options.acod,
+                   .max_order_size = options.max_order_size},
                   bench, clock);
     if (!options.truth_out.empty()) engine.book_truth.open(options.truth_out, std::ios::out | std::ios::app);
     if (options.control_port != 0) sockets.control = open_control_port(options.control_port);

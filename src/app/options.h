@@ -42,13 +42,15 @@ struct SymbolItem {
     std::string name;          // may be empty, may come twice
     double reference = 100.0;  // currency units
 };
-// The items of a symbol list, "NAME:PRICE" or "NAME", in the order written. Prices are converted here.
+// The items of a symbol list, "NAME:PRICE" or "NAME", in the order written. A price that is no number throws what the
+// standard conversions throw.
 std::vector<SymbolItem> parse_symbols(const std::string& text);
 
 struct DropBurst {
     std::uint64_t start = 0;  // first datagram
     std::uint32_t count = 0;
 };
+// "START:COUNT" or "START", which is one datagram; an empty text is no burst. Throws like parse_symbols.
 DropBurst parse_drop_burst(const std::string& text);
 
 void print_banner(const Options& options);

@@ -2,7 +2,6 @@
 // This is the only place that knows the byte order (little-endian, unaligned) and the padding of text fields.
 #pragma once
 
-#include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -53,7 +52,7 @@ constexpr std::size_t end_of(Field field) {
 template <std::unsigned_integral T>
 T get(ByteView message, Number<T> field) {
     T value = 0;
-    for (std::size_t i = sizeof(T); i-- > 0;) value = static_cast<T>(value << 7 << 1 | message[field.at + i]);
+    for (std::size_t i = sizeof(T); i-- > 0;) value = static_cast<T>(value << 8 | message[field.at + i]);
     return value;
 }
 inline char get(ByteView message, Letter field) {
@@ -64,7 +63,7 @@ template <std::unsigned_integral T>
 void put(MutableBytes message, Number<T> field, T value) {
     for (std::size_t i = 0; i < sizeof(T); ++i) {
         message[field.at + i] = static_cast<std::uint8_t>(value);
-        value = static_cast<T>(value >> 7 >> 1);
+        value = static_cast<T>(value >> 8);
     }
 }
 inline void put(MutableBytes message, Letter field, char value) {

@@ -12,7 +12,7 @@
 namespace kavo {
 
 // Messages lie back to back in blocks that never move, so a message stays where it is until it is trimmed, appending
-// copies nothing else, and no append takes longer than allocating one block. An empty log owns no memory.
+// copies no other message, and no append takes longer than allocating one block. An empty log owns no memory.
 class MessageLog {
 public:
     // Room for one more message of `size` bytes, numbered next(); the caller fills all of it.
@@ -52,7 +52,7 @@ private:
     void add_block(std::size_t size);
     const Block& block_of(std::uint64_t number) const;
 
-    std::vector<Block> blocks_;  // a few hundred at most; the front one may begin with trimmed messages
+    std::vector<Block> blocks_;  // about a thousand in the longest log; the front one may begin with trimmed messages
     std::uint64_t next_ = 1;
     std::size_t size_ = 0;
 };

@@ -10,7 +10,7 @@ namespace {
 
 constexpr Price largest_six_digits = 999'999;
 
-// Exactly as many decimals as asked for, of a price given in units of the last of them.
+// Exactly as many decimals as asked for; the fraction is given in units of the last of them.
 void append_decimals(std::string& out, Price whole, Price fraction, int decimals) {
     append_number(out, whole);
     if (decimals == 0) return;
@@ -34,7 +34,7 @@ void append_short_price(std::string& out, Price price) {
     if (digits <= largest_six_digits) return append_decimals(out, digits / unit, digits % unit, decimals);
     // More than six digits must be rounded, and a half rounds as the nearest double does: left to the library.
     char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, price / 10'000.0, std::chars_format::general, 6);
+    const auto end = std::to_chars(text, text + sizeof text, price / double{price_unit}, std::chars_format::general, 6);
     out.append(text, end.ptr);
 }
 

@@ -13,8 +13,8 @@ namespace kavo {
 
 struct Level;
 
-// A live order. It is linked into everything that holds it and nothing about it is kept anywhere else, so nothing is
-// left behind when it ends.
+// A live order. All that is known about it stands here, its places in the queue of its level and among its owner's
+// orders included; who finds it in another way keeps nothing but a pointer or its slot.
 struct Order {
     std::uint64_t id = 0;
     std::uint32_t product_id = 0;

@@ -19,7 +19,8 @@ public:
     // The live order with this client order id; nothing when there is none. Ids are shared by all clients.
     Order* find(const meo::ClientOrderId& id) const;
 
-    // An owner's orders are kept by ascending order id, so `order` must be the latest of all.
+    // An owner's orders are kept by ascending order id, so `order` must be the latest of all. Its client order id is
+    // not that of a live order; neither is one that rename gives.
     void add(Order& order);
     void remove(Order& order);
     // Gives the order another client order id. Its place among its owner's orders stays.

@@ -2,7 +2,6 @@
 // that explain them. What the bytes look like is the layout's business.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cstdint>

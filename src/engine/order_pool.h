@@ -14,6 +14,7 @@ class OrderPool {
 public:
     // A fresh record with this id.
     Order& take(std::uint64_t id);
+    // The order is linked nowhere any more.
     void give_back(Order& order);
 
     // The record at a slot that a live order occupies.

@@ -2,9 +2,9 @@
 // datagram that fault injection may damage on the way out.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
-#include <string>
 
 #include "common/bytes.h"
 #include "common/clock.h"

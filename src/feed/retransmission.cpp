@@ -37,7 +37,7 @@ void Retransmission::serve(int listener) {
     const std::uint64_t start_ms = clock_.steady_ms();
     for (RConn& connection : connections_) {
         // One receiver that does not read is all that the other clients' patience has room for: the rest wait for the
-        // next pass.
+        // next pass. Nothing cuts short the one that is being served.
         const bool too_slow = elapsed_ms(clock_.steady_ms(), start_ms) >= longest_pass_ms;
         if (!too_slow && std::exchange(connection.readable, false)) read(connection);
         run_timer(connection);

@@ -71,7 +71,8 @@ public:
     //   listener  -1 when the service is off
     void serve(int listener);
 
-    // What serve does for one connection, for whoever has bytes from elsewhere.
+    // What serve does for one connection, for whoever has bytes from elsewhere. The record stays in its place until the
+    // next one is opened or served.
     RConn& open_connection(int fd);
     void receive(RConn& connection, ByteView bytes);
     void run_timer(RConn& connection);

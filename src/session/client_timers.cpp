@@ -16,6 +16,7 @@ void OrderEntry::run_timers(std::uint64_t now_ms) {
             say_goodbye(timed, esesm::GoodbyeReason::login_timeout, esesm::login_timeout_text);
             continue;
         }
+        // The pass may have taken a while by now, so the lapse is asked about at this moment.
         const bool idle = elapsed_ms(now_ms, timed.last_sent_ms) >= heartbeat_interval_ms;
         if (idle && !bench_.in_lapse(clock_.steady_ms())) send(timed, esesm::server_heartbeat);
         if (elapsed_ms(now_ms, timed.last_received_ms) < silence_limit_ms) continue;

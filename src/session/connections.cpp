@@ -120,7 +120,8 @@ void OrderEntry::push(MeoClient& client) {
     client.held_back = false;
 }
 
-// Ends a connection that has nothing to lose: the engine does not hear of it.
+// Ends a connection without a word to the engine, deliberately even when it is logged in: its orders stay, whatever
+// happens to those of a dropped one.
 void OrderEntry::say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text) {
     send(client, esesm::build_goodbye(reason, text));
     close(client);

@@ -6,8 +6,6 @@ namespace kavo::esesm {
 
 namespace {
 
-constexpr std::uint8_t only_matching_engine = 1;  // deliberately not the session number that a login response carries
-
 void write_header(MutableBytes packet, PacketType type) {
     namespace at = layout::packet;
     put(packet, at::length, static_cast<std::uint16_t>(packet.size() - end_of(at::length)));

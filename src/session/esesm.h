@@ -37,7 +37,7 @@ enum class LoginStatus : char {
     already_logged_in = 'L',
     invalid_start_sequence = 'N',
     invalid_session = 'S',
-    engine_unavailable = 'U',  // no login ends this way; a client may still ask for its text
+    engine_unavailable = 'U',  // no login ends this way yet; it has its text all the same
     invalid_user = 'X',
 };
 
@@ -129,8 +129,13 @@ Bytes build_packet(PacketType type, ByteView payload);
 Bytes build_goodbye(GoodbyeReason reason, std::string_view text);
 Bytes build_login_response(const std::vector<LoginResponseEntry>& entries);
 
-inline constexpr std::array<std::uint8_t, 3> server_heartbeat{0x01, 0x00, '0'};
-inline constexpr std::array<std::uint8_t, 4> replay_complete{0x02, 0x00, 'c', 0x01};
+inline constexpr std::uint8_t only_matching_engine = 1;  // deliberately not the session that a login response carries
+
+// The two whose payload never changes: nothing, and the matching engine.
+inline constexpr std::array<std::uint8_t, 3> server_heartbeat{1, 0,
+                                                              static_cast<std::uint8_t>(PacketType::server_heartbeat)};
+inline constexpr std::array<std::uint8_t, 4> replay_complete{
+    2, 0, static_cast<std::uint8_t>(PacketType::replay_complete), only_matching_engine};
 
 // Sequenced data is framed where it is stored, so that it can be sent again from there.
 //   packet  sequenced_size(message.size()) bytes

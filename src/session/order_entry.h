@@ -78,7 +78,8 @@ public:
     void lose_client(ClientHandle handle);
 
     bool anyone_logged_in() const;
-    // Ends with poll: these are the open connections, in the order in which they were accepted.
+    // The open connections, in the order in which they were accepted; one that has closed since the last pass may still
+    // be among them.
     const std::vector<ClientHandle>& open_clients() const { return open_; }
     MeoClient& client(ClientHandle handle) { return clients_[static_cast<std::size_t>(handle)]; }
     std::size_t clients_ever() const { return clients_.size(); }
