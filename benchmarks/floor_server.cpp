@@ -30,7 +30,6 @@ volatile std::sig_atomic_t stop_requested = 0;
 
 constexpr int longest_wait_ms = 5;
 constexpr int backlog = 8;
-constexpr std::size_t read_bytes = 65'536;
 
 // Which answers are pushed; the others are sent with MSG_MORE, and leave with the next one that is.
 enum class Pushed {
