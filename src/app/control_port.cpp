@@ -107,7 +107,7 @@ ControlPort::Reply ControlPort::handle(std::string_view received) {
     std::string_view rest = line;
     const Word word = take_word(rest);
     const Word argument = take_word(rest);
-    if (word == "stats") return {"ok " + statistics() + "\n"};
+    if (word == "stats") return {"ok " + bench_report(bench_, feed_, order_entry_) + "\n"};
     if (word == "stop") return {"ok stopping", true};
     const auto* command =
         std::find_if(commands.begin(), commands.end(), [&](const Command& c) { return c.word == word; });
@@ -138,11 +138,6 @@ void ControlPort::mark(Word label) {
     }
     std::fprintf(stderr, "bench: mark %s at seq %llu orders %llu\n", text.c_str(), printable(feed_.last_sequence()),
                  printable(bench_.counters.orders));
-}
-
-std::string ControlPort::statistics() const {
-    return bench_statistics(bench_.counters) + " next_seq=" + std::to_string(feed_.next_sequence()) + " " +
-           fault_summary(feed_.counters) + session_state(order_entry_);
 }
 
 int open_control_port(std::uint16_t port) {

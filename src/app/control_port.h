@@ -40,7 +40,6 @@ private:
     void set_rate(Count rate_ms);
     void start_lapse(Count length_ms);
     void mark(Word label);
-    std::string statistics() const;
 
     Bench& bench_;
     Engine& engine_;

@@ -6,6 +6,16 @@
 
 namespace kavo {
 
+namespace {
+
+std::string numbered_statistics(const Bench& bench, const DomFeed& feed) {
+    std::string text = bench_statistics(bench.counters) + " next_seq=";
+    append_number(text, feed.next_sequence());
+    return text;
+}
+
+}  // namespace
+
 std::string fault_summary(const FeedCounters& counters) {
     std::string text = "kavo_me faults: sent ";
     append_number(text, counters.packets - counters.dropped);
@@ -32,10 +42,12 @@ std::string session_state(const OrderEntry& order_entry) {
     return order_entry.anyone_logged_in() ? " session=up" : " session=down";
 }
 
+std::string bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry) {
+    return numbered_statistics(bench, feed) + " " + fault_summary(feed.counters) + session_state(order_entry);
+}
+
 void print_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry) {
-    std::fprintf(stderr, "bench: stats %s next_seq=%llu %s%s\n", bench_statistics(bench.counters).c_str(),
-                 printable(feed.next_sequence()), fault_summary(feed.counters).c_str(),
-                 session_state(order_entry).c_str());
+    std::fprintf(stderr, "bench: stats %s\n", bench_report(bench, feed, order_entry).c_str());
 }
 
 // The clients are all that were ever accepted, deliberately: it shows how often a client had to come back.
@@ -50,8 +62,8 @@ void print_feed_report(const DomFeed& feed, const Engine& engine, const OrderEnt
 }
 
 void print_final_report(const Bench& bench, const DomFeed& feed) {
-    std::fprintf(stderr, "%s\nbench: stats %s next_seq=%llu\n[kavo_me] stopped\n", fault_summary(feed.counters).c_str(),
-                 bench_statistics(bench.counters).c_str(), printable(feed.next_sequence()));
+    std::fprintf(stderr, "%s\nbench: stats %s\n[kavo_me] stopped\n", fault_summary(feed.counters).c_str(),
+                 numbered_statistics(bench, feed).c_str());
 }
 
 }  // namespace kavo

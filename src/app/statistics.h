@@ -11,6 +11,8 @@ namespace kavo {
 std::string fault_summary(const FeedCounters& counters);
 std::string bench_statistics(const BenchCounters& counters);
 std::string session_state(const OrderEntry& order_entry);  // " session=up" when anyone is logged in
+// All of these, and the number of the next feed message.
+std::string bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry);
 
 // Every two seconds while the bench is active, and every ten seconds always.
 void print_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry);

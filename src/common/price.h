@@ -10,16 +10,17 @@ namespace kavo {
 using Price = std::uint32_t;      // ten-thousandths; 0 is no price (a market order)
 using WirePrice = std::uint64_t;  // millionths
 
-inline constexpr Price price_unit = 10'000;     // one currency unit
-inline constexpr Price price_cent = 100;        // one cent
-inline constexpr WirePrice wire_cent = 10'000;  // one cent on the wire: limit prices are whole multiples of it
+inline constexpr Price price_unit = 10'000;                      // one currency unit
+inline constexpr Price price_cent = 100;                         // one cent
+inline constexpr WirePrice wire_scale = 100;                     // millionths in a ten-thousandth
+inline constexpr WirePrice wire_cent = price_cent * wire_scale;  // limit prices are whole multiples of it
 
 constexpr WirePrice to_wire(Price price) {
-    return WirePrice{price} * 100;
+    return WirePrice{price} * wire_scale;
 }
 // Kept to 32 bits: a wire price beyond 429,496.7295 wraps.
 constexpr Price from_wire(WirePrice price) {
-    return static_cast<Price>(price / 100);
+    return static_cast<Price>(price / wire_scale);
 }
 
 // Appends price / 10000 as a decimal number.

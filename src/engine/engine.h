@@ -138,7 +138,8 @@ private:
     bool closed_lately(const meo::ClientOrderId& id) const;
 
     // modify.cpp
-    meo::ModifyReason check(const meo::ModifyRequest& request, const Order& order);
+    meo::ModifyReason check(const meo::ModifyRequest& request, const Order& order) const;
+    bool scripted_to_reject(const meo::ModifyRequest& request);
     void record_missed_replace(const meo::ModifyRequest& request);
     void replace(const meo::ModifyRequest& request, Order& order);
     void match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages& answers);

@@ -39,8 +39,8 @@ constexpr bool echo_adjoins(Echo echo) {
 
 namespace new_order {  // "N1", client to venue
 inline constexpr Unread unread{2, 8};
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{34};
 inline constexpr Number<std::uint64_t> price{38};
 inline constexpr Number<std::uint32_t> quantity{46};
@@ -58,9 +58,9 @@ static_assert(adjoin(type, unread, mpid, client_order_id, product_id, price, qua
 
 namespace modify {  // "M1", client to venue
 inline constexpr Unread unread{2, 8};
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
-inline constexpr Text orig_client_order_id{34, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
+inline constexpr Text orig_client_order_id{34, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{54};  // given back, never used to find the order
 inline constexpr Number<std::uint64_t> price{58};
 inline constexpr Number<std::uint32_t> quantity{66};
@@ -76,9 +76,9 @@ static_assert(adjoin(type, unread, mpid, client_order_id, orig_client_order_id, 
 
 namespace cancel {  // "CO", client to venue
 inline constexpr Unread unread{2, 8};
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
-inline constexpr Text orig_client_order_id{34, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
+inline constexpr Text orig_client_order_id{34, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{54};
 inline constexpr Unread tail{58, 10};
 inline constexpr std::size_t min_size = end_of(tail);
@@ -86,8 +86,8 @@ static_assert(adjoin(type, unread, mpid, client_order_id, orig_client_order_id, 
 }  // namespace cancel
 
 namespace new_order_response {  // "NR"
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{34};
 inline constexpr Number<std::uint64_t> order_id{38};
 inline constexpr Number<std::uint64_t> price{46};
@@ -100,9 +100,9 @@ static_assert(adjoin(type, timestamp, mpid, client_order_id, product_id, order_i
 }  // namespace new_order_response
 
 namespace order_accepted {  // "O1"
-inline constexpr Text mpid{10, 4};
+inline constexpr Text mpid{10, mpid_size};
 inline constexpr Number<std::uint64_t> order_id{14};
-inline constexpr Text client_order_id{22, 20};
+inline constexpr Text client_order_id{22, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{42};
 inline constexpr Number<std::uint64_t> price{46};
 inline constexpr Number<std::uint32_t> quantity{54};
@@ -122,7 +122,7 @@ static_assert(adjoin(type, timestamp, mpid, order_id, client_order_id, product_i
 namespace order_resting {  // "P1"
 inline constexpr Number<std::uint32_t> product_id{10};
 inline constexpr Number<std::uint64_t> order_id{14};
-inline constexpr Text client_order_id{22, 20};
+inline constexpr Text client_order_id{22, client_order_id_size};
 inline constexpr Number<std::uint64_t> price{42};
 inline constexpr Letter at_touch{50};  // 'Y' or 'N'
 inline constexpr Unread reserved{51, 9};
@@ -131,9 +131,9 @@ static_assert(adjoin(type, timestamp, product_id, order_id, client_order_id, pri
 }  // namespace order_resting
 
 namespace execution {  // "E1"
-inline constexpr Text mpid{10, 4};
+inline constexpr Text mpid{10, mpid_size};
 inline constexpr Number<std::uint32_t> product_id{14};
-inline constexpr Text client_order_id{18, 20};
+inline constexpr Text client_order_id{18, client_order_id_size};
 inline constexpr Number<std::uint64_t> match_number{38};
 inline constexpr Number<std::uint64_t> execution_id{46};
 inline constexpr Unread zero_a{54, 1};
@@ -157,8 +157,8 @@ static_assert(adjoin(type, timestamp, mpid, product_id, client_order_id, match_n
 }  // namespace execution
 
 namespace order_cancelled {  // "XN"
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{34};
 inline constexpr Number<std::uint64_t> order_id{38};
 inline constexpr Number<std::uint32_t> leaves{46};
@@ -173,9 +173,9 @@ static_assert(adjoin(type, timestamp, mpid, client_order_id, product_id, order_i
 }  // namespace order_cancelled
 
 namespace modify_response {  // "MR"
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
-inline constexpr Text orig_client_order_id{34, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
+inline constexpr Text orig_client_order_id{34, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{54};
 inline constexpr Number<std::uint64_t> order_id{58};
 inline constexpr Number<std::uint32_t> leaves{66};
@@ -189,9 +189,9 @@ static_assert(adjoin(type, timestamp, mpid, client_order_id, orig_client_order_i
 }  // namespace modify_response
 
 namespace modify_notification {  // "MN"
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
-inline constexpr Text orig_client_order_id{34, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
+inline constexpr Text orig_client_order_id{34, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{54};
 inline constexpr Number<std::uint64_t> order_id{58};
 inline constexpr Number<std::uint64_t> price{66};
@@ -210,9 +210,9 @@ static_assert(adjoin(type, timestamp, mpid, client_order_id, orig_client_order_i
 }  // namespace modify_notification
 
 namespace cancel_response {  // "CR"
-inline constexpr Text mpid{10, 4};
-inline constexpr Text client_order_id{14, 20};
-inline constexpr Text orig_client_order_id{34, 20};
+inline constexpr Text mpid{10, mpid_size};
+inline constexpr Text client_order_id{14, client_order_id_size};
+inline constexpr Text orig_client_order_id{34, client_order_id_size};
 inline constexpr Number<std::uint32_t> product_id{54};
 inline constexpr Number<std::uint64_t> order_id{58};
 inline constexpr Unread zero{66, 4};

@@ -39,7 +39,12 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
     }
     const std::uint64_t order_id = order->id;
     const std::uint32_t product_id = order->product_id;
-    const ModifyReason reason = check(request, *order);
+    ModifyReason reason = check(request, *order);
+    if (reason != ModifyReason::accepted) {
+        ++bench_.counters.replace_rejects;
+    } else if (scripted_to_reject(request)) {
+        reason = ModifyReason::scripted;
+    }
     if (reason != ModifyReason::accepted) {
         if (reason != ModifyReason::mpid_mismatch) write_replace_reject(request, order, reject_text(reason));
         return answer(order_id, 0, reason);
@@ -56,21 +61,22 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
     if (product_of(*order).side(!order->buy).crossed_by(order->price)) match_replaced(*order, now_ns, answers);
 }
 
-ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) {
-    const auto reject = [&](ModifyReason reason) {
-        ++bench_.counters.replace_rejects;
-        return reason;
-    };
-    if (client_orders_.find(request.client_order_id) != nullptr) return reject(ModifyReason::duplicate_client_order_id);
-    if (order.mpid != request.mpid) return reject(ModifyReason::mpid_mismatch);
-    if (request.price == 0 || request.price % wire_cent != 0) return reject(ModifyReason::invalid_price);
-    if (request.quantity == 0) return reject(ModifyReason::no_quantity);
-    if (fault_fires(++bench_.counters.replace_requests, bench_.replace_reject_every, bench_.replace_reject_next)) {
-        std::fprintf(stderr, "bench: scripted replace reject for %s -> %s (the order stands as it was)\n",
-                     request.orig_client_order_id.str().c_str(), request.client_order_id.str().c_str());
-        return ModifyReason::scripted;
-    }
+ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) const {
+    if (client_orders_.find(request.client_order_id) != nullptr) return ModifyReason::duplicate_client_order_id;
+    if (order.mpid != request.mpid) return ModifyReason::mpid_mismatch;
+    if (request.price == 0 || request.price % wire_cent != 0) return ModifyReason::invalid_price;
+    if (request.quantity == 0) return ModifyReason::no_quantity;
     return ModifyReason::accepted;
+}
+
+// Counts a replace that has passed every check, and rejects it all the same when the script says so.
+bool Engine::scripted_to_reject(const meo::ModifyRequest& request) {
+    if (!fault_fires(++bench_.counters.replace_requests, bench_.replace_reject_every, bench_.replace_reject_next)) {
+        return false;
+    }
+    std::fprintf(stderr, "bench: scripted replace reject for %s -> %s (the order stands as it was)\n",
+                 request.orig_client_order_id.str().c_str(), request.client_order_id.str().c_str());
+    return true;
 }
 
 // The replacement queues behind the orders at its price even when it is reported as keeping its priority: on this venue

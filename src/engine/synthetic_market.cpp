@@ -23,7 +23,8 @@ std::int64_t mid_of(const Product& product) {
 // market's own spread is never below a cent.
 Price quote_price(std::int64_t mid, bool buy, std::uint64_t cents) {
     const auto middle = static_cast<std::uint64_t>(mid);
-    const std::uint64_t raw = buy ? middle - 50 - price_cent * cents : middle + price_cent * cents + 50;
+    constexpr Price half_cent = price_cent / 2;
+    const std::uint64_t raw = buy ? middle - half_cent - price_cent * cents : middle + price_cent * cents + half_cent;
     constexpr std::int64_t cent = price_cent;
     return static_cast<Price>(static_cast<std::int64_t>(raw) / cent * cent);
 }
