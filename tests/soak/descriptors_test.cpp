@@ -62,7 +62,7 @@ TEST(DescriptorsUsedUp, LeaveTheClientsServedAndTheProcessorIdle) {
     EXPECT_LT(share, sanitized ? 30.0 : 10.0);
     trader.trade_for(seconds(1));
     trader.answers().report("an answer without descriptors");
-    EXPECT_LT(trader.answers().percentile(50), milliseconds(sanitized ? 100 : 10));
+    EXPECT_LT(trader.answers().percentile(99), milliseconds(sanitized ? 100 : 10));
 
     // Each that leaves makes room for one that waits, whoever that is.
     Durations recovery;
@@ -77,7 +77,7 @@ TEST(DescriptorsUsedUp, LeaveTheClientsServedAndTheProcessorIdle) {
         answered.insert(next);
     }
     recovery.report("a free descriptor is taken after");
-    EXPECT_LT(recovery.percentile(50), milliseconds(sanitized ? 200 : 50));
+    EXPECT_LT(recovery.percentile(50), milliseconds(sanitized ? 200 : 20));
     trader.trade();
     stage.stop();
 }
