@@ -398,6 +398,16 @@ TEST(LocalDatagrams, NeverBlockAndAreHeardOnThisHostAlone) {
     EXPECT_EQ(errno, EAGAIN);
 }
 
+TEST(LocalDatagrams, SaySoWhenDescriptorsHaveRunOut) {
+    int datagrams = 0;
+    EXPECT_EQ(said_during([&] {
+                  const NoDescriptorLeft none;
+                  datagrams = open_local_datagrams(0, "kavo_me: control port");
+              }),
+              "kavo_me: control port: Too many open files\n");
+    EXPECT_EQ(datagrams, no_socket);
+}
+
 TEST(LocalDatagrams, OnAPortThatIsTakenSayWhatFailedAndWhy) {
     const Socket taken(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in address{};
