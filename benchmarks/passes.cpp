@@ -114,7 +114,7 @@ int main(int argc, char** argv) {
         BusyServer simulator("kavo_me", ServerKind::simulator);
         BusyServer floor("floor, a request at once", ServerKind::request_floor);
         trade_for(seconds_asked(argc, argv), simulator, floor);
-        std::printf("%-32s %10s %8s %8s %8s %8s\n", "passes, processor time", "count", "p50 us", "p99 us", "p99.99",
+        std::printf("%-32s %10s %8s %8s %8s %8s\n", "passes, processor time, us", "count", "p50", "p99", "p99.99",
                     "longest");
         simulator.report();
         floor.report();

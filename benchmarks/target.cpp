@@ -50,8 +50,10 @@ std::vector<std::string> arguments(const ServerSettings& settings, std::uint16_t
 std::map<std::string, std::string> environment(const ServerSettings& settings, const std::string& order_truth) {
     std::map<std::string, std::string> result;
     if (settings.order_truth) result["BENCH_ORDER_TRUTH"] = order_truth;
-    if (!settings.pass_times.empty())
-        result.insert({{"LD_PRELOAD", PASS_CLOCK_PATH}, {"PASS_TIMES", settings.pass_times}});
+    if (!settings.pass_times.empty()) {
+        result["LD_PRELOAD"] = PASS_CLOCK_PATH;
+        result["PASS_TIMES"] = settings.pass_times;
+    }
     return result;
 }
 

@@ -19,7 +19,7 @@ struct ServerSettings {
     ServerKind kind = ServerKind::simulator;
     bool order_truth = false;
     bool book_truth = false;
-    int tick_interval_ms = -1;    // of the simulator's market: it stands still, so that all that happens is the load's
+    int tick_interval_ms = -1;    // of the simulator's market; -1: it stands still, and all that happens is the load's
     std::string pass_times = {};  // the file for the lengths of its passes; empty: they are not taken
 };
 
