@@ -13,6 +13,9 @@
 
 namespace kavo::benchmarks {
 
+// Takes everything and leads nowhere; nothing ever comes from there.
+Transport nowhere();
+
 class Market {
 public:
     static constexpr ClientHandle crowd = 0;   // owns most of what rests
@@ -38,7 +41,7 @@ public:
     Bench bench;
     DomFeed feed{1, clock, [](ByteView) {}};
     Engine engine{feed, generator, {.quiet = true, .acod = true}, bench, clock};
-    OrderEntry order_entry{engine, feed, bench, clock, {[](int, ByteView, bool) {}, [](int) {}, [](int) {}}, 1, true};
+    OrderEntry order_entry{engine, feed, bench, clock, nowhere(), 1, true};
 
 private:
     void log_in(const std::string& username);

@@ -18,8 +18,9 @@ constexpr std::array<std::string_view, 7> usernames{"alice", "bob", "carol", "da
 
 Client::Identity identity(std::size_t number) {
     const auto letter = static_cast<char>('a' + number);
+    const bool only_one = number == 3 || number == 4;  // nor does anybody claim to be one of these
     return {std::string(usernames.at(number)), std::string("MP") + static_cast<char>('A' + number) + "1",
-            std::string(1, letter), number >= 5};
+            std::string(1, letter), number >= 5, only_one};
 }
 
 }  // namespace
@@ -35,13 +36,28 @@ SimulatedDay::SimulatedDay(std::uint64_t seed)
 void SimulatedDay::play() {
     stage_.start_day();
     for (unsigned pass = 0; pass < plan_.passes; ++pass) {
-        for (Receiver& receiver : receivers_) receiver.act();
-        for (Client& client : clients_) client.act();
+        act();
         if (plan_.control_port && dice_.one_in(25)) stage_.command(some_command(dice_));
         stage_.pass();
         wait();
     }
     end_day();
+}
+
+// Most act before the venue's poll. What the others do between the poll and the pass is there, but the pass does not
+// know.
+void SimulatedDay::act() {
+    std::vector<Client*> late;
+    for (Receiver& receiver : receivers_) receiver.act();
+    for (Client& client : clients_) {
+        if (dice_.one_in(6)) {
+            late.push_back(&client);
+        } else {
+            client.act();
+        }
+    }
+    stage_.poll();
+    for (Client* client : late) client->act();
 }
 
 // Mostly as short as the main loop's, sometimes longer, and sometimes to the very moment at which something falls due.
@@ -61,6 +77,7 @@ void SimulatedDay::wait() {
 
 void SimulatedDay::pass_after(std::uint64_t ms) {
     stage_.let_pass(ms);
+    stage_.poll();
     stage_.pass();
 }
 

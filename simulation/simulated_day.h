@@ -35,6 +35,7 @@ public:
     const Tape& tape() const { return tape_; }
 
 private:
+    void act();
     void wait();
     void end_day();
     void pass_after(std::uint64_t ms);

@@ -54,6 +54,19 @@ std::string from_client(char type, const Bytes& payload) {
     }
 }
 
+std::string taken_of(const Entry& entry) {
+    if (entry.taken == entry.bytes.size()) return "";
+    return entry.taken == 0 ? ", which it does not take" : ", of which it takes " + std::to_string(entry.taken);
+}
+
+// A packet, or what was left of one.
+std::string words_of(const Entry& entry) {
+    const Bytes& bytes = entry.bytes;
+    const bool whole = bytes.size() >= 3 && bytes.size() == model::get(bytes, 0, 2) + 2;
+    return (whole ? test::packet_text(bytes) : "the rest, " + std::to_string(bytes.size()) + " bytes") +
+           taken_of(entry);
+}
+
 class Teller {
 public:
     explicit Teller(std::FILE* out) : out_(out) {}
@@ -111,20 +124,21 @@ void Teller::tell(const Entry& entry) {
             now_ms_ = entry.steady_ms;
             if (start_ms_ == 0) start_ms_ = now_ms_;
             return;
-        case What::pass_time: return say("pass", std::to_string(++pass_));
+        case What::step:
+            if (entry.step == Step::read_time) say("pass", std::to_string(++pass_));
+            return;
         case What::command: return say("person", "> " + entry.text);
         case What::command_reply: return say("person", "< " + entry.text.substr(0, entry.text.find('\n')));
         case What::client_connected: received_[entry.fd].clear(); return say("client " + number, "connects");
         case What::client_bytes: return tell_bytes("client " + number, entry.fd, entry.bytes);
         case What::client_gone: return say("client " + number, "is gone");
-        case What::packet_sent: return say("client " + number, "< " + test::packet_text(entry.bytes));
+        case What::packet_sent: return say("client " + number, "< " + words_of(entry));
         case What::client_closed: return say("client " + number, "is closed");
         case What::receiver_connected: received_[entry.fd].clear(); return say("receiver " + number, "connects");
         case What::receiver_bytes: return tell_bytes("receiver " + number, entry.fd, entry.bytes);
         case What::receiver_gone: return say("receiver " + number, "is gone");
         case What::reply_sent:
-            return say("receiver " + number, "< " + std::to_string(entry.bytes.size()) + " bytes" +
-                                                 (entry.flag ? "" : ", which it does not take"));
+            return say("receiver " + number, "< " + std::to_string(entry.bytes.size()) + " bytes" + taken_of(entry));
         case What::receiver_closed: return say("receiver " + number, "is closed");
         case What::datagram: return tell_datagram(entry.bytes);
         case What::order_truth:

@@ -1,31 +1,31 @@
 #include "tape.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 
+#include "app/main_loop.h"
+
 namespace kavo::simulation {
 
-namespace {
-
-constexpr std::array<std::string_view, 14> step_names{
-    "start of day", "commands",     "accept",         "serve",    "market",    "deliver",     "announce lapse",
-    "timers",       "bench report", "feed heartbeat", "recovery", "snapshots", "feed report", "end of day",
-};
-
-}  // namespace
-
 std::string_view name_of(Step step) {
-    return step_names.at(static_cast<std::size_t>(step));
+    if (step == Step::start_of_day) return "start of day";
+    if (step == Step::end_of_day) return "end of day";
+    return MainLoop::steps()[static_cast<std::size_t>(step)].name;
 }
 
-Entry entry_of(What what, int fd, ByteView bytes, bool flag) {
+Entry entry_of(What what, int fd, ByteView bytes) {
     Entry entry;
     entry.what = what;
     entry.fd = fd;
-    entry.flag = flag;
     entry.bytes.assign(bytes.begin(), bytes.end());
+    return entry;
+}
+
+Entry sent_entry(What what, int fd, ByteView bytes, std::size_t taken, bool more_follows) {
+    Entry entry = entry_of(what, fd, bytes);
+    entry.taken = taken;
+    entry.flag = more_follows;
     return entry;
 }
 

@@ -12,21 +12,23 @@
 namespace kavo::simulation {
 
 enum class What : std::uint8_t {
-    clock,      // from here on both clocks stand at another moment
-    step,       // the main loop begins a step
-    pass_time,  // the main loop reads the time of its pass
+    clock,     // from here on both clocks stand at another moment
+    step,      // the main loop begins a step
+    readable,  // the poll has found something to read on this connection
     command,
     command_reply,
     client_connected,
-    client_bytes,    // read by the venue
-    client_gone,     // the venue finds that the peer has closed
-    packet_sent,     // towards a client
-    packets_pushed,  // what waits for another packet goes out
-    client_closed,   // by the venue
+    client_bytes,     // read by the venue; perhaps none
+    client_gone,      // read by the venue: the peer has closed
+    packet_sent,      // towards a client
+    packets_pushed,   // what waits for another packet goes out
+    client_finished,  // the venue sends nothing more
+    client_closed,    // by the venue
     receiver_connected,
     receiver_bytes,
     receiver_gone,
     reply_sent,  // towards a receiver
+    receiver_finished,
     receiver_closed,
     datagram,
     order_truth,  // a line of the order truth log
@@ -35,11 +37,13 @@ enum class What : std::uint8_t {
     snapshot,     // the text of a snapshot file
 };
 
+// The steps of the main loop, in its order, and what comes before and behind them all.
 enum class Step : std::uint8_t {
-    start_of_day,
     commands,
     accept,
     serve,
+    continue_sending,
+    read_time,
     market,
     deliver,
     announce_lapse,
@@ -49,6 +53,7 @@ enum class Step : std::uint8_t {
     recovery,
     snapshots,
     feed_report,
+    start_of_day,
     end_of_day,
 };
 std::string_view name_of(Step step);
@@ -56,8 +61,9 @@ std::string_view name_of(Step step);
 struct Entry {
     What what = What::step;
     Step step = Step::commands;
-    bool flag = false;  // packet_sent: another packet follows. reply_sent: the receiver took it
-    int fd = 0;         // of the connection, where there is one
+    bool flag = false;      // packet_sent: another packet follows
+    std::size_t taken = 0;  // packet_sent, reply_sent: so many of the bytes
+    int fd = 0;             // of the connection, where there is one
     std::uint64_t steady_ms = 0;
     std::uint64_t wall_ns = 0;
     std::string text;  // lines are without their line end
@@ -72,7 +78,8 @@ inline std::string number_of(int fd) {
     return std::to_string(fd - first_fd);
 }
 
-Entry entry_of(What what, int fd, ByteView bytes = {}, bool flag = false);
+Entry entry_of(What what, int fd, ByteView bytes = {});
+Entry sent_entry(What what, int fd, ByteView bytes, std::size_t taken, bool more_follows);
 Entry line_of(What what, std::string_view text);
 Entry step_entry(Step step);
 Entry clock_entry(std::uint64_t steady_ms, std::uint64_t wall_ns);

@@ -203,12 +203,8 @@ std::uint64_t SessionStory::next_wait_ms() {
     return choice == waits_ms.size() + 1 ? silent_ms : silent_ms - 1;
 }
 
-// The sockets of this venue are none, so nothing is read in its pass; what is closed is forgotten all the same.
 void SessionStory::pass() {
-    for (const ClientHandle client : venue_.order_entry.open_clients()) {
-        venue_.order_entry.client(client).readable = false;
-    }
-    venue_.order_entry.serve_clients();
+    venue_.order_entry.serve_clients();  // what is closed is forgotten
     audit_.before_pass();
     venue_.pass();
     venue_.feed.heartbeat_when_idle();

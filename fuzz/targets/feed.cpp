@@ -97,25 +97,21 @@ private:
 
     // A receiver of its own for every request.
     void ask(std::uint64_t first, std::uint64_t last) {
-        Bytes sent;
-        int closed = 0;
-        const auto send_all = [&sent](int, ByteView bytes) {
-            sent.insert(sent.end(), bytes.begin(), bytes.end());
-            return true;
-        };
-        Retransmission service(feed_, clock_, {send_all, [&closed](int) { ++closed; }}, session);
-        RConn& receiver = service.open_connection(1);
-        service.receive(receiver,
+        test::MemoryPeers peers;
+        test::MemoryPeer& receiver = peers.peers[1];
+        Retransmission service(feed_, clock_, peers.transport(), session);
+        RConn& connection = service.open_connection(1);
+        service.receive(connection,
                         esesm::build_packet(esesm::PacketType::login_request, test::receiver_login().payload()));
-        sent.clear();
-        service.receive(receiver, esesm::build_packet(esesm::PacketType::retransmission_request,
-                                                      test::retransmission_payload(first, last)));
+        receiver.received.clear();
+        service.receive(connection, esesm::build_packet(esesm::PacketType::retransmission_request,
+                                                        test::retransmission_payload(first, last)));
         Bytes expected = literal_.sent_again(first, last);
         for (const char byte : std::string("\x19\0GAretransmission complete", 27)) {
             expected.push_back(static_cast<std::uint8_t>(byte));
         }
-        require(sent == expected, "a receiver is sent again what was published");
-        require(closed == 1, "a receiver that was served is closed");
+        require(receiver.received == expected, "a receiver is sent again what was published");
+        require(receiver.closed == 1, "a receiver that was served is closed");
     }
 
     void compare() {

@@ -29,7 +29,8 @@ void Client::act() {
         return;
     }
     if (dice_.one_in(identity_.clumsy ? 60 : 250)) return leave();
-    if (dice_.one_in(peer_->takes_nothing ? 8 : 120)) peer_->takes_nothing = !peer_->takes_nothing;
+    if (dice_.one_in(120)) return come_back_at_once();
+    change_pace();
     if (dice_.one_in(120)) {
         silent_passes_ = static_cast<unsigned>(dice_.between(1, 60));
         agenda_.add(last_said_ms_ + silence_limit_ms - dice_.below(2));
@@ -55,6 +56,23 @@ void Client::connect() {
         open_.clear();
     }
     if (dice_.one_in(20)) agenda_.add(stage_.now_ms() + login_limit_ms - dice_.below(2));
+}
+
+// Closes, and logs in again before anybody has looked. Who has its name to itself is right.
+void Client::come_back_at_once() {
+    leave();
+    connect();
+    log_in(next_);
+    send_out();
+}
+
+// Now and then it reads a little at a time, or nothing.
+void Client::change_pace() {
+    const bool slow = peer_->room != Peer::unlimited;
+    if (slow && dice_.one_in(2)) peer_->room += dice_.below(120);
+    if (!dice_.one_in(slow ? 12 : 100)) return;
+    peer_->room =
+        slow ? Peer::unlimited : static_cast<std::size_t>(dice_.below(dice_.pick<std::uint64_t>({1, 60, 2000})));
 }
 
 void Client::leave() {
@@ -84,7 +102,8 @@ void Client::say_something() {
     keep_appointments();
     if (dice_.one_in(identity_.clumsy ? 30 : 300)) return say_nonsense();
     if (!dice_.one_in(3)) {
-        const std::uint64_t count = dice_.one_in(40) ? 25 : dice_.between(1, 3);
+        const std::uint64_t count =
+            dice_.one_in(40) ? dice_.pick<std::uint64_t>({25, 25, 25, 250}) : dice_.between(1, 3);
         for (std::uint64_t i = 0; i < count; ++i) request_something();
     }
     if (stage_.now_ms() - last_said_ms_ > heartbeat_after_ms) say(dice_.one_in(4) ? 'T' : '1');

@@ -22,6 +22,7 @@ public:
         std::string mpid;
         std::string id_prefix;  // of its client order ids
         bool clumsy = false;    // seldom does what it should
+        bool only_one = false;  // nobody else uses its name
     };
 
     //   market  whose book it looks at for its prices
@@ -55,6 +56,8 @@ private:
 
     // client.cpp
     void connect();
+    void come_back_at_once();
+    void change_pace();
     void send_out();
     void say(char packet_type, ByteView payload = {});
     void say_something();

@@ -42,6 +42,10 @@ void Client::take_packet(char type, ByteView payload) {
 
 // One who asked for the present end of the stream knows that it misses something, and goes on from there.
 void Client::take_login_response(ByteView payload) {
+    if (get(payload, Letter{1}) == 'L' && identity_.only_one && !impostor_ && complaint_.empty()) {
+        complaint_ =
+            identity_.username + " is told that it is logged in already, though it has closed before it came back";
+    }
     if (get(payload, Letter{1}) != ' ') return;
     logged_in_ = true;
     if (impostor_) return;

@@ -46,6 +46,7 @@ private:
     bool misses_something() const { return last_known_ >= next_; }
 
     void recover();
+    void change_pace();
     void call();
     void ask_properly();
     void ask_badly();
@@ -77,6 +78,7 @@ private:
     unsigned patience_ = 0;                 // passes that a gap may still last
 
     Peer* peer_ = nullptr;  // of the present call
+    bool slow_ = false;     // takes its reply in small pieces
     Bytes outgoing_;
     Bytes incoming_;
     std::uint64_t as_of_ = 0;

@@ -23,8 +23,7 @@ Bytes numbers(std::uint64_t first, std::uint64_t last) {
 void Receiver::recover() {
     if (peer_ != nullptr) {
         if (!settled_ && dice_.one_in(30)) return hang_up();
-        if (!settled_ && dice_.one_in(40)) peer_->takes_nothing = true;
-        if (settled_) peer_->takes_nothing = false;
+        change_pace();
         const bool in_two_parts = !settled_ && outgoing_.size() > 1 && dice_.one_in(4);
         const std::size_t size =
             in_two_parts ? static_cast<std::size_t>(dice_.below(outgoing_.size())) : outgoing_.size();
@@ -43,8 +42,22 @@ void Receiver::recover() {
     call();
 }
 
+// A slow one takes a little at a time, until it may be given up.
+void Receiver::change_pace() {
+    if (settled_) {
+        peer_->room = Peer::unlimited;
+    } else if (slow_) {
+        if (dice_.one_in(2)) peer_->room += dice_.below(400);
+    } else if (dice_.one_in(40)) {
+        slow_ = true;
+        peer_->room = 0;
+    }
+}
+
 void Receiver::call() {
     peer_ = &stage_.connect_receiver();
+    slow_ = !settled_ && dice_.one_in(5);
+    if (slow_) peer_->room = static_cast<std::size_t>(dice_.below(600));
     outgoing_.clear();
     incoming_.clear();
     snapshot_.clear();
@@ -122,7 +135,8 @@ void Receiver::read_reply() {
     }
     incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
     if (!peer_->closed) return;
-    if (!incoming_.empty() && !peer_->takes_nothing) complain("a recovery ends in the middle of a packet");
+    if (!incoming_.empty() && !slow_) complain("a recovery ends in the middle of a packet");
+    peer_->gone = !dice_.one_in(4);  // some never close, and are closed
     peer_ = nullptr;
 }
 

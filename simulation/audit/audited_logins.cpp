@@ -14,17 +14,31 @@ void AuditedSessions::log_in(Connection& connection, const Bytes& payload) {
 }
 
 char AuditedSessions::reject_status(const Connection& connection, const Login& login) {
-    const auto has_user = [&](const Connection& other) {
-        return &other != &connection && other.open && other.logged_in && other.username == login.username;
-    };
     if (login.session_protocol != "1.0") return 'I';
     if (!login.application_protocol.starts_with("MEO")) return 'A';
     if (login.engines != 1) return 'C';
     if (login.username.empty() || login.computer_id.empty()) return 'X';
-    if (std::any_of(connections_.begin(), connections_.end(), has_user)) return 'L';
+    if (name_is_taken(login.username, connection)) return 'L';
     if (login.engine_id != 0 && login.engine_id != plan_.engine.session) return 'S';
     if (login.requested > streams_[login.username].size() + 1) return 'N';
     return ' ';
+}
+
+AuditedSessions::Connection* AuditedSessions::holder_of(const std::string& username, const Connection& asking) {
+    for (Connection& other : connections_) {
+        if (&other != &asking && other.open && other.logged_in && other.username == username) return &other;
+    }
+    return nullptr;
+}
+
+// Whoever holds the name may have left it by now.
+bool AuditedSessions::name_is_taken(const std::string& username, const Connection& asking) {
+    Connection* holder = holder_of(username, asking);
+    if (holder == nullptr || looking_again_) return holder != nullptr;
+    looking_again_ = true;
+    look_again(*holder, 50);
+    looking_again_ = false;
+    return holder_of(username, asking) != nullptr;
 }
 
 void AuditedSessions::reject(Connection& connection, const Login& login, char status) {
@@ -47,15 +61,16 @@ void AuditedSessions::accept(Connection& connection, const Login& login) {
     witness_.expect_said("bench: login " + login.username + " requested seq " + std::to_string(login.requested) +
                          " (stream next " + std::to_string(highest + 1) + "): accepted at " + std::to_string(from) +
                          ", replaying " + std::to_string(count) + " message(s)");
-    expect_sent(connection, login_response(' ', plan_.engine.session, highest));
+    connection.replay = {.response = login_response(' ', plan_.engine.session, highest),
+                         .missed = {},
+                         .completion_due = count != 0,
+                         .followers = {}};
+    for (std::uint64_t number = from; number <= highest; ++number) connection.replay.missed.push_back(number);
     if (count != 0) {
         ++bench_.replays;
         bench_.replayed += count;
-        for (std::uint64_t number = from; number <= highest; ++number) {
-            expect_sent(connection, sequenced_packet(number, stream[number - 1]));
-        }
-        expect_sent(connection, session_packet('c', Bytes{1}));
     }
+    continue_replay(connection, (witness_.now_ms() + 1) * AuditedTurns::ns_per_ms);
     if (highest == 0) start_session(connection);
     if (bench_.scenario_lapse_ms > 0 && !bench_.scenario_lapse_started) {
         bench_.scenario_lapse_started = true;

@@ -1,6 +1,7 @@
 #include "audit/audited_recovery.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "audit/finding.h"
 #include "audit/packets.h"
@@ -25,42 +26,84 @@ char login_status(const Login& login) {
 
 }  // namespace
 
+void AuditedRecovery::find_readable(int fd) {
+    const auto found = std::find_if(connections_.begin(), connections_.end(), [fd](const Connection& connection) {
+        return connection.open && connection.fd == fd;
+    });
+    if (found == connections_.end()) throw Finding("the venue polls a receiver that it has closed");
+    found->readable = true;
+}
+
 void AuditedRecovery::serve() {
-    while (true) {
-        if (witness_.next_is(What::receiver_connected)) {
-            Connection& connection = connections_.emplace_back();
-            connection.fd = witness_.take(What::receiver_connected).fd;
-            connection.connected_ms = witness_.now_ms();
-        } else if (witness_.next_is(What::receiver_bytes)) {
-            const Entry& entry = witness_.take(What::receiver_bytes);
-            receive(connection_of(entry.fd), entry.bytes);
-        } else if (witness_.next_is(What::receiver_gone)) {
-            connection_of(witness_.take(What::receiver_gone).fd).gone = true;
-        } else {
-            break;
-        }
-    }
+    accept();
+    take_turns();
     for (Connection& connection : connections_) {
-        if (connection.open && connection.gone) close(connection);
         if (connection.open) run_timer(connection);
     }
     std::erase_if(connections_, [](const Connection& connection) { return !connection.open; });
+    farewells_.serve();
 }
 
-AuditedRecovery::Connection& AuditedRecovery::connection_of(int fd) {
-    const auto open = std::find_if(connections_.begin(), connections_.end(), [fd](const Connection& connection) {
-        return connection.open && connection.fd == fd;
-    });
-    if (open == connections_.end()) throw Finding("the venue reads a receiver that it has closed");
-    return *open;
+void AuditedRecovery::accept() {
+    while (witness_.next_is(What::receiver_connected)) {
+        Connection& connection = connections_.emplace_back();
+        connection.fd = witness_.take(What::receiver_connected).fd;
+        connection.connected_ms = witness_.now_ms();
+    }
 }
 
-void AuditedRecovery::receive(Connection& connection, const Bytes& bytes) {
-    Bytes& received = connection.received;
-    append(received, bytes);
+void AuditedRecovery::take_turns() {
+    const auto wants_turn = [](const Connection& connection) {
+        return connection.readable || connection.backlog || !connection.debt.rest.empty();
+    };
+    turns_.begin(witness_.now_ms(),
+                 static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), wants_turn)));
+    for (Connection& connection : connections_) {
+        if (!wants_turn(connection) || !turns_.owes(connection.turn)) continue;
+        if (turns_.time_is_up(witness_.now_ms())) return;
+        take_turn(connection, turns_.give(connection.turn, witness_.now_ms()));
+    }
+    turns_.end_round();
+}
+
+void AuditedRecovery::take_turn(Connection& connection, std::uint64_t until_ns) {
+    if (!send_rest(connection)) return;
+    if (!connection.backlog && !read(connection)) return;
+    if (connection.backlog) handle_packets(connection, until_ns);
+}
+
+// Nothing more is handled before the receiver has taken what it is owed.
+bool AuditedRecovery::send_rest(Connection& connection) {
+    if (connection.debt.rest.empty()) return true;
+    connection.debt.expect_sent(witness_, What::reply_sent, connection.fd);
+    if (connection.debt.rest.empty()) return true;
+    if (connection.debt.stalled(witness_.now_ms())) close(connection);
+    return false;
+}
+
+// False when the peer has closed.
+bool AuditedRecovery::read(Connection& connection) {
+    connection.readable = false;
+    if (witness_.next_is(What::receiver_gone)) {
+        witness_.expect(What::receiver_gone, connection.fd);
+        close(connection);
+        return false;
+    }
+    const Entry& entry = witness_.take(What::receiver_bytes);
+    if (entry.fd != connection.fd) throw Finding("it is the turn of receiver " + number_of(connection.fd));
+    append(connection.received, entry.bytes);
+    connection.backlog = !entry.bytes.empty();
+    return true;
+}
+
+void AuditedRecovery::handle_packets(Connection& connection, std::uint64_t until_ns) {
+    connection.backlog = false;
     char type = 0;
-    for (Bytes payload; connection.open && cut_session_packet(received, type, payload);) {
+    for (Bytes payload;
+         connection.open && !connection.backlog && cut_session_packet(connection.received, type, payload);) {
         handle(connection, type, payload);
+        if (!connection.open) return;
+        connection.backlog = !send_rest(connection) || witness_.now_ms() * AuditedTurns::ns_per_ms >= until_ns;
     }
 }
 
@@ -80,7 +123,7 @@ void AuditedRecovery::log_in(Connection& connection, const Bytes& payload) {
     Login login;
     if (!read_login(payload, login)) return say_goodbye(connection, 'B', "malformed login");
     const char status = login_status(login);
-    expect_reply(connection, login_response(status, plan_.engine.session, feed_.last_sequence()));
+    owe(connection, login_response(status, plan_.engine.session, feed_.last_sequence()));
     if (status == ' ') {
         connection.logged_in = true;
         return;
@@ -99,7 +142,7 @@ void AuditedRecovery::retransmit(Connection& connection, const Bytes& payload) {
     for (std::uint64_t sequence = first; sequence <= last; ++sequence) {
         append(reply, sequenced_packet(sequence, feed_.message(sequence)));
     }
-    expect_reply(connection, reply);
+    owe(connection, reply);
     ++feed_.retransmissions;
     say_goodbye(connection, 'A', "retransmission complete");
 }
@@ -113,7 +156,7 @@ void AuditedRecovery::refresh(Connection& connection, const Bytes& payload) {
         return say_goodbye(connection, 'B', "unknown refresh type");
     }
     const Bytes reply = snapshot(type);
-    expect_reply(connection, reply);
+    owe(connection, reply);
     witness_.expect_said(std::string("bench: refresh '") + type + "' served as of seq " +
                          std::to_string(feed_.last_sequence()) + " (" + std::to_string(reply.size()) + " bytes)");
     ++feed_.refreshes;
@@ -140,30 +183,22 @@ Bytes AuditedRecovery::snapshot(char type) const {
     return reply;
 }
 
+// Nobody is too late with what has not been read yet.
 void AuditedRecovery::run_timer(Connection& connection) {
     if (connection.logged_in || witness_.now_ms() <= connection.connected_ms + login_limit_ms) return;
-    say_goodbye(connection, 'L', "timed out waiting for login");
+    if (!read(connection)) return;
+    handle_packets(connection, (witness_.now_ms() + 1) * AuditedTurns::ns_per_ms);
+    if (connection.open && !connection.logged_in) say_goodbye(connection, 'L', "timed out waiting for login");
 }
 
-// In as many pieces as the venue likes. One that a receiver does not take is the last.
-void AuditedRecovery::expect_reply(Connection& connection, const Bytes& bytes) {
-    for (std::size_t at = 0; connection.open && at < bytes.size();) {
-        const Entry& entry = witness_.take(What::reply_sent);
-        const std::size_t size = std::min(entry.bytes.size(), bytes.size() - at);
-        const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-        if (entry.fd != connection.fd || size == 0 || size != entry.bytes.size() ||
-            !std::equal(entry.bytes.begin(), entry.bytes.end(), start)) {
-            throw Finding(in_words(entry) + " is not the reply that receiver " + number_of(connection.fd) +
-                          " should get at byte " + std::to_string(at) + " of " + std::to_string(bytes.size()));
-        }
-        at += size;
-        if (!entry.flag) close(connection);
-    }
+void AuditedRecovery::owe(Connection& connection, const Bytes& bytes) {
+    connection.debt.add(bytes, witness_.now_ms());
 }
 
 void AuditedRecovery::say_goodbye(Connection& connection, char reason, const std::string& text) {
-    expect_reply(connection, goodbye_packet(reason, text));
-    if (connection.open) close(connection);
+    owe(connection, goodbye_packet(reason, text));
+    connection.open = false;
+    farewells_.add(connection.fd, std::exchange(connection.debt, {}));
 }
 
 void AuditedRecovery::close(Connection& connection) {

@@ -20,29 +20,79 @@ std::uint64_t age_ms(std::uint64_t now_ms, std::uint64_t then_ms) {
 
 }  // namespace
 
+bool AuditedSessions::find_readable(int fd) {
+    const auto connection = by_fd_.find(fd);
+    if (connection == by_fd_.end()) return false;
+    connection->second->readable = true;
+    return true;
+}
+
+// What earlier connections have said came before whatever a new one says, so they are all read with it.
+void AuditedSessions::accept() {
+    if (!witness_.next_is(What::client_connected)) return;
+    while (witness_.next_is(What::client_connected)) connect(witness_.take(What::client_connected).fd);
+    for (Connection& connection : connections_) connection.readable = true;
+}
+
 void AuditedSessions::connect(int fd) {
     Connection& connection = connections_.emplace_back();
     connection.handle = static_cast<int>(connections_.size()) - 1;
     connection.fd = fd;
     connection.connected_ms = connection.last_received_ms = connection.last_sent_ms = witness_.now_ms();
     by_fd_[fd] = &connection;
+    if (!plan_.engine.quiet) witness_.expect_said("[kavo_me] client connected (fd " + std::to_string(fd) + ")");
 }
 
-AuditedSessions::Connection& AuditedSessions::open_connection(int fd) {
-    const auto connection = by_fd_.find(fd);
-    if (connection == by_fd_.end()) throw Finding("the venue reads a connection that it has closed");
-    return *connection->second;
+void AuditedSessions::serve() {
+    const auto has_input = [](const Connection& connection) {
+        return connection.open && (connection.readable || connection.backlog);
+    };
+    reading_.begin(witness_.now_ms(),
+                   static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), has_input)));
+    for (Connection& connection : connections_) {
+        if (!has_input(connection) || !reading_.owes(connection.reading_turn)) continue;
+        if (reading_.time_is_up(witness_.now_ms())) return;
+        const std::uint64_t until_ns = reading_.give(connection.reading_turn, witness_.now_ms());
+        if (!connection.backlog && !read(connection)) {
+            lose(connection);
+        } else if (connection.backlog) {
+            handle_packets(connection, until_ns);
+        }
+    }
+    reading_.end_round();
 }
 
-void AuditedSessions::receive(int fd, const Bytes& bytes) {
-    Connection& connection = open_connection(fd);
+// False when the peer has closed.
+bool AuditedSessions::read(Connection& connection) {
+    connection.readable = false;
+    if (witness_.next_is(What::client_gone)) {
+        witness_.expect(What::client_gone, connection.fd);
+        return false;
+    }
+    const Entry& entry = witness_.take(What::client_bytes);
+    if (entry.fd != connection.fd) throw Finding("it is the turn of client " + number_of(connection.fd));
+    if (entry.bytes.empty()) return true;
+    connection.received.insert(connection.received.end(), entry.bytes.begin(), entry.bytes.end());
     connection.last_received_ms = witness_.now_ms();
-    connection.received.insert(connection.received.end(), bytes.begin(), bytes.end());
+    connection.backlog = true;
+    return true;
+}
+
+void AuditedSessions::handle_packets(Connection& connection, std::uint64_t until_ns) {
+    connection.backlog = false;
     char type = 0;
-    for (Bytes payload; connection.open && cut_session_packet(connection.received, type, payload);) {
+    for (Bytes payload;
+         connection.open && !connection.backlog && cut_session_packet(connection.received, type, payload);) {
         handle(connection, type, payload);
+        connection.backlog = witness_.now_ms() * AuditedTurns::ns_per_ms >= until_ns;
     }
     if (connection.open) expect_nothing_waiting(connection);
+}
+
+// Nothing is held against a client before everything that it has sent has been read.
+void AuditedSessions::look_again(Connection& connection, std::uint64_t turn_ms) {
+    if (!read(connection)) return lose(connection);
+    if (connection.backlog) handle_packets(connection, (witness_.now_ms() + turn_ms) * AuditedTurns::ns_per_ms);
 }
 
 void AuditedSessions::handle(Connection& connection, char type, const Bytes& payload) {
@@ -85,7 +135,9 @@ void AuditedSessions::disconnect_when_scripted(Connection& connection) {
 void AuditedSessions::deliver(Connection& connection, const Bytes& message) {
     Stream& stream = streams_[connection.username];
     stream.push_back(message);
-    if (!bench_.in_lapse(witness_.now_ms())) expect_sent(connection, sequenced_packet(stream.size(), message));
+    if (bench_.in_lapse(witness_.now_ms())) return;
+    if (connection.replay.under_way()) return connection.replay.followers.push_back(stream.size());
+    expect_sent(connection, sequenced_packet(stream.size(), message));
 }
 
 void AuditedSessions::deliver() {
@@ -103,9 +155,76 @@ void AuditedSessions::route(const AuditedOrders::Outbound& outbound) {
 }
 
 void AuditedSessions::expect_sent(Connection& connection, const Bytes& packet) {
-    const Entry& entry = witness_.expect_bytes(What::packet_sent, connection.fd, packet);
-    connection.packet_waits = entry.flag;
+    expect_handed_over(connection, packet);
     connection.last_sent_ms = witness_.now_ms();
+}
+
+// False when the connection takes nothing of it. Of what it takes in part the rest goes before anything else.
+bool AuditedSessions::expect_handed_over(Connection& connection, const Bytes& packet) {
+    if (!expect_completed(connection)) return false;
+    const Entry& entry = witness_.expect_bytes(What::packet_sent, connection.fd, packet);
+    if (entry.taken == 0) return false;
+    connection.packet_waits = entry.flag;
+    connection.unsent.assign(packet.begin() + static_cast<std::ptrdiff_t>(entry.taken), packet.end());
+    return true;
+}
+
+bool AuditedSessions::expect_completed(Connection& connection) {
+    Bytes& unsent = connection.unsent;
+    if (unsent.empty()) return true;
+    const Entry& entry = witness_.expect_bytes(What::packet_sent, connection.fd, unsent);
+    if (entry.taken != 0) connection.packet_waits = entry.flag;
+    unsent.erase(unsent.begin(), unsent.begin() + static_cast<std::ptrdiff_t>(entry.taken));
+    return unsent.empty();
+}
+
+void AuditedSessions::continue_sending() {
+    const auto has_output = [](const Connection& connection) {
+        return connection.open && (!connection.unsent.empty() || connection.replay.under_way());
+    };
+    sending_.begin(witness_.now_ms(),
+                   static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), has_output)));
+    bool time_is_up = false;
+    for (Connection& connection : connections_) {
+        if (time_is_up || !has_output(connection) || !sending_.owes(connection.sending_turn)) continue;
+        time_is_up = sending_.time_is_up(witness_.now_ms());
+        if (time_is_up) continue;
+        const std::uint64_t until_ns = sending_.give(connection.sending_turn, witness_.now_ms());
+        if (expect_completed(connection)) continue_replay(connection, until_ns);
+    }
+    if (!time_is_up) sending_.end_round();
+    farewells_.serve();
+}
+
+void AuditedSessions::continue_replay(Connection& connection, std::uint64_t until_ns) {
+    if (!connection.replay.under_way()) return;
+    connection.last_sent_ms = witness_.now_ms();
+    while (connection.replay.under_way() && expect_next_of_replay(connection) &&
+           witness_.now_ms() * AuditedTurns::ns_per_ms < until_ns) {
+        continue;
+    }
+    expect_nothing_waiting(connection);
+}
+
+bool AuditedSessions::expect_next_of_replay(Connection& connection) {
+    Replay& replay = connection.replay;
+    if (!replay.response.empty()) {
+        if (!expect_handed_over(connection, replay.response)) return false;
+        replay.response.clear();
+        return true;
+    }
+    if (!replay.missed.empty()) return expect_stored(connection, replay.missed);
+    if (!replay.completion_due) return expect_stored(connection, replay.followers);
+    if (!expect_handed_over(connection, session_packet('c', Bytes{1}))) return false;
+    replay.completion_due = false;
+    return true;
+}
+
+bool AuditedSessions::expect_stored(Connection& connection, std::deque<std::uint64_t>& numbers) {
+    const Bytes& message = streams_[connection.username][numbers.front() - 1];
+    if (!expect_handed_over(connection, sequenced_packet(numbers.front(), message))) return false;
+    numbers.pop_front();
+    return true;
 }
 
 void AuditedSessions::say_goodbye(Connection& connection, char reason, const std::string& text) {
@@ -113,8 +232,7 @@ void AuditedSessions::say_goodbye(Connection& connection, char reason, const std
     close(connection);
 }
 
-void AuditedSessions::lose(int fd) {
-    Connection& connection = open_connection(fd);
+void AuditedSessions::lose(Connection& connection) {
     witness_.expect_said("bench: client " + connection.username + " disconnected");
     drop(connection, "connection lost", false);
 }
@@ -144,9 +262,13 @@ void AuditedSessions::expect_nothing_waiting() {
 
 void AuditedSessions::close(Connection& connection) {
     expect_nothing_waiting(connection);
-    witness_.expect(What::client_closed, connection.fd);
     connection.open = false;
+    connection.replay = {};
     by_fd_.erase(connection.fd);
+    if (connection.unsent.empty()) return witness_.expect(What::client_closed, connection.fd);
+    AuditedDebt debt;
+    debt.add(std::exchange(connection.unsent, {}), witness_.now_ms());
+    farewells_.add(connection.fd, std::move(debt));
 }
 
 void AuditedSessions::announce_lapse(std::uint64_t pass_ms) {
@@ -162,6 +284,8 @@ void AuditedSessions::run_timers(std::uint64_t pass_ms) {
         if (!connection.open) continue;
         if (!connection.logged_in) {
             if (age_ms(pass_ms, connection.connected_ms) < login_limit_ms) continue;
+            look_again(connection, 1);
+            if (!connection.open || connection.logged_in) continue;
             say_goodbye(connection, 'L', "timed out waiting for login");
             continue;
         }
@@ -169,6 +293,8 @@ void AuditedSessions::run_timers(std::uint64_t pass_ms) {
             expect_sent(connection, session_packet('0', {}));
         }
         if (age_ms(pass_ms, connection.last_received_ms) < silence_limit_ms) continue;
+        look_again(connection, 1);
+        if (!connection.open || age_ms(pass_ms, connection.last_received_ms) < silence_limit_ms) continue;
         witness_.expect_said("[kavo_me] client " + std::to_string(connection.fd) + " (" + connection.username +
                              ") timed out");
         drop(connection, "3 heartbeat intervals of silence", true);

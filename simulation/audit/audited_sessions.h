@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "audit/audited_farewells.h"
 #include "audit/audited_orders.h"
 #include "audit/packets.h"
 
@@ -21,9 +22,11 @@ public:
     AuditedSessions(Witness& witness, AuditedFeed& feed, AuditedOrders& orders, AuditedBench& bench, const Plan& plan)
         : witness_(witness), feed_(feed), orders_(orders), bench_(bench), plan_(plan) {}
 
-    void connect(int fd);
-    void receive(int fd, const Bytes& bytes);
-    void lose(int fd);
+    // The poll has found something to read on a connection of a client; false when it is none.
+    bool find_readable(int fd);
+    void accept();
+    void serve();
+    void continue_sending();
     void deliver();
     void announce_lapse(std::uint64_t pass_ms);
     void run_timers(std::uint64_t pass_ms);
@@ -34,25 +37,49 @@ public:
     const std::map<std::string, Stream>& streams() const { return streams_; }
 
 private:
+    // What a login brings: its response, then messages, then the end of the replay before what was numbered meanwhile.
+    struct Replay {
+        Bytes response;
+        std::deque<std::uint64_t> missed;
+        bool completion_due = false;
+        std::deque<std::uint64_t> followers;
+
+        bool under_way() const { return !response.empty() || completion_due || !followers.empty(); }
+    };
     struct Connection {
         int handle = 0;
         int fd = -1;
         bool open = true;
         bool logged_in = false;
+        bool readable = true;
+        bool backlog = false;       // more has been read than there was time for
         bool packet_waits = false;  // the last packet was handed over with the promise of another
         std::string username;
         Bytes received;
+        Bytes unsent;  // of a packet that was taken in part
+        Replay replay;
+        std::uint64_t reading_turn = 0;
+        std::uint64_t sending_turn = 0;
         std::uint64_t connected_ms = 0;
         std::uint64_t last_received_ms = 0;
         std::uint64_t last_sent_ms = 0;
     };
-    Connection& open_connection(int fd);
+    void connect(int fd);
+    bool read(Connection& connection);
+    void handle_packets(Connection& connection, std::uint64_t until_ns);
+    void look_again(Connection& connection, std::uint64_t turn_ms);
+    void lose(Connection& connection);
     void handle(Connection& connection, char type, const Bytes& payload);
     void request(Connection& connection, const Bytes& message);
     void disconnect_when_scripted(Connection& connection);
     void deliver(Connection& connection, const Bytes& message);
     void route(const AuditedOrders::Outbound& outbound);
     void expect_sent(Connection& connection, const Bytes& packet);
+    bool expect_handed_over(Connection& connection, const Bytes& packet);
+    bool expect_completed(Connection& connection);
+    void continue_replay(Connection& connection, std::uint64_t until_ns);
+    bool expect_next_of_replay(Connection& connection);
+    bool expect_stored(Connection& connection, std::deque<std::uint64_t>& numbers);
     void say_goodbye(Connection& connection, char reason, const std::string& text);
     void drop(Connection& connection, const std::string& reason, bool announced);
     void expect_nothing_waiting();
@@ -65,6 +92,8 @@ private:
     void reject(Connection& connection, const Login& login, char status);
     void accept(Connection& connection, const Login& login);
     void start_session(Connection& connection);
+    Connection* holder_of(const std::string& username, const Connection& asking);
+    bool name_is_taken(const std::string& username, const Connection& asking);
 
     Witness& witness_;
     AuditedFeed& feed_;
@@ -75,6 +104,12 @@ private:
     std::deque<Connection> connections_;  // by handle
     std::map<int, Connection*> by_fd_;    // open ones
     std::map<std::string, Stream> streams_;
+    AuditedTurns reading_{50};
+    AuditedTurns sending_{20};
+    bool looking_again_ = false;
+    AuditedFarewells farewells_{
+        witness_,
+        {What::packet_sent, What::client_bytes, What::client_gone, What::client_finished, What::client_closed}};
 };
 
 }  // namespace kavo::simulation

@@ -62,12 +62,8 @@ void Auditor::take(const Entry& entry) {
     switch (entry.what) {
         case What::step: return begin(entry.step);
         case What::command: return carry_out(entry);
-        case What::client_connected: return sessions_.connect(entry.fd);
-        case What::client_bytes: return sessions_.receive(entry.fd, entry.bytes);
-        case What::client_gone: return sessions_.lose(entry.fd);
-        case What::pass_time:
-            pass_ms_ = tape_.now_ms();
-            ++passes_;
+        case What::readable:
+            if (!sessions_.find_readable(entry.fd)) recovery_.find_readable(entry.fd);
             return;
         default: throw Finding("nobody expects " + in_words(entry));
     }
@@ -75,6 +71,13 @@ void Auditor::take(const Entry& entry) {
 
 void Auditor::begin(Step step) {
     switch (step) {
+        case Step::accept: return sessions_.accept();
+        case Step::serve: return sessions_.serve();
+        case Step::continue_sending: return sessions_.continue_sending();
+        case Step::read_time:
+            pass_ms_ = tape_.now_ms();
+            ++passes_;
+            return;
         case Step::market: return tick();
         case Step::deliver: return sessions_.deliver();
         case Step::announce_lapse: return sessions_.announce_lapse(pass_ms_);

@@ -9,7 +9,9 @@ namespace kavo::simulation {
 
 namespace {
 
-constexpr std::size_t shortest_packet = 3;
+bool is_whole_packet(const Bytes& bytes) {
+    return bytes.size() >= 3 && bytes.size() == std::size_t{bytes[0]} + 256 * std::size_t{bytes[1]} + 2;
+}
 
 }  // namespace
 
@@ -49,9 +51,15 @@ std::string in_words(const Entry& entry) {
     const std::string size = std::to_string(entry.bytes.size()) + " bytes";
     switch (entry.what) {
         case What::packet_sent:
-            if (entry.bytes.size() < shortest_packet) return "a packet of " + size + " to " + peer;
+            if (!is_whole_packet(entry.bytes)) return "a part of a packet, " + size + ", to " + peer;
             return "'" + test::packet_text(entry.bytes) + "' to " + peer;
         case What::packets_pushed: return "the push of what waits for " + peer;
+        case What::client_bytes: return "a read of " + size + " from " + peer;
+        case What::client_gone: return "a read that finds the end of " + peer;
+        case What::client_finished: return "the end of what is sent to " + peer;
+        case What::receiver_bytes: return "a read of " + size + " from " + receiver;
+        case What::receiver_gone: return "a read that finds the end of " + receiver;
+        case What::receiver_finished: return "the end of what is sent to " + receiver;
         case What::client_closed: return "the close of " + peer;
         case What::reply_sent: return "a reply of " + size + " to " + receiver;
         case What::receiver_closed: return "the close of " + receiver;

@@ -1,19 +1,17 @@
-// The whole venue on a stage: the real engine, sessions, feed, recovery service and bench, with a transport in memory
-// and clocks that are set by hand. What the main loop does in a pass is done here in the same order, and everything
-// that passes the edge of the stage is put on the tape.
+// The whole venue on a stage: the real engine, sessions, feed, recovery service, bench and main loop, with a transport
+// in memory and clocks that are set by hand. Everything that passes the edge of the stage is put on the tape.
 #pragma once
 
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "app/control_port.h"
+#include "app/main_loop.h"
 #include "dice.h"
-#include "feed/retransmission.h"
 #include "plan.h"
-#include "session/order_entry.h"
 #include "stage/written.h"
 #include "tape.h"
 
@@ -21,14 +19,16 @@ namespace kavo::simulation {
 
 // The far end of a connection, which its owner writes to, reads from and leaves.
 struct Peer {
+    static constexpr std::size_t unlimited = ~std::size_t{0};
+
     int fd = -1;  // the venue's descriptor
     Bytes to_venue;
     Bytes inbox;
-    Bytes waiting;               // handed over with the promise of another packet, so not on its way yet
-    bool accepted = false;       // by the venue
-    bool closed = false;         // by the venue
-    bool gone = false;           // set by the owner; the venue finds out in its next pass
-    bool takes_nothing = false;  // set by the owner: its buffers are full, so what the venue sends is lost
+    Bytes waiting;                 // handed over with the promise of another packet, so not on its way yet
+    std::size_t room = unlimited;  // set by the owner: bytes that its buffers still take
+    bool accepted = false;         // by the venue
+    bool closed = false;           // by the venue, or it has said that nothing more comes
+    bool gone = false;             // set by the owner; the venue finds out when it reads
 };
 
 class Stage {
@@ -38,14 +38,16 @@ public:
     Stage& operator=(const Stage&) = delete;
 
     void start_day();
+    // The venue's poll: what has happened by now is what the next pass knows.
+    void poll();
     // One pass of the main loop, without its wait.
     void pass();
     // The wait: both clocks move on by as much, the wall clock by `wall_ns` more.
     void let_pass(std::uint64_t ms, std::int64_t wall_ns = 0);
     void print_final_report();
 
-    Peer& connect_client() { return connect(client_calls_); }
-    Peer& connect_receiver() { return connect(receiver_calls_); }
+    Peer& connect_client() { return connect(clients_); }
+    Peer& connect_receiver() { return connect(receivers_); }
     // Carried out in the next pass.
     void command(const std::string& line) { commands_.push_back(line); }
 
@@ -58,40 +60,51 @@ public:
     const std::string& change_line(std::uint64_t sequence) const;
 
 private:
-    using Peers = std::map<int, Peer*>;  // by descriptor, while the connection is open
+    // One service's connections.
+    struct Peers {
+        std::vector<Peer*> calling;  // not accepted yet
+        std::map<int, Peer*> open;   // by descriptor
+        What connected, bytes, gone, sent, finished, closed;
+    };
 
     static Clock standing_clock(const Plan& plan);
-    ClientWire client_wire();
-    ReceiverWire receiver_wire();
-    Peer& connect(std::vector<Peer*>& calls);
+    Transport transport(Peers& peers);
+    Peer& connect(Peers& peers);
+    int accept(Peers& peers);
+    ReadEnd read(Peers& peers, int fd, Bytes& buffer, bool& arrived);
+    std::optional<std::size_t> hand_over(Peers& peers, int fd, ByteView bytes, bool more_follows);
+    void push(int fd);
+    void finish(Peers& peers, int fd);
+    void close(Peers& peers, int fd);
     int free_descriptor() const;
+    bool find_readable(const Peers& peers, int fd);
     void take_change_line(std::string_view line);
     void take_datagram(ByteView datagram);
     void begin(Step step);
     void record(Entry entry);
     void move_clock(std::uint64_t ms, std::int64_t wall_ns);
-    void hand_over(int fd, ByteView packet, bool more_follows);
-    void push(int fd);
-    void close(Peers& peers, What what, int fd);
-
     void carry_out_commands();
-    void accept_clients();
-    void serve_clients();
-    void tick_market(std::uint64_t now_ms);
-    void report_bench(std::uint64_t now_ms);
-    void serve_receivers();
-    void accept_receivers();
-    void write_snapshots(std::uint64_t now_ms);
-    void report_feed(std::uint64_t now_ms);
 
     Plan plan_;
     Dice dice_;
     Tape& tape_;
     std::deque<Peer> peers_;  // stay where they are
-    std::vector<Peer*> client_calls_;
-    std::vector<Peer*> receiver_calls_;
-    Peers clients_;
-    Peers receivers_;
+    Peers clients_{{},
+                   {},
+                   What::client_connected,
+                   What::client_bytes,
+                   What::client_gone,
+                   What::packet_sent,
+                   What::client_finished,
+                   What::client_closed};
+    Peers receivers_{{},
+                     {},
+                     What::receiver_connected,
+                     What::receiver_bytes,
+                     What::receiver_gone,
+                     What::reply_sent,
+                     What::receiver_finished,
+                     What::receiver_closed};
     std::vector<std::string> commands_;
     std::vector<Bytes> datagrams_;
     std::vector<std::string> change_lines_;  // by feed sequence
@@ -108,11 +121,7 @@ private:
     OrderEntry order_entry_;
     Retransmission retransmission_;
     ControlPort control_port_;
-
-    std::uint64_t last_tick_ms_ = 0;
-    std::uint64_t last_bench_report_ms_ = 0;
-    std::uint64_t last_feed_report_ms_ = 0;
-    std::uint64_t last_snapshot_ms_ = 0;
+    MainLoop loop_;
 };
 
 }  // namespace kavo::simulation

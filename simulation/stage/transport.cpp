@@ -1,4 +1,5 @@
 // Connections without sockets: bytes lie with the peer until its owner reads them, or with the venue until it does.
+#include <algorithm>
 #include <utility>
 
 #include "stage/stage.h"
@@ -13,57 +14,101 @@ void append(Bytes& bytes, ByteView more) {
 
 }  // namespace
 
-Peer& Stage::connect(std::vector<Peer*>& calls) {
+Transport Stage::transport(Peers& peers) {
+    return {
+        .accept =
+            [this, &peers](bool& exhausted) {
+                exhausted = false;
+                return accept(peers);
+            },
+        .read = [this, &peers](int fd, Bytes& buffer, bool& arrived) { return read(peers, fd, buffer, arrived); },
+        .send = [this, &peers](int fd, ByteView bytes, bool more) { return hand_over(peers, fd, bytes, more); },
+        .push = [this](int fd) { push(fd); },
+        .unacknowledged = [](int) { return std::size_t{0}; },
+        .finish = [this, &peers](int fd) { finish(peers, fd); },
+        .close = [this, &peers](int fd) { close(peers, fd); },
+    };
+}
+
+Peer& Stage::connect(Peers& peers) {
     Peer& peer = peers_.emplace_back();
-    calls.push_back(&peer);
+    peers.calling.push_back(&peer);
     return peer;
+}
+
+int Stage::accept(Peers& peers) {
+    if (peers.calling.empty()) return no_socket;
+    Peer& peer = *peers.calling.front();
+    peers.calling.erase(peers.calling.begin());
+    peer.fd = free_descriptor();
+    peer.accepted = true;
+    peers.open[peer.fd] = &peer;
+    tape_.push_back(entry_of(peers.connected, peer.fd));
+    return peer.fd;
 }
 
 // The lowest one, as the system does, so that descriptors are used again at once.
 int Stage::free_descriptor() const {
     int fd = first_fd;
-    while (clients_.contains(fd) || receivers_.contains(fd)) ++fd;
+    while (clients_.open.contains(fd) || receivers_.open.contains(fd)) ++fd;
     return fd;
 }
 
-ClientWire Stage::client_wire() {
-    return {[this](int fd, ByteView packet, bool more_follows) { hand_over(fd, packet, more_follows); },
-            [this](int fd) { push(fd); }, [this](int fd) { close(clients_, What::client_closed, fd); }};
+void Stage::poll() {
+    order_entry_.clients_waiting = !clients_.calling.empty();
+    retransmission_.connections_waiting = !receivers_.calling.empty();
+    for (const ClientHandle handle : order_entry_.open_clients()) {
+        MeoClient& client = order_entry_.client(handle);
+        if (client.open() && find_readable(clients_, client.fd)) client.readable = true;
+    }
+    for (RConn& connection : retransmission_.connections()) {
+        if (connection.outgoing.empty() && find_readable(receivers_, connection.fd)) connection.readable = true;
+    }
 }
 
-void Stage::hand_over(int fd, ByteView packet, bool more_follows) {
-    tape_.push_back(entry_of(What::packet_sent, fd, packet, more_follows));
-    const auto peer = clients_.find(fd);
-    if (peer == clients_.end() || peer->second->takes_nothing) return;
-    append(peer->second->waiting, packet);
-    if (!more_follows) append(peer->second->inbox, std::exchange(peer->second->waiting, {}));
+bool Stage::find_readable(const Peers& peers, int fd) {
+    const Peer& peer = *peers.open.at(fd);
+    if (!peer.gone && peer.to_venue.empty()) return false;
+    tape_.push_back(entry_of(What::readable, fd));
+    return true;
+}
+
+ReadEnd Stage::read(Peers& peers, int fd, Bytes& buffer, bool& arrived) {
+    Peer& peer = *peers.open.at(fd);
+    const Bytes bytes = std::exchange(peer.to_venue, {});
+    arrived = !bytes.empty();
+    append(buffer, bytes);
+    record(peer.gone ? entry_of(peers.gone, fd) : entry_of(peers.bytes, fd, bytes));
+    return peer.gone ? ReadEnd::gone : ReadEnd::open;
+}
+
+std::optional<std::size_t> Stage::hand_over(Peers& peers, int fd, ByteView bytes, bool more_follows) {
+    Peer& peer = *peers.open.at(fd);
+    const std::size_t taken = peer.gone ? 0 : std::min(bytes.size(), peer.room);
+    if (peer.room != Peer::unlimited) peer.room -= taken;
+    tape_.push_back(sent_entry(peers.sent, fd, bytes, taken, more_follows));
+    append(peer.waiting, bytes.first(taken));
+    if (!more_follows && taken != 0) append(peer.inbox, std::exchange(peer.waiting, {}));
+    return taken;
 }
 
 void Stage::push(int fd) {
     tape_.push_back(entry_of(What::packets_pushed, fd));
-    const auto peer = clients_.find(fd);
-    if (peer != clients_.end()) append(peer->second->inbox, std::exchange(peer->second->waiting, {}));
+    Peer& peer = *clients_.open.at(fd);
+    append(peer.inbox, std::exchange(peer.waiting, {}));
 }
 
-ReceiverWire Stage::receiver_wire() {
-    return {[this](int fd, ByteView bytes) {
-                const auto peer = receivers_.find(fd);
-                const bool taken = peer != receivers_.end() && !peer->second->gone && !peer->second->takes_nothing;
-                tape_.push_back(entry_of(What::reply_sent, fd, bytes, taken));
-                if (taken) append(peer->second->inbox, bytes);
-                return taken;
-            },
-            [this](int fd) { close(receivers_, What::receiver_closed, fd); }};
+void Stage::finish(Peers& peers, int fd) {
+    tape_.push_back(entry_of(peers.finished, fd));
+    peers.open.at(fd)->closed = true;
 }
 
 // What waits for another packet stays where it is: a real connection would have sent it, but the venue must not rely on
 // that.
-void Stage::close(Peers& peers, What what, int fd) {
-    tape_.push_back(entry_of(what, fd));
-    const auto peer = peers.find(fd);
-    if (peer == peers.end()) return;
-    peer->second->closed = true;
-    peers.erase(peer);
+void Stage::close(Peers& peers, int fd) {
+    tape_.push_back(entry_of(peers.closed, fd));
+    peers.open.at(fd)->closed = true;
+    peers.open.erase(fd);
 }
 
 }  // namespace kavo::simulation

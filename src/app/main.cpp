@@ -9,6 +9,7 @@
 #include "app/options.h"
 #include "app/statistics.h"
 #include "common/socket.h"
+#include "engine/snapshot_files.h"
 #include "feed/multicast_sender.h"
 
 namespace kavo {
@@ -48,6 +49,12 @@ void prepare_bench(Bench& bench) {
     if (const std::string text = environment("KAVO_ME_SCENARIO"); !text.empty()) bench.arm_scenario(text);
 }
 
+// Snapshots replace the file at this path; an empty one is none.
+std::function<void(const std::string&)> replacing(const std::string& path) {
+    if (path.empty()) return {};
+    return [path](const std::string& text) { replace_file(path, text); };
+}
+
 int run(const Options& options) {
     const Clock clock;
     const auto session = static_cast<std::uint8_t>(options.session);
@@ -82,12 +89,11 @@ int run(const Options& options) {
     install_stop_handler();
 
     std::int32_t tick_interval_ms = options.interval_ms;
-    OrderEntry order_entry(engine, feed, bench, clock, {send_packet, push_packets, close_socket}, session,
-                           options.quiet);
-    Retransmission retransmission(feed, clock, {send_all, close_socket}, session);
+    OrderEntry order_entry(engine, feed, bench, clock, socket_transport(sockets.meo_listener), session, options.quiet);
+    Retransmission retransmission(feed, clock, socket_transport(sockets.retransmission_listener), session);
     ControlPort control_port(bench, engine, feed, clock, order_entry, tick_interval_ms);
-    MainLoop loop({clock, bench, feed, engine, order_entry, retransmission, control_port}, sockets,
-                  {options.book_out, options.bbo_out}, tick_interval_ms);
+    MainLoop loop({clock, bench, feed, engine, order_entry, retransmission, control_port, sockets.control != no_socket},
+                  sockets, {replacing(options.book_out), replacing(options.bbo_out)}, tick_interval_ms);
     loop.run();
     print_final_report(bench, feed);
     return EXIT_SUCCESS;

@@ -1,5 +1,6 @@
 #include "app/main_loop.h"
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <utility>
@@ -26,7 +27,7 @@ void install_stop_handler() {
     std::signal(SIGTERM, request_stop);
 }
 
-MainLoop::MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotPaths snapshots,
+MainLoop::MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotWriters snapshots,
                    const std::int32_t& tick_interval_ms)
     : parts_(parts),
       sockets_(sockets),
@@ -36,76 +37,114 @@ MainLoop::MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotP
       last_bench_report_ms_(last_tick_ms_),
       last_feed_report_ms_(last_tick_ms_) {}
 
+std::span<const MainLoop::Step> MainLoop::steps() {
+    static constexpr auto all = std::to_array<Step>({
+        {"drain the control port", &MainLoop::drain_control_port},
+        {"accept clients", &MainLoop::accept_clients},
+        {"serve clients", &MainLoop::serve_clients},
+        {"continue sending", &MainLoop::continue_sending},
+        {"read the time", &MainLoop::read_time},
+        {"tick the market", &MainLoop::tick_market},
+        {"deliver the engine's output", &MainLoop::deliver_engine_output},
+        {"announce a lapse", &MainLoop::announce_lapse},
+        {"run the clients' timers", &MainLoop::run_client_timers},
+        {"report on the bench", &MainLoop::report_bench},
+        {"send the feed's heartbeat", &MainLoop::send_feed_heartbeat},
+        {"serve receivers", &MainLoop::serve_receivers},
+        {"write snapshots", &MainLoop::write_snapshots},
+        {"report on the feed", &MainLoop::report_feed},
+    });
+    return all;
+}
+
+void MainLoop::pass() {
+    for (const Step& step : steps()) (this->*step.run)();
+}
+
 void MainLoop::run() {
     while (stop_requested.load() == 0) {
-        parts_.control_port.drain(sockets_.control);
-        accept_clients();
-        parts_.order_entry.serve_clients();
-        const std::uint64_t now_ms = parts_.clock.steady_ms();
-        tick_market(now_ms);
-        parts_.order_entry.deliver_engine_output();
-        parts_.order_entry.announce_lapse(now_ms);
-        parts_.order_entry.run_timers(now_ms);
-        report_bench(now_ms);
-        parts_.feed.heartbeat_when_idle();
-        parts_.retransmission.serve(sockets_.retransmission_listener);
-        write_snapshots(now_ms);
-        report_feed(now_ms);
+        pass();
         wait_for_input();
     }
 }
 
-void MainLoop::accept_clients() {
-    if (clients_waiting_) parts_.order_entry.accept_clients(sockets_.meo_listener);
-}
-
 // The interval is compared without its sign, deliberately: a negative one is too long to pass.
-void MainLoop::tick_market(std::uint64_t now_ms) {
+void MainLoop::tick_market() {
     const auto interval_ms = static_cast<std::uint64_t>(std::int64_t{tick_interval_ms_});
-    if (is_due(now_ms, last_tick_ms_, interval_ms)) parts_.engine.tick();
+    if (is_due(now_ms_, last_tick_ms_, interval_ms)) parts_.engine.tick();
 }
 
-void MainLoop::report_bench(std::uint64_t now_ms) {
-    if (!parts_.bench.scripted() && sockets_.control == no_socket) return;
-    if (!is_due(now_ms, last_bench_report_ms_, bench_report_interval_ms)) return;
+void MainLoop::report_bench() {
+    if (!parts_.bench.scripted() && !parts_.control_port_open) return;
+    if (!is_due(now_ms_, last_bench_report_ms_, bench_report_interval_ms)) return;
     print_bench_report(parts_.bench, parts_.feed, parts_.order_entry);
 }
 
-void MainLoop::write_snapshots(std::uint64_t now_ms) {
-    if (!is_due(now_ms, last_snapshot_ms_, snapshot_interval_ms)) return;
+void MainLoop::write_snapshots() {
+    if (!is_due(now_ms_, last_snapshot_ms_, snapshot_interval_ms)) return;
     const std::vector<Product>& products = parts_.engine.products();
-    if (!snapshots_.book.empty()) replace_file(snapshots_.book, book_snapshot(products, parts_.clock.wall_ns()));
-    if (!snapshots_.bbo.empty()) replace_file(snapshots_.bbo, bbo_snapshot(products));
+    if (snapshots_.book) snapshots_.book(book_snapshot(products, parts_.clock.wall_ns()));
+    if (snapshots_.bbo) snapshots_.bbo(bbo_snapshot(products));
 }
 
-void MainLoop::report_feed(std::uint64_t now_ms) {
-    if (!is_due(now_ms, last_feed_report_ms_, feed_report_interval_ms)) return;
+void MainLoop::report_feed() {
+    if (!is_due(now_ms_, last_feed_report_ms_, feed_report_interval_ms)) return;
     print_feed_report(parts_.feed, parts_.engine, parts_.order_entry);
 }
 
-// Sleeps until something arrives, and marks what has: the next pass leaves idle sockets alone. A listener that could
-// not accept for lack of descriptors is not watched, or its waiting connections would turn the loop into a spin; it is
-// tried in every pass instead. The control port is not watched at all: it is tried in every pass.
+// Sleeps until something arrives or can be sent on, and marks what has: the next pass leaves idle sockets alone. When
+// the poll itself fails, nothing is known, so every socket counts as readable; the wait is then an ordinary sleep, or
+// the loop would turn into a spin.
 void MainLoop::wait_for_input() {
+    watch();
+    const bool failed = poll(polled_.data(), polled_.size(), wait_ms_) < 0;
+    if (failed) poll(nullptr, 0, wait_ms_);
+    mark(failed);
+}
+
+// A listener that could not accept for lack of descriptors is not watched, or its waiting connections would turn the
+// loop into a spin; it is tried in every pass instead. The control port is not watched at all: it is tried in every
+// pass. Nobody waits while a client's or a receiver's turn has ended too early.
+void MainLoop::watch() {
     OrderEntry& order_entry = parts_.order_entry;
     Retransmission& retransmission = parts_.retransmission;
     const auto watched = [](int listener, bool exhausted) { return exhausted ? no_socket : listener; };  // -1: skipped
+    const auto events = [](bool input, bool output) {
+        return static_cast<short>((input ? POLLIN : 0) | (output ? POLLOUT : 0));
+    };
 
+    wait_ms_ = longest_wait_ms;
     polled_.clear();
     polled_.push_back({watched(sockets_.meo_listener, order_entry.accept_exhausted()), POLLIN, 0});
     polled_.push_back({watched(sockets_.retransmission_listener, retransmission.accept_exhausted()), POLLIN, 0});
-    for (const RConn& connection : retransmission.connections()) polled_.push_back({connection.fd, POLLIN, 0});
-    for (const ClientHandle handle : order_entry.open_clients()) {
-        polled_.push_back({order_entry.client(handle).fd, POLLIN, 0});
+    for (const RConn& connection : retransmission.connections()) {
+        const bool output = !connection.outgoing.empty();
+        polled_.push_back({connection.fd, events(!output, output), 0});
+        if (connection.backlog && !output) wait_ms_ = 0;
     }
-    poll(polled_.data(), polled_.size(), longest_wait_ms);
+    for (const ClientHandle handle : order_entry.open_clients()) {
+        const MeoClient& client = order_entry.client(handle);
+        polled_.push_back({client.fd, events(true, client.has_output()), 0});
+        if (client.backlog) wait_ms_ = 0;
+    }
+    for (const auto* farewells : {&retransmission.farewells(), &order_entry.farewells()}) {
+        for (const Farewell& farewell : *farewells) {
+            polled_.push_back({farewell.fd, events(!farewell.peer_ended, !farewell.outgoing.empty()), 0});
+        }
+    }
+}
 
+// A socket that was found readable stays so until it has been read.
+void MainLoop::mark(bool failed) {
+    OrderEntry& order_entry = parts_.order_entry;
+    Retransmission& retransmission = parts_.retransmission;
     auto result = polled_.begin();
-    const auto next_is_ready = [&result] { return result++->revents != 0; };
-    clients_waiting_ = next_is_ready() || order_entry.accept_exhausted();
-    retransmission.connections_waiting = next_is_ready() || retransmission.accept_exhausted();
-    for (RConn& connection : retransmission.connections()) connection.readable = next_is_ready();
-    for (const ClientHandle handle : order_entry.open_clients()) order_entry.client(handle).readable = next_is_ready();
+    const auto next_has = [&](int events) { return failed | ((result++->revents & events) != 0); };
+    constexpr int input = POLLIN | POLLERR | POLLHUP | POLLNVAL;
+    order_entry.clients_waiting = next_has(input) || order_entry.accept_exhausted();
+    retransmission.connections_waiting = next_has(input) || retransmission.accept_exhausted();
+    for (RConn& connection : retransmission.connections()) connection.readable |= next_has(input);
+    for (const ClientHandle handle : order_entry.open_clients()) order_entry.client(handle).readable |= next_has(input);
 }
 
 }  // namespace kavo

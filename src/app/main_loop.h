@@ -4,7 +4,10 @@
 #include <poll.h>
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/control_port.h"
@@ -21,10 +24,10 @@ struct LoopSockets {
     int retransmission_listener = -1;
 };
 
-// Snapshots of the books; an empty path is none.
-struct SnapshotPaths {
-    std::string book;
-    std::string bbo;
+// Where the snapshots of the books go; one that is not there is not made.
+struct SnapshotWriters {
+    std::function<void(const std::string& text)> book;
+    std::function<void(const std::string& text)> bbo;
 };
 
 // What a pass works on.
@@ -36,6 +39,7 @@ struct LoopParts {
     OrderEntry& order_entry;
     Retransmission& retransmission;
     ControlPort& control_port;
+    bool control_port_open = false;
 };
 
 class MainLoop {
@@ -45,8 +49,16 @@ public:
     static constexpr std::uint64_t feed_report_interval_ms = 10'000;
 
     //   tick_interval_ms  0 ticks on every pass, a negative one never; may change while the loop runs
-    MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotPaths snapshots,
+    MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotWriters snapshots,
              const std::int32_t& tick_interval_ms);
+
+    // What a pass does, in this order.
+    struct Step {
+        std::string_view name;
+        void (MainLoop::*run)();
+    };
+    static std::span<const Step> steps();
+    void pass();
 
     // Passes follow each other until SIGINT or SIGTERM asks for a stop.
     void run();
@@ -54,17 +66,31 @@ public:
 private:
     static constexpr int longest_wait_ms = 5;
 
-    void accept_clients();
-    void tick_market(std::uint64_t now_ms);
-    void report_bench(std::uint64_t now_ms);
-    void write_snapshots(std::uint64_t now_ms);
-    void report_feed(std::uint64_t now_ms);
+    void drain_control_port() { parts_.control_port.drain(sockets_.control); }
+    void accept_clients() { parts_.order_entry.accept_clients(); }
+    void serve_clients() { parts_.order_entry.serve_clients(); }
+    void continue_sending() { parts_.order_entry.continue_sending(); }
+    void read_time() { now_ms_ = parts_.clock.steady_ms(); }
+    void tick_market();
+    void deliver_engine_output() { parts_.order_entry.deliver_engine_output(); }
+    void announce_lapse() { parts_.order_entry.announce_lapse(now_ms_); }
+    void run_client_timers() { parts_.order_entry.run_timers(now_ms_); }
+    void report_bench();
+    void send_feed_heartbeat() { parts_.feed.heartbeat_when_idle(); }
+    void serve_receivers() { parts_.retransmission.serve(); }
+    void write_snapshots();
+    void report_feed();
+
     void wait_for_input();
+    void watch();
+    void mark(bool failed);
 
     LoopParts parts_;
     LoopSockets sockets_;
-    SnapshotPaths snapshots_;
+    SnapshotWriters snapshots_;
     const std::int32_t& tick_interval_ms_;
+
+    std::uint64_t now_ms_ = 0;  // of this pass
 
     // When what is periodic was last done.
     std::uint64_t last_tick_ms_;
@@ -72,8 +98,8 @@ private:
     std::uint64_t last_feed_report_ms_;
     std::uint64_t last_snapshot_ms_ = 0;  // so the first pass writes the files
 
-    bool clients_waiting_ = true;
     std::vector<pollfd> polled_;
+    int wait_ms_ = 0;
 };
 
 // From here on SIGINT and SIGTERM stop the loop.

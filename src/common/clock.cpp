@@ -15,7 +15,11 @@ std::uint64_t read_ns(clockid_t clock) {
 }  // namespace
 
 std::uint64_t Clock::steady_ms() const {
-    return standing_ ? standing_->steady_ms : read_ns(CLOCK_MONOTONIC) / ns_per_ms;
+    return steady_ns() / ns_per_ms;
+}
+
+std::uint64_t Clock::steady_ns() const {
+    return standing_ ? standing_->steady_ms * ns_per_ms : read_ns(CLOCK_MONOTONIC);
 }
 
 std::uint64_t Clock::wall_ns() const {

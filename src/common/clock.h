@@ -13,6 +13,8 @@ class Clock {
 public:
     // Monotonic time in whole milliseconds: every timer compares these.
     std::uint64_t steady_ms() const;
+    // The same clock as it is, for what is shorter than a millisecond.
+    std::uint64_t steady_ns() const;
     // Wall time in nanoseconds since the Unix epoch: every timestamp that leaves the process.
     std::uint64_t wall_ns() const;
 

@@ -24,8 +24,9 @@ void MessageLog::add_block(std::size_t size) {
 
 void MessageLog::trim(std::size_t limit) {
     size_ = std::min(size_, limit);
-    const auto live = std::find_if(blocks_.begin(), blocks_.end(),
-                                   [oldest = oldest()](const Block& block) { return block.next() > oldest; });
+    const std::uint64_t needed = kept_from_ == 0 ? oldest() : std::min(oldest(), kept_from_);
+    const auto live =
+        std::find_if(blocks_.begin(), blocks_.end(), [needed](const Block& block) { return block.next() > needed; });
     if (live != blocks_.begin()) blocks_.erase(blocks_.begin(), live);
 }
 
@@ -34,7 +35,7 @@ ByteView MessageLog::at(std::uint64_t number) const {
 }
 
 MessageLog::Run MessageLog::run_at(std::uint64_t number, std::uint64_t last) const {
-    assert(oldest() <= number && number <= last && last < next_);
+    assert(number <= last && last < next_ && (oldest() <= number || (kept_from_ != 0 && kept_from_ <= number)));
     const Block& block = block_of(number);
     const std::uint64_t next = std::min(last + 1, block.next());
     const std::size_t start = block.start_of(number);

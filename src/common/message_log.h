@@ -20,8 +20,11 @@ public:
 
     // Drops the oldest messages until at most `limit` are left.
     void trim(std::size_t limit);
+    // Whoever still reads from this number on finds those messages there, even when they have been dropped meanwhile.
+    // One reader at a time; 0 is none.
+    void keep_from(std::uint64_t number) { kept_from_ = number; }
 
-    // The message with this number, oldest() <= number < next(). Valid until it is trimmed.
+    // The message with this number, oldest() <= number < next(), or kept for its reader. Valid until it is trimmed.
     ByteView at(std::uint64_t number) const;
 
     // Messages that lie back to back: from this one on, up to `last` at most, as far as they lie in one block.
@@ -55,6 +58,7 @@ private:
     std::vector<Block> blocks_;  // about a thousand in the longest log; the front one may begin with trimmed messages
     std::uint64_t next_ = 1;
     std::size_t size_ = 0;
+    std::uint64_t kept_from_ = 0;
 };
 
 }  // namespace kavo

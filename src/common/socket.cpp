@@ -2,8 +2,9 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/tcp.h>
-#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,9 +14,6 @@
 namespace kavo {
 
 namespace {
-
-constexpr int longest_write_wait_ms = 200;
-constexpr int fruitless_write_waits = 10;
 
 void make_non_blocking(int socket) {
     fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
@@ -85,12 +83,15 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
         buffer.insert(buffer.end(), scratch.begin(), scratch.begin() + count);
         arrived = true;
     }
-    return ReadEnd::open;
+    return ReadEnd::more;
 }
 
-void send_packet(int socket, ByteView packet, bool more_follows) {
+std::optional<std::size_t> send_packet(int socket, ByteView packet, bool more_follows) {
     const int flags = MSG_NOSIGNAL | (more_follows ? MSG_MORE : 0);
-    [[maybe_unused]] const ssize_t ignored = send(socket, packet.data(), packet.size(), flags);
+    const ssize_t taken = send(socket, packet.data(), packet.size(), flags);
+    if (taken >= 0) return static_cast<std::size_t>(taken);
+    if (errno == EAGAIN) return 0;
+    return std::nullopt;
 }
 
 // Switching the option on again is what pushes.
@@ -98,20 +99,31 @@ void push_packets(int socket) {
     switch_on(socket, IPPROTO_TCP, TCP_NODELAY);
 }
 
-bool send_all(int socket, ByteView bytes) {
-    int waits = 0;
-    while (!bytes.empty()) {
-        const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent > 0) {
-            bytes = bytes.subspan(static_cast<std::size_t>(sent));
-            waits = 0;
-            continue;
-        }
-        if (errno != EAGAIN || ++waits > fruitless_write_waits) return false;
-        pollfd writable{socket, POLLOUT, 0};
-        poll(&writable, 1, longest_write_wait_ms);
-    }
-    return true;
+std::size_t unacknowledged_bytes(int socket) {
+    int count = 0;
+    return ioctl(socket, SIOCOUTQ, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+void finish_sending(int socket) {
+    shutdown(socket, SHUT_WR);
+}
+
+Transport socket_transport(int listener) {
+    return {
+        .accept =
+            [listener](bool& exhausted) {
+                exhausted = false;
+                return listener == no_socket ? no_socket : accept_connection(listener, exhausted);
+            },
+        .read = [scratch = Bytes(read_bytes)](
+                    int fd, Bytes& buffer,
+                    bool& arrived) mutable { return read_available(fd, scratch, buffer, arrived); },
+        .send = send_packet,
+        .push = push_packets,
+        .unacknowledged = unacknowledged_bytes,
+        .finish = finish_sending,
+        .close = close_socket,
+    };
 }
 
 void close_socket(int socket) {

@@ -6,11 +6,9 @@
 #include <cstdint>
 #include <string>
 
-#include "common/bytes.h"
+#include "common/transport.h"
 
 namespace kavo {
-
-inline constexpr int no_socket = -1;
 
 // A dotted quad as an address; a text that is none gives 0.0.0.0.
 in_addr to_address(const std::string& text);
@@ -24,25 +22,20 @@ int open_listener(std::uint16_t port, int backlog, const char* what);
 int accept_connection(int listener, bool& exhausted);
 
 inline constexpr std::size_t read_bytes = 65'536;  // one read of a connection
-// Whoever sends without an end is read in turns, so that the others have theirs.
-inline constexpr int reads_a_turn = 16;
+inline constexpr int reads_a_turn = 16;            // whoever sends without an end is read in turns
 
-enum class ReadEnd { open, gone };
-// Appends what has arrived to `buffer`, at most a turn of it, and says how the connection is then: open, or gone with
-// its peer.
-// `scratch` is where one read puts its bytes. `arrived` tells whether there was anything.
+// What a transport does, over sockets; see there.
+//   scratch  where one read puts its bytes
 ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived);
-
-// One send of the whole packet; what the socket does not take is lost, and a dead peer raises no signal.
-//   more_follows  lets the kernel wait for the next packet of the same batch, which must follow at once
-void send_packet(int socket, ByteView packet, bool more_follows);
-
-// Sends at once what the kernel still keeps back for a packet that was to follow.
+// A dead peer raises no signal.
+std::optional<std::size_t> send_packet(int socket, ByteView packet, bool more_follows);
 void push_packets(int socket);
+std::size_t unacknowledged_bytes(int socket);
+void finish_sending(int socket);
 
-// Sends everything, however long the socket takes, as long as it takes something: false when the peer is gone, or has
-// taken nothing for two seconds, less than the silence that would make other clients think that we are gone.
-bool send_all(int socket, ByteView bytes);
+// The peers that call at this listener.
+//   listener  -1: nobody ever calls
+Transport socket_transport(int listener);
 
 // A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be opened or bound, prints `what` with the system's
 // reason and gives no_socket.

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <utility>
-
-#include "common/socket.h"
 
 namespace kavo {
 
@@ -14,7 +13,6 @@ using esesm::LoginStatus;
 
 namespace {
 
-constexpr std::uint64_t longest_pass_ms = 100;            // after which no further request is read
 constexpr std::string_view application_protocol = "DoM";  // whatever follows it passes
 
 LoginStatus check(const esesm::LoginRequest& request) {
@@ -29,25 +27,25 @@ LoginStatus check(const esesm::LoginRequest& request) {
 
 }  // namespace
 
-Retransmission::Retransmission(DomFeed& feed, const Clock& clock, ReceiverWire wire, std::uint8_t session)
-    : feed_(feed), clock_(clock), wire_(std::move(wire)), session_(session), scratch_(read_bytes) {}
+Retransmission::Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session)
+    : feed_(feed),
+      clock_(clock),
+      transport_(std::move(transport)),
+      session_(session),
+      farewells_(transport_, clock),
+      round_(clock, budget_ns) {}
 
-void Retransmission::serve(int listener) {
-    if (listener != no_socket && connections_waiting) accept_connections(listener);
-    const std::uint64_t start_ms = clock_.steady_ms();
-    for (RConn& connection : connections_) {
-        // One receiver that does not read is all that the other clients' patience has room for: the rest wait for the
-        // next pass. Nothing cuts short the one that is being served.
-        const bool too_slow = elapsed_ms(clock_.steady_ms(), start_ms) >= longest_pass_ms;
-        if (!too_slow && std::exchange(connection.readable, false)) read(connection);
-        run_timer(connection);
-    }
+void Retransmission::serve() {
+    if (connections_waiting) accept_connections();
+    take_turns();
+    for (RConn& connection : connections_) run_timer(connection);
     std::erase_if(connections_, [](const RConn& connection) { return !connection.open(); });
+    farewells_.serve();
 }
 
-void Retransmission::accept_connections(int listener) {
-    while (true) {
-        const int fd = accept_connection(listener, accept_exhausted_);
+void Retransmission::accept_connections() {
+    for (int accepts = 0; accepts < most_accepts_in_a_pass; ++accepts) {
+        const int fd = transport_.accept(accept_exhausted_);
         if (fd == no_socket) return;
         open_connection(fd);
     }
@@ -60,31 +58,57 @@ RConn& Retransmission::open_connection(int fd) {
     return connection;
 }
 
+void Retransmission::take_turns() {
+    const auto wants_turn = [](const RConn& connection) {
+        return connection.readable || connection.backlog || !connection.outgoing.empty();
+    };
+    round_.begin(static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), wants_turn)));
+    for (RConn& connection : connections_) {
+        if (!wants_turn(connection) || !round_.owes_turn(connection.turn)) continue;
+        if (round_.spent()) return;
+        take_turn(connection, round_.give_turn(connection.turn));
+    }
+    round_.end();
+}
+
+// What is owed to a receiver comes before anything that it still has to say.
+void Retransmission::take_turn(RConn& connection, std::uint64_t until_ns) {
+    if (!send_rest(connection)) return;
+    if (!connection.backlog) read(connection);
+    if (connection.backlog) cut_packets(connection, until_ns);
+}
+
 void Retransmission::read(RConn& connection) {
     bool arrived = false;
-    if (read_available(connection.fd, scratch_, connection.received.incoming(), arrived) == ReadEnd::gone) {
-        return close(connection);
-    }
-    cut_packets(connection);
+    const ReadEnd end = transport_.read(connection.fd, connection.received.incoming(), arrived);
+    if (end == ReadEnd::gone) return close(connection);
+    connection.backlog = arrived;
+    connection.readable = end == ReadEnd::more;
 }
 
 void Retransmission::receive(RConn& connection, ByteView bytes) {
     Bytes& incoming = connection.received.incoming();
     incoming.insert(incoming.end(), bytes.begin(), bytes.end());
-    cut_packets(connection);
+    cut_packets(connection, std::numeric_limits<std::uint64_t>::max());
 }
 
-void Retransmission::cut_packets(RConn& connection) {
-    while (connection.open()) {
+void Retransmission::cut_packets(RConn& connection, std::uint64_t until_ns) {
+    connection.backlog = false;
+    while (connection.open() && !connection.backlog) {
         const auto packet = connection.received.cut();
         if (!packet) return;
         on_rconn_packet(connection, *packet);
+        connection.backlog = !send_rest(connection) || clock_.steady_ns() >= until_ns;
     }
 }
 
+// A receiver is not too late with what the service has not read yet.
 void Retransmission::run_timer(RConn& connection) {
     if (!connection.open() || connection.logged_in) return;
     if (elapsed_ms(clock_.steady_ms(), connection.connected_ms) <= esesm::login_limit_ms) return;
+    read(connection);
+    if (connection.open()) cut_packets(connection, clock_.steady_ns() + shortest_turn_ns);
+    if (!connection.open() || connection.logged_in) return;
     say_goodbye(connection, GoodbyeReason::login_timeout, esesm::login_timeout_text);
 }
 
@@ -118,7 +142,8 @@ void Retransmission::log_in(RConn& connection, ByteView payload) {
     if (status != LoginStatus::invalid_start_sequence) say_goodbye(connection, GoodbyeReason::done, text);
 }
 
-// What the history does not hold is left out without a word; an empty range is answered by the goodbye alone.
+// What the history does not hold is left out without a word; an empty range is answered by the goodbye alone. The reply
+// is put together at once, so whatever the history forgets meanwhile, a slow receiver gets all of it.
 void Retransmission::retransmit(RConn& connection, ByteView payload) {
     namespace at = layout::retransmission_request;
     if (!connection.logged_in) {
@@ -129,7 +154,7 @@ void Retransmission::retransmit(RConn& connection, ByteView payload) {
     }
     std::uint64_t next = std::max(feed_.history.oldest(), get(payload, at::first));
     const std::uint64_t last = std::min(feed_.last_sequence(), get(payload, at::last));
-    while (connection.open() && next <= last) {
+    while (next <= last) {
         const MessageLog::Run run = feed_.history.run_at(next, last);
         send(connection, run.bytes);
         next = run.next;
@@ -139,17 +164,29 @@ void Retransmission::retransmit(RConn& connection, ByteView payload) {
 }
 
 void Retransmission::send(RConn& connection, ByteView bytes) {
-    if (connection.open() && !wire_.send_all(connection.fd, bytes)) close(connection);
+    connection.outgoing.add(bytes, clock_.steady_ms());
 }
 
+// False while something is left, and when the receiver is gone or has taken nothing for too long.
+bool Retransmission::send_rest(RConn& connection) {
+    Outgoing& outgoing = connection.outgoing;
+    if (outgoing.empty()) return true;
+    const bool gone = !outgoing.send(transport_, connection.fd);
+    if (!gone && outgoing.empty()) return true;
+    if (gone || outgoing.stalled(transport_, connection.fd, clock_.steady_ms())) close(connection);
+    return false;
+}
+
+// Nothing more of the connection is handled. It ends when the receiver has taken everything.
 void Retransmission::say_goodbye(RConn& connection, GoodbyeReason reason, std::string_view text) {
     send(connection, esesm::build_goodbye(reason, text));
-    close(connection);
+    farewells_.add(std::exchange(connection.fd, no_socket), std::exchange(connection.outgoing, {}));
 }
 
 void Retransmission::close(RConn& connection) {
-    if (connection.open()) wire_.close(connection.fd);
+    if (connection.open()) transport_.close(connection.fd);
     connection.fd = no_socket;
+    connection.outgoing = {};
 }
 
 }  // namespace kavo

@@ -3,12 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string_view>
 #include <vector>
 
-#include "common/bytes.h"
-#include "common/clock.h"
+#include "common/farewells.h"
 #include "feed/dom_feed.h"
 #include "session/esesm.h"
 
@@ -44,32 +42,30 @@ static_assert(adjoin(end, refresh_type));
 
 enum class RefreshType : char { all = 'O', definitions = 'S', system_state = 's', trading_status = 't' };
 
-// One receiver's connection.
+// One receiver's connection, until it has been told goodbye.
 struct RConn {
     int fd = -1;  // -1 once closed
     esesm::ReceiveBuffer received;
+    Outgoing outgoing;  // nothing more is handled before the receiver has taken it
     bool logged_in = false;
     bool readable = true;  // worth a read in this pass; a new connection always is
+    bool backlog = false;  // its turn ended before everything that it has sent was handled
     std::uint64_t connected_ms = 0;
+    std::uint64_t turn = 0;  // see Round
 
     bool open() const { return fd >= 0; }
-};
-
-// The way out to the receivers; a test puts its own in.
-struct ReceiverWire {
-    // Sends everything, and waits for it; false when the receiver is gone or has stopped reading.
-    std::function<bool(int fd, ByteView bytes)> send_all;
-    std::function<void(int fd)> close;
 };
 
 class Retransmission {
 public:
     //   session  1..255, carried in login responses
-    Retransmission(DomFeed& feed, const Clock& clock, ReceiverWire wire, std::uint8_t session);
+    Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session);
+    Retransmission(const Retransmission&) = delete;  // what it says farewell to refers to its transport
+    Retransmission& operator=(const Retransmission&) = delete;
 
-    // Its step of a pass: accepts, reads, answers, and ends the connections that never log in.
-    //   listener  -1 when the service is off
-    void serve(int listener);
+    // Its step of a pass: accepts, reads, answers, and ends the connections that never log in. Nobody is waited for:
+    // what a receiver does not take now goes on in later passes.
+    void serve();
 
     // What serve does for one connection, for whoever has bytes from elsewhere. The record stays in its place until the
     // next one is opened or served.
@@ -78,18 +74,26 @@ public:
     void run_timer(RConn& connection);
 
     std::vector<RConn>& connections() { return connections_; }
+    const std::vector<Farewell>& farewells() const { return farewells_.under_way(); }
     bool accept_exhausted() const { return accept_exhausted_; }
     bool connections_waiting = true;  // at the listener
 
 private:
+    static constexpr std::uint64_t budget_ns = 50 * ns_per_ms;
+    static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
+    static constexpr int most_accepts_in_a_pass = 256;
+
     // retransmission.cpp
-    void accept_connections(int listener);
+    void accept_connections();
+    void take_turns();
+    void take_turn(RConn& connection, std::uint64_t until_ns);
     void read(RConn& connection);
-    void cut_packets(RConn& connection);
+    void cut_packets(RConn& connection, std::uint64_t until_ns);
     void on_rconn_packet(RConn& connection, const esesm::ReceiveBuffer::Packet& packet);
     void log_in(RConn& connection, ByteView payload);
     void retransmit(RConn& connection, ByteView payload);
     void send(RConn& connection, ByteView bytes);
+    bool send_rest(RConn& connection);
     void say_goodbye(RConn& connection, esesm::GoodbyeReason reason, std::string_view text);
     void close(RConn& connection);
 
@@ -98,11 +102,12 @@ private:
 
     DomFeed& feed_;
     const Clock& clock_;
-    ReceiverWire wire_;
+    Transport transport_;
     std::uint8_t session_;
     std::vector<RConn> connections_;
+    Farewells farewells_;
+    Round round_;
     bool accept_exhausted_ = false;
-    Bytes scratch_;
 };
 
 }  // namespace kavo

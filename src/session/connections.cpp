@@ -1,31 +1,39 @@
-// Connections come, are read, are written to and go away.
+// Connections come, are read in turns, and go away.
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
-#include "common/socket.h"
 #include "session/order_entry.h"
 
 namespace kavo {
 
-OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, ClientWire wire,
+OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, Transport transport,
                        std::uint8_t session, bool quiet)
     : engine_(engine),
       feed_(feed),
       bench_(bench),
       clock_(clock),
-      wire_(std::move(wire)),
+      transport_(std::move(transport)),
       session_(session),
       quiet_(quiet),
-      scratch_(read_bytes) {}
+      farewells_(transport_, clock),
+      reading_(clock, reading_budget_ns),
+      sending_(clock, sending_budget_ns) {}
 
-void OrderEntry::accept_clients(int listener) {
-    while (true) {
-        const int fd = accept_connection(listener, accept_exhausted_);
-        if (fd == no_socket) return;
+// Readiness is as old as the last poll. What an earlier connection has sent since then, its end above all, came before
+// whatever a new one says, so everyone is read when somebody comes.
+void OrderEntry::accept_clients() {
+    if (!clients_waiting) return;
+    const std::size_t clients_before = clients_.size();
+    for (int accepts = 0; accepts < most_accepts_in_a_pass; ++accepts) {
+        const int fd = transport_.accept(accept_exhausted_);
+        if (fd == no_socket) break;
         open_client(fd);
         if (!quiet_) std::fprintf(stderr, "[kavo_me] client connected (fd %d)\n", fd);
     }
+    if (clients_.size() == clients_before) return;
+    for (const ClientHandle handle : open_) client(handle).readable = true;
 }
 
 ClientHandle OrderEntry::open_client(int fd) {
@@ -49,18 +57,39 @@ void OrderEntry::forget_closed() {
 
 void OrderEntry::serve_clients() {
     forget_closed();
+    const auto has_input = [this](ClientHandle handle) { return client(handle).has_input(); };
+    reading_.begin(static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), has_input)));
     for (const ClientHandle handle : open_) {
         MeoClient& reading = client(handle);
-        if (!reading.open() || !std::exchange(reading.readable, false)) continue;
-        bool arrived = false;
-        const ReadEnd end = read_available(reading.fd, scratch_, reading.received.incoming(), arrived);
-        if (arrived) reading.last_received_ms = clock_.steady_ms();
-        if (end == ReadEnd::gone) {
-            lose_client(handle);
-        } else if (arrived) {
-            serve_packets(handle);
-        }
+        if (!reading.has_input() || !reading_.owes_turn(reading.reading_turn)) continue;
+        if (reading_.spent()) return;
+        take_turn(handle, reading_.give_turn(reading.reading_turn));
     }
+    reading_.end();
+}
+
+void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
+    MeoClient& reading = client(handle);
+    if (!reading.backlog && read(reading) == ReadEnd::gone) return lose_client(handle);
+    if (reading.backlog) serve_packets(handle, until_ns);
+}
+
+// Reads everything that has come since the last poll, and handles it, before something is held against a client.
+void OrderEntry::look_again(ClientHandle handle, std::uint64_t turn_ns) {
+    MeoClient& reading = client(handle);
+    ReadEnd end = ReadEnd::more;
+    for (int looks = 0; end == ReadEnd::more && looks < most_looks; ++looks) end = read(reading);
+    if (end == ReadEnd::gone) return lose_client(handle);
+    if (reading.backlog) serve_packets(handle, clock_.steady_ns() + turn_ns);
+}
+
+ReadEnd OrderEntry::read(MeoClient& client) {
+    bool arrived = false;
+    const ReadEnd end = transport_.read(client.fd, client.received.incoming(), arrived);
+    if (arrived) client.last_received_ms = clock_.steady_ms();
+    client.backlog = client.backlog || arrived;
+    client.readable = end == ReadEnd::more;
+    return end;
 }
 
 void OrderEntry::receive(ClientHandle handle, ByteView bytes) {
@@ -68,7 +97,7 @@ void OrderEntry::receive(ClientHandle handle, ByteView bytes) {
     Bytes& incoming = receiving.received.incoming();
     incoming.insert(incoming.end(), bytes.begin(), bytes.end());
     receiving.last_received_ms = clock_.steady_ms();
-    serve_packets(handle);
+    serve_packets(handle, std::numeric_limits<std::uint64_t>::max());
 }
 
 // What the peer sent right before it went away is not looked at any more.
@@ -78,13 +107,15 @@ void OrderEntry::lose_client(ClientHandle handle) {
 }
 
 // Of requests that came together, the first is answered at once, and the answers to the others leave together.
-void OrderEntry::serve_packets(ClientHandle handle) {
+void OrderEntry::serve_packets(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& serving = client(handle);
-    for (bool first = true; serving.open(); first = false) {
+    serving.backlog = false;
+    for (bool first = true; serving.open() && !serving.backlog; first = false) {
         const auto packet = serving.received.cut();
         if (!packet) break;
         serving.asks_more = !first && serving.received.holds_packet();
         handle_packet(handle, *packet);
+        serving.backlog = clock_.steady_ns() >= until_ns;
     }
     if (serving.open()) push(serving);
 }
@@ -102,22 +133,6 @@ void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::
     }
     if (!sender.logged_in) return say_goodbye(sender, esesm::GoodbyeReason::bad_packet, esesm::not_logged_in_text);
     if (packet.type == esesm::PacketType::unsequenced_data) dispatch(handle, packet.payload);
-}
-
-void OrderEntry::send(MeoClient& client, ByteView packet) {
-    send(client, packet, clock_.steady_ms(), false);
-}
-
-void OrderEntry::send(MeoClient& client, ByteView packet, std::uint64_t now_ms, bool more_follows) {
-    if (client.open()) wire_.send(client.fd, packet, more_follows);
-    client.held_back = more_follows;
-    client.last_sent_ms = now_ms;
-}
-
-// Nothing may be left waiting: the last request of a batch may have had no answer.
-void OrderEntry::push(MeoClient& client) {
-    if (client.held_back) wire_.push(client.fd);
-    client.held_back = false;
 }
 
 // Ends a connection without a word to the engine, deliberately even when it is logged in: its orders stay, whatever
@@ -138,10 +153,15 @@ void OrderEntry::drop(ClientHandle handle, std::string_view reason, Announce ann
     engine_.client_dropped(handle, dropped.username);
 }
 
+// Not even the end of a connection leaves half a packet behind.
 void OrderEntry::close(MeoClient& client) {
+    end_replay(client);
     push(client);
-    wire_.close(client.fd);
-    client.fd = no_socket;
+    const int fd = std::exchange(client.fd, no_socket);
+    if (client.unsent.empty()) return transport_.close(fd);
+    Outgoing rest;
+    rest.add(std::exchange(client.unsent, {}), clock_.steady_ms());
+    farewells_.add(fd, std::move(rest));
 }
 
 bool OrderEntry::anyone_logged_in() const {

@@ -1,6 +1,7 @@
 // A login: the checks in their order, the reject, and the acceptance with everything the user has missed.
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "common/text.h"
 #include "session/order_entry.h"
@@ -34,25 +35,41 @@ void OrderEntry::log_in(ClientHandle handle, ByteView payload) {
     accept(handle, request, stream);
 }
 
-LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& request,
-                              const SessionStream& stream) const {
-    const auto has_user = [&](ClientHandle other) {
-        const MeoClient& client = clients_[static_cast<std::size_t>(other)];
-        return other != handle && client.open() && client.logged_in && client.username == request.username;
-    };
+LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& request, const SessionStream& stream) {
     if (request.session_protocol_version != esesm::session_protocol) return LoginStatus::incompatible_session;
     if (!request.application_protocol_version.starts_with(application_protocol)) {
         return LoginStatus::incompatible_application;
     }
     if (request.entries.size() != 1) return LoginStatus::invalid_engine_count;
     if (request.username.empty() || request.computer_id.empty()) return LoginStatus::invalid_user;
-    if (std::any_of(open_.begin(), open_.end(), has_user)) return LoginStatus::already_logged_in;
+    if (name_is_taken(handle, request.username)) return LoginStatus::already_logged_in;
     const esesm::LoginRequest::Entry& entry = request.entries.front();
     if (entry.matching_engine_id != any_engine && entry.matching_engine_id != session_) {
         return LoginStatus::invalid_session;
     }
     if (entry.requested_sequence > stream.next_sequence()) return LoginStatus::invalid_start_sequence;
     return LoginStatus::successful;
+}
+
+// The client that is logged in under this name on another connection.
+ClientHandle OrderEntry::holder_of(ClientHandle asking, const std::string& username) const {
+    const auto holds_name = [&](ClientHandle other) {
+        const MeoClient& client = clients_[static_cast<std::size_t>(other)];
+        return other != asking && client.open() && client.logged_in && client.username == username;
+    };
+    const auto holder = std::find_if(open_.begin(), open_.end(), holds_name);
+    return holder == open_.end() ? no_client : *holder;
+}
+
+// Whoever has the name may have gone since the last poll, or have said so: a user who closes and comes back at once is
+// right, and only a second look can tell.
+bool OrderEntry::name_is_taken(ClientHandle asking, const std::string& username) {
+    const ClientHandle holder = holder_of(asking, username);
+    if (holder == no_client || looking_again_) return holder != no_client;
+    looking_again_ = true;
+    look_again(holder, reading_budget_ns);
+    looking_again_ = false;
+    return holder_of(asking, username) != no_client;
 }
 
 void OrderEntry::reject(MeoClient& client, const esesm::LoginRequest& request, const SessionStream& stream,
@@ -69,6 +86,7 @@ void OrderEntry::reject(MeoClient& client, const esesm::LoginRequest& request, c
 
 void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request, SessionStream& stream) {
     MeoClient& user = client(handle);
+    end_replay(user);  // a further login takes the place of what an earlier one has set in motion
     user.username = request.username;
     user.stream = &stream;
     user.logged_in = true;
@@ -80,9 +98,7 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
     std::fprintf(
         stderr, "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
         user.username.c_str(), printable(requested), printable(next), printable(accepted), printable(next - accepted));
-    send(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), clock_.steady_ms(),
-         accepted < next);
-    if (accepted < next) replay(user, accepted);
+    start_replay(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), accepted);
 
     if (stream.stored.size() == 0) {
         answers_.clear();
@@ -96,16 +112,17 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
     if (!quiet_) std::fprintf(stderr, "[kavo_me] login %s accepted\n", user.username.c_str());
 }
 
-// Everything stored from `from` on. A lapse silences what is new, not this: it is how a client gets over a lapse.
-void OrderEntry::replay(MeoClient& client, std::uint64_t from) {
-    const SessionStream& stream = *client.stream;
-    ++bench_.counters.replays;
-    bench_.counters.replayed += stream.next_sequence() - from;
-    const std::uint64_t now_ms = clock_.steady_ms();
-    for (std::uint64_t number = from; number < stream.next_sequence(); ++number) {
-        send(client, stream.stored.at(number), now_ms, true);
+// The response, then everything stored from `from` on; what does not go out at once goes on in later passes. A lapse
+// silences what is new, not this: it is how a client gets over a lapse.
+void OrderEntry::start_replay(MeoClient& client, Bytes response, std::uint64_t from) {
+    const std::uint64_t next = client.stream->next_sequence();
+    if (from < next) {
+        ++bench_.counters.replays;
+        bench_.counters.replayed += next - from;
     }
-    send(client, esesm::replay_complete);
+    client.replay = {
+        .response = std::move(response), .missed = {from, next}, .completion_due = from < next, .followers = {}};
+    continue_replay(client, clock_.steady_ns() + shortest_turn_ns);
 }
 
 }  // namespace kavo

@@ -3,17 +3,17 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "app/bench.h"
-#include "common/clock.h"
+#include "common/farewells.h"
 #include "common/message_log.h"
 #include "engine/engine.h"
 #include "session/esesm.h"
+#include "session/replay.h"
 
 namespace kavo {
 
@@ -33,25 +33,22 @@ struct MeoClient {
     esesm::ReceiveBuffer received;
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
-    bool asks_more = false;  // the answers to its next request, which is already here, take the present ones along
+    bool backlog = false;    // its turn ended before everything that it has sent was handled
+    bool asks_more = false;  // another request of this client is already here: its answers leave with the present ones
     bool held_back = false;  // the last packet sent to it may still wait for another
+    Bytes unsent;            // of a packet that the connection took only in part
+    Replay replay;
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
     std::uint64_t connected_ms = 0;
     std::string username;             // of the latest accepted login
     SessionStream* stream = nullptr;  // that user's
+    std::uint64_t reading_turn = 0;   // see Round
+    std::uint64_t sending_turn = 0;
 
     bool open() const { return fd >= 0; }
-};
-
-// The way out to the clients; a test puts its own in.
-struct ClientWire {
-    // Hands over one whole packet; what does not get through is lost without a word.
-    //   more_follows  the next packet of the same batch comes at once, so this one may wait for it
-    std::function<void(int fd, ByteView packet, bool more_follows)> send;
-    // Lets what waits go out, when the packet that was to follow did not come.
-    std::function<void(int fd)> push;
-    std::function<void(int fd)> close;
+    bool has_input() const { return open() && (readable || backlog); }
+    bool has_output() const { return open() && (!unsent.empty() || replay.under_way()); }
 };
 
 // Nothing that a client sends can stop the process; it is answered, ignored, or ends that client's connection.
@@ -62,12 +59,15 @@ public:
 
     //   session  the number that login responses carry, 1..255
     //   quiet    no lines for connections and accepted logins
-    OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, ClientWire wire, std::uint8_t session,
-               bool quiet);
+    OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, Transport transport,
+               std::uint8_t session, bool quiet);
+    OrderEntry(const OrderEntry&) = delete;  // what it says farewell to refers to its transport
+    OrderEntry& operator=(const OrderEntry&) = delete;
 
     // The steps of a pass, in the order in which the main loop takes them.
-    void accept_clients(int listener);
+    void accept_clients();
     void serve_clients();
+    void continue_sending();
     void deliver_engine_output();
     void announce_lapse(std::uint64_t now_ms);
     void run_timers(std::uint64_t now_ms);
@@ -83,30 +83,51 @@ public:
     const std::vector<ClientHandle>& open_clients() const { return open_; }
     MeoClient& client(ClientHandle handle) { return clients_[static_cast<std::size_t>(handle)]; }
     std::size_t clients_ever() const { return clients_.size(); }
+    const std::vector<Farewell>& farewells() const { return farewells_.under_way(); }
     bool accept_exhausted() const { return accept_exhausted_; }
+    bool clients_waiting = true;  // at the listener
 
 private:
     enum class Announce { no, yes };
+    // A round of 300 clients who never stop takes a tenth of a second, far below the limit of anyone's silence.
+    static constexpr std::uint64_t reading_budget_ns = 50 * ns_per_ms;
+    static constexpr std::uint64_t sending_budget_ns = 20 * ns_per_ms;
+    static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
+    static constexpr int most_accepts_in_a_pass = 256;
+    static constexpr int most_looks = 16;  // 16 MiB, which is more than a socket holds
 
     // connections.cpp
-    void serve_packets(ClientHandle handle);
+    void take_turn(ClientHandle handle, std::uint64_t until_ns);
+    void look_again(ClientHandle handle, std::uint64_t turn_ns);
+    ReadEnd read(MeoClient& client);
+    void serve_packets(ClientHandle handle, std::uint64_t until_ns);
     void handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::Packet& packet);
-    void send(MeoClient& client, ByteView packet);
-    void send(MeoClient& client, ByteView packet, std::uint64_t now_ms, bool more_follows);
     void say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text);
     void drop(ClientHandle handle, std::string_view reason, Announce announce);
-    void push(MeoClient& client);
     void close(MeoClient& client);
     void forget_closed();
 
+    // sending.cpp
+    void take_sending_turns();
+    void send(MeoClient& client, ByteView packet);
+    void send(MeoClient& client, ByteView packet, std::uint64_t now_ms, bool more_follows);
+    bool hand_over(MeoClient& client, ByteView packet, bool more_follows);
+    bool complete_packet(MeoClient& client);
+    void push(MeoClient& client);
+    void continue_replay(MeoClient& client, std::uint64_t until_ns);
+    bool send_next_of(MeoClient& client);
+    bool send_stored(MeoClient& client, Replay::Stretch& stretch);
+    void end_replay(MeoClient& client);
+
     // login.cpp
     void log_in(ClientHandle handle, ByteView payload);
-    esesm::LoginStatus check(ClientHandle handle, const esesm::LoginRequest& request,
-                             const SessionStream& stream) const;
+    esesm::LoginStatus check(ClientHandle handle, const esesm::LoginRequest& request, const SessionStream& stream);
     void reject(MeoClient& client, const esesm::LoginRequest& request, const SessionStream& stream,
                 esesm::LoginStatus status);
     void accept(ClientHandle handle, const esesm::LoginRequest& request, SessionStream& stream);
-    void replay(MeoClient& client, std::uint64_t from);
+    void start_replay(MeoClient& client, Bytes response, std::uint64_t from);
+    ClientHandle holder_of(ClientHandle asking, const std::string& username) const;
+    bool name_is_taken(ClientHandle asking, const std::string& username);
 
     // streams.cpp
     void deliver(MeoClient& client, const OutboundMessages& messages);
@@ -124,18 +145,21 @@ private:
     DomFeed& feed_;
     Bench& bench_;
     const Clock& clock_;
-    ClientWire wire_;
+    Transport transport_;
     std::uint8_t session_;
     bool quiet_;
 
     std::deque<MeoClient> clients_;  // every connection since the start; records never move
     std::vector<ClientHandle> open_;
     std::unordered_map<std::string, SessionStream> streams_;
+    Farewells farewells_;
+    Round reading_;
+    Round sending_;
     bool accept_exhausted_ = false;
+    bool looking_again_ = false;
 
     OutboundMessages answers_;    // to the request being handled
     OutboundMessages delivered_;  // the engine's output while it is delivered
-    Bytes scratch_;
 };
 
 }  // namespace kavo

@@ -30,6 +30,7 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessages& messages) {
 }
 
 // During a lapse a sequenced message only takes its number and its place in the stream; an unsequenced one is lost.
+// During a replay it waits behind it.
 void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std::uint64_t now_ms, bool more_follows) {
     ByteView packet;
     Bytes unsequenced;
@@ -41,6 +42,7 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std:
         packet = unsequenced;
     }
     if (bench_.in_lapse(now_ms)) return;
+    if (message.sequenced && client.replay.under_way()) return client.replay.follow(client.stream->stored.next() - 1);
     send(client, packet, now_ms, more_follows);
 }
 

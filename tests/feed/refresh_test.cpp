@@ -18,20 +18,11 @@ constexpr char time_bytes[] = "31 00 F1 53 65";
 
 // One logged-in receiver of a venue whose every message is known.
 struct Receiver {
-    explicit Receiver(Venue& venue)
-        : service(venue.feed, venue.clock,
-                  {[this](int, ByteView bytes) {
-                       sent.insert(sent.end(), bytes.begin(), bytes.end());
-                       return true;
-                   },
-                   [](int) {}},
-                  9) {
-        log_in();
-    }
+    explicit Receiver(Venue& venue) : service(venue.feed, venue.clock, peers.transport(), 9) { log_in(); }
     void log_in() {
         service.open_connection(100);
         receive('l', receiver_login().payload());
-        sent.clear();
+        sent().clear();
     }
     void receive(char type, ByteView payload) {
         said = said_during([&] {
@@ -44,7 +35,7 @@ struct Receiver {
         receive('U', as_bytes(payload));
         std::vector<std::string> lines;
         esesm::ReceiveBuffer cutter;
-        cutter.incoming() = sent;
+        cutter.incoming() = sent();
         while (const auto cut = cutter.cut()) {
             lines.push_back(recovery_text(esesm::build_packet(cut->type, cut->payload)));
         }
@@ -52,8 +43,10 @@ struct Receiver {
         return joined(lines);
     }
 
+    Bytes& sent() { return peers.peers[100].received; }
+
+    MemoryPeers peers;
     Retransmission service;
-    Bytes sent;
     std::string said;  // on standard error
 };
 
@@ -230,7 +223,7 @@ TEST(Refresh, IsTheOnlyRequestOfItsConnection) {
     two.insert(two.end(), two.begin(), two.end());
     said_during([&] { receiver.service.receive(receiver.service.connections().back(), two); });
     EXPECT_EQ(venue.feed.counters.refreshes, 1u);
-    EXPECT_EQ(receiver.sent.size(), 49 + 20u);  // one reply and its goodbye
+    EXPECT_EQ(receiver.sent().size(), 49 + 20u);  // one reply and its goodbye
 }
 
 }  // namespace

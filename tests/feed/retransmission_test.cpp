@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/socket.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
+#include "support/memory_peers.h"
 #include "support/recovery_client.h"
 #include "support/said.h"
 #include "support/transcript.h"
@@ -51,7 +51,7 @@ struct RetransmissionTest : testing::Test {
     std::string heard() {
         std::vector<std::string> lines;
         esesm::ReceiveBuffer cutter;
-        cutter.incoming() = std::exchange(sent, {});
+        cutter.incoming() = std::exchange(peer().received, {});
         while (const auto cut = cutter.cut()) {
             const std::string text = recovery_text(packet(static_cast<char>(cut->type), cut->payload));
             lines.push_back(cut->type == esesm::PacketType::sequenced_data ? text.substr(0, text.find(':')) : text);
@@ -72,22 +72,15 @@ struct RetransmissionTest : testing::Test {
         return lines;
     }
     RConn& connection() { return service.connections().back(); }
+    MemoryPeer& peer() { return peers.peers[fd]; }
+    const Bytes& sent() { return peer().received; }
 
     CaughtFeed caught;
     DomFeed& feed = caught.feed;
-    bool receiver_gone = false;
-    int closed = 0;  // sockets
-    Bytes sent;
-    std::string said;  // on standard error
-    Retransmission service{feed,
-                           caught.clock,
-                           {[this](int, ByteView bytes) {
-                                sent.insert(sent.end(), bytes.begin(), bytes.end());
-                                return !receiver_gone;
-                            },
-                            [this](int) { ++closed; }},
-                           CaughtFeed::session};
     int fd = 100;
+    MemoryPeers peers;
+    std::string said;  // on standard error
+    Retransmission service{feed, caught.clock, peers.transport(), CaughtFeed::session};
 
     RetransmissionTest() { service.open_connection(fd); }
 };
@@ -109,9 +102,9 @@ TEST_F(ReceiverLogin, IsAcceptedWithTheSessionAndTheLastNumberPublished) {
 TEST_F(ReceiverLogin, IsAnsweredByTheseBytes) {
     caught.publish(0x123);
     send(login_packet());
-    EXPECT_EQ(to_hex(sent), hex_rows("0C 00 72   # twelve bytes follow the length: a login response\n"
-                                     "01 20 07   # one entry: successful, session 7\n"
-                                     "23 01 00 00 00 00 00 00"));
+    EXPECT_EQ(to_hex(sent()), hex_rows("0C 00 72   # twelve bytes follow the length: a login response\n"
+                                       "01 20 07   # one entry: successful, session 7\n"
+                                       "23 01 00 00 00 00 00 00"));
 }
 
 TEST_F(ReceiverLogin, ShowsNumberZeroBeforeTheFirstMessage) {
@@ -249,7 +242,7 @@ TEST_F(ReceiverLogin, TimesOutMoreThanThirtySecondsAfterTheConnection) {
     caught.clock.advance_ms(1);
     service.run_timer(connection());
     EXPECT_EQ(heard(), "goodbye 'L' timed out waiting for login | closed");
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(peer().closed, 1);
     EXPECT_EQ(said, "");
 }
 
@@ -284,16 +277,16 @@ TEST_F(RetransmittedRange, IsSentAsItWasPublishedWithItsNumbers) {
     feed.publish(from_hex("FF"));
     log_in();
     send(request(1, 2));
-    EXPECT_EQ(to_hex(sent), hex_rows("0D 00 73   # thirteen bytes: sequenced data\n"
-                                     "01 00 00 00 00 00 00 00 01   # message 1, engine 1\n"
-                                     "41 42 43\n"
-                                     "0B 00 73\n"
-                                     "02 00 00 00 00 00 00 00 01\n"
-                                     "FF\n"
-                                     "19 00 47 41   # twenty-five bytes: goodbye, reason A\n"
-                                     "72 65 74 72 61 6E 73 6D 69 73 73 69 6F 6E 20   # 'retransmission '\n"
-                                     "63 6F 6D 70 6C 65 74 65   # 'complete'"));
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(to_hex(sent()), hex_rows("0D 00 73   # thirteen bytes: sequenced data\n"
+                                       "01 00 00 00 00 00 00 00 01   # message 1, engine 1\n"
+                                       "41 42 43\n"
+                                       "0B 00 73\n"
+                                       "02 00 00 00 00 00 00 00 01\n"
+                                       "FF\n"
+                                       "19 00 47 41   # twenty-five bytes: goodbye, reason A\n"
+                                       "72 65 74 72 61 6E 73 6D 69 73 73 69 6F 6E 20   # 'retransmission '\n"
+                                       "63 6F 6D 70 6C 65 74 65   # 'complete'"));
+    EXPECT_EQ(peer().closed, 1);
 }
 
 TEST_F(RetransmittedRange, IsAnyPartOfWhatHasBeenPublished) {
@@ -359,8 +352,8 @@ TEST_F(RetransmittedRange, MayHoldAMessageThatWasTooLongToBeSent) {
     caught.publish(1, 1389);
     log_in();
     send(request(1, 1));
-    EXPECT_EQ(sent.size(), 3 + 9 + 1389 + 27u);
-    EXPECT_EQ(to_hex(ByteView(sent).subspan(12, 1389)), to_hex(Bytes(1389, 1)));
+    EXPECT_EQ(sent().size(), 3 + 9 + 1389 + 27u);
+    EXPECT_EQ(to_hex(ByteView(sent()).subspan(12, 1389)), to_hex(Bytes(1389, 1)));
 }
 
 TEST_F(RetransmittedRange, MaySpanManyBlocksOfTheHistory) {
@@ -448,11 +441,12 @@ TEST_F(ReceiverPacket, ThatIsAHeartbeatIsIgnoredLoggedInOrNot) {
 TEST_F(ReceiverPacket, ThatIsALogoutEndsTheConnectionWithoutAWord) {
     send(packet('X'));
     EXPECT_EQ(heard(), "closed");
+    EXPECT_EQ(peer().closed, 1);
     service.open_connection(++fd);
     log_in();
     send(packet('X', as_bytes("payload")));
     EXPECT_EQ(heard(), "closed");
-    EXPECT_EQ(closed, 2);
+    EXPECT_EQ(peer().closed, 1);
     EXPECT_EQ(said, "");
 }
 
@@ -484,7 +478,7 @@ TEST_F(ReceiverPacket, BehindAServedRequestIsNeverRead) {
     send(together({request(1, 1), request(2, 3), packet('Z')}));
     EXPECT_EQ(heard(), "1 | goodbye 'A' retransmission complete | closed");
     EXPECT_EQ(feed.counters.retransmissions, 1u);
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(peer().closed, 1);
 }
 
 TEST_F(ReceiverPacket, BehindARefusedRequestIsNeverRead) {
@@ -504,26 +498,26 @@ TEST_F(ReceiverPacket, OfLengthZeroTakesEverythingReceivedWithIt) {
 TEST_F(ReceiverConnection, ThatBreaksWhileItIsServedIsClosedOnce) {
     caught.publish(3);
     log_in();
-    receiver_gone = true;
+    peer().broken = true;
     send(request(1, 3));
     EXPECT_FALSE(connection().open());
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(peer().closed, 1);
     const std::string lines = heard();
     EXPECT_EQ(lines.find("goodbye"), std::string::npos) << lines;
 }
 
 TEST_F(ReceiverConnection, ThatBreaksDuringTheLoginIsClosedOnce) {
-    receiver_gone = true;
+    peer().broken = true;
     send(together({login_packet(), request(1, 1)}));
     EXPECT_FALSE(connection().open());
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(peer().closed, 1);
 }
 
 TEST_F(ReceiverConnection, ThatBreaksDuringAGoodbyeIsClosedOnce) {
-    receiver_gone = true;
+    peer().broken = true;
     send(packet('Z'));
     EXPECT_FALSE(connection().open());
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(peer().closed, 1);
 }
 
 TEST_F(ReceiverConnection, IsForgottenOnceItIsClosed) {
@@ -532,7 +526,7 @@ TEST_F(ReceiverConnection, IsForgottenOnceItIsClosed) {
     ASSERT_EQ(service.connections().size(), 3u);
     for (RConn& open : service.connections()) open.readable = false;  // there is no socket behind it
     send(packet('X'));
-    service.serve(-1);
+    service.serve();
     EXPECT_EQ(service.connections().size(), 2u);
 }
 
@@ -546,38 +540,6 @@ TEST_F(ReceiverConnection, HasNothingToDoWithTheOthers) {
     said_during([&] { service.receive(first, packet('Z')); });
     EXPECT_FALSE(first.open());
     EXPECT_TRUE(connection().open());
-}
-
-// The way out takes two seconds, as it does to a receiver that does not read.
-TEST(SlowReceivers, WaitForThePassesToComeBehindTheFirstOne) {
-    CaughtFeed caught;
-    caught.publish(2);
-    std::vector<int> served;
-    Retransmission service(caught.feed, caught.clock,
-                           {[&](int fd, ByteView) {
-                                if (served.empty() || served.back() != fd) served.push_back(fd);
-                                caught.clock.advance_ms(2000);
-                                return false;
-                            },
-                            [](int) {}},
-                           CaughtFeed::session);
-    std::vector<int> opened;
-    for (int i = 0; i < 3; ++i) {
-        int ends[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-        const Bytes bytes = login_packet();
-        ASSERT_EQ(write(ends[1], bytes.data(), bytes.size()), std::ssize(bytes));
-        service.open_connection(ends[0]);
-        opened.insert(opened.end(), {ends[0], ends[1]});
-    }
-    service.serve(no_socket);
-    EXPECT_EQ(served, (std::vector{opened[0]}));
-    service.serve(no_socket);
-    EXPECT_EQ(served, (std::vector{opened[0], opened[2]}));
-    service.serve(no_socket);
-    EXPECT_EQ(served, (std::vector{opened[0], opened[2], opened[4]}));
-    EXPECT_TRUE(service.connections().empty());
-    for (const int fd : opened) close_socket(fd);
 }
 
 }  // namespace

@@ -1,76 +1,12 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <array>
-#include <set>
+#include <string>
 
-#include "common/socket.h"
 #include "support/said.h"
 #include "support/venue.h"
 
 namespace kavo::test {
 namespace {
-
-// A venue whose clients are real sockets, as far as reading goes. What it sends still stays inside the test.
-class SocketVenue : public testing::Test {
-protected:
-    ~SocketVenue() override {
-        for (const int fd : opened_) ::close(fd);
-    }
-
-    // The client's end of a new connection; the venue's end belongs to the next handle.
-    int connect() {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);
-        opened_.insert(ends.begin(), ends.end());
-        venue_.order_entry.open_client(ends[0]);
-        return ends[1];
-    }
-
-    int listen() {
-        const int listener = open_listener(0, 8, "listen");
-        EXPECT_GE(listener, 0);
-        opened_.insert(listener);
-        return listener;
-    }
-
-    void dial(int listener) {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-        opened_.insert(fd);
-        ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    }
-
-    void accept(Venue& venue, int listener) {
-        venue.order_entry.accept_clients(listener);
-        for (const ClientHandle client : venue.order_entry.open_clients()) {
-            opened_.insert(venue.order_entry.client(client).fd);
-        }
-    }
-
-    static void write(int fd, ByteView bytes) {
-        ASSERT_EQ(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-    }
-
-    void hang_up(int fd) {
-        ::close(fd);
-        opened_.erase(fd);
-    }
-
-    // The main loop has polled, and found this client readable.
-    void serve(ClientHandle client) {
-        venue_.order_entry.client(client).readable = true;
-        venue_.order_entry.serve_clients();
-    }
-
-    std::set<int> opened_;
-    Venue venue_;
-};
 
 Bytes packet(char type, ByteView payload = {}) {
     return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
@@ -81,38 +17,74 @@ Bytes operator+(Bytes left, const Bytes& right) {
     return left;
 }
 
-TEST_F(SocketVenue, AcceptsEveryWaitingClientAndSaysSo) {
+// A venue that reads its clients itself, as in a pass of the main loop.
+class ReadingVenue : public testing::Test {
+protected:
+    void write(ClientHandle client, ByteView bytes) {
+        Bytes& sends = venue_.connection(client).sends;
+        sends.insert(sends.end(), bytes.begin(), bytes.end());
+    }
+    // The main loop has polled, and found this client readable.
+    void serve(ClientHandle client) {
+        venue_.order_entry.client(client).readable = true;
+        venue_.order_entry.serve_clients();
+    }
+
+    Venue venue_;
+};
+
+TEST(AcceptedClients, AreAllThatWaitAndEachIsSpokenOf) {
     VenueSettings settings;
     settings.quiet = false;
     Venue venue(settings);
-    const int listener = listen();
-    dial(listener);
-    dial(listener);
-    const std::string said = said_during([&] { accept(venue, listener); });
+    venue.peers.call(100);
+    venue.peers.call(107);
+    EXPECT_EQ(said_during([&] { venue.order_entry.accept_clients(); }),
+              "[kavo_me] client connected (fd 100)\n[kavo_me] client connected (fd 107)\n");
     ASSERT_EQ(venue.order_entry.clients_ever(), 2u);
-    EXPECT_EQ(said, "[kavo_me] client connected (fd " + std::to_string(venue.order_entry.client(0).fd) +
-                        ")\n[kavo_me] client connected (fd " + std::to_string(venue.order_entry.client(1).fd) + ")\n");
-    EXPECT_EQ(said_during([&] { accept(venue, listener); }), "");
+    EXPECT_EQ(venue.order_entry.client(1).fd, 107);
+    EXPECT_EQ(said_during([&] { venue.order_entry.accept_clients(); }), "");
     EXPECT_EQ(venue.order_entry.clients_ever(), 2u);
 }
 
-TEST_F(SocketVenue, SaysNothingOfANewClientWhenQuiet) {
-    const int listener = listen();
-    dial(listener);
-    EXPECT_EQ(said_during([&] { accept(venue_, listener); }), "");
-    EXPECT_EQ(venue_.order_entry.clients_ever(), 1u);
+TEST(AcceptedClients, AreNotSpokenOfWhenQuiet) {
+    Venue venue;
+    venue.peers.call(100);
+    EXPECT_EQ(said_during([&] { venue.order_entry.accept_clients(); }), "");
+    EXPECT_EQ(venue.order_entry.clients_ever(), 1u);
 }
 
-TEST_F(SocketVenue, HandlesEveryPacketOfOneReadInItsOrder) {
-    const int alice = connect();
+TEST(AcceptedClients, AreFetchedOnlyWhenThePollHasSeenOne) {
+    Venue venue;
+    venue.peers.call(100);
+    venue.order_entry.clients_waiting = false;
+    venue.order_entry.accept_clients();
+    EXPECT_EQ(venue.order_entry.clients_ever(), 0u);
+}
+
+TEST(AcceptedClients, WaitWhenDescriptorsHaveRunOut) {
+    Venue venue;
+    venue.peers.call(100);
+    venue.peers.exhausted = true;
+    venue.order_entry.accept_clients();
+    EXPECT_EQ(venue.order_entry.clients_ever(), 0u);
+    EXPECT_TRUE(venue.order_entry.accept_exhausted());
+    venue.peers.exhausted = false;
+    venue.order_entry.accept_clients();
+    EXPECT_EQ(venue.order_entry.clients_ever(), 1u);
+    EXPECT_FALSE(venue.order_entry.accept_exhausted());
+}
+
+TEST_F(ReadingVenue, HandlesEveryPacketOfOneReadInItsOrder) {
+    const ClientHandle alice = venue_.connect();
     write(alice, packet('l', login("alice").payload()) + packet('U', buy("b1").at("1.00").bytes()) +
                      packet('U', cancel("b1").bytes()));
     serve(0);
     EXPECT_EQ(venue_.published(), "add 1 #1000 B 100@1 | delete 1 #1000");
 }
 
-TEST_F(SocketVenue, HandlesAPacketThatComesInPiecesWithItsLastByte) {
-    const int alice = connect();
+TEST_F(ReadingVenue, HandlesAPacketThatComesInPiecesWithItsLastByte) {
+    const ClientHandle alice = venue_.connect();
     write(alice, packet('l', login("alice").payload()));
     serve(0);
     const Bytes order = packet('U', buy("b1").at("1.00").bytes());
@@ -126,8 +98,8 @@ TEST_F(SocketVenue, HandlesAPacketThatComesInPiecesWithItsLastByte) {
     EXPECT_EQ(venue_.published(), "add 1 #1000 B 100@1");
 }
 
-TEST_F(SocketVenue, ReadsAClientOnlyWhenThereIsSomethingToRead) {
-    const int alice = connect();
+TEST_F(ReadingVenue, ReadsAClientOnlyWhenThereIsSomethingToRead) {
+    const ClientHandle alice = venue_.connect();
     write(alice, packet('l', login("alice").payload()));
     venue_.order_entry.serve_clients();  // a new connection is always worth a read
     EXPECT_TRUE(venue_.order_entry.client(0).logged_in);
@@ -138,11 +110,11 @@ TEST_F(SocketVenue, ReadsAClientOnlyWhenThereIsSomethingToRead) {
     EXPECT_FALSE(venue_.order_entry.client(0).open());
 }
 
-TEST_F(SocketVenue, SaysWhenAClientHasGoneAway) {
-    const int alice = connect();
+TEST_F(ReadingVenue, SaysWhenAClientHasGoneAway) {
+    const ClientHandle alice = venue_.connect();
     write(alice, packet('l', login("alice").payload()));
     serve(0);
-    hang_up(alice);
+    venue_.connection(alice).ended = true;
     EXPECT_EQ(said_during([&] { serve(0); }),
               "bench: client alice disconnected\n"
               "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of alice stay on the book\n");
@@ -150,30 +122,30 @@ TEST_F(SocketVenue, SaysWhenAClientHasGoneAway) {
     EXPECT_EQ(said_during([&] { serve(0); }), "");
 }
 
-TEST_F(SocketVenue, SaysWhenAClientWithoutANameHasGoneAway) {
-    hang_up(connect());
+TEST_F(ReadingVenue, SaysWhenAClientWithoutANameHasGoneAway) {
+    venue_.connection(venue_.connect()).ended = true;
     EXPECT_EQ(said_during([&] { serve(0); }),
               "bench: client  disconnected\n"
               "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n");
 }
 
-TEST_F(SocketVenue, DoesNotLookAtWhatAClientSentRightBeforeItWentAway) {
-    const int alice = connect();
+TEST_F(ReadingVenue, DoesNotLookAtWhatAClientSentRightBeforeItWentAway) {
+    const ClientHandle alice = venue_.connect();
     write(alice, packet('l', login("alice").payload()));
     serve(0);
     write(alice, packet('U', buy("b1").at("1.00").bytes()));
-    hang_up(alice);
+    venue_.connection(alice).ended = true;
     serve(0);
     EXPECT_EQ(venue_.published(), "");
 }
 
-TEST_F(SocketVenue, TakesAFailedReadForTheEndOfTheConnection) {
-    constexpr int no_such_descriptor = 1'000'000;
-    venue_.order_entry.open_client(no_such_descriptor);
-    EXPECT_EQ(said_during([&] { serve(0); }),
+TEST_F(ReadingVenue, TakesAFailedReadForTheEndOfTheConnection) {
+    const ClientHandle stranger = venue_.connect();
+    venue_.connection(stranger).broken = true;
+    EXPECT_EQ(said_during([&] { serve(stranger); }),
               "bench: client  disconnected\n"
               "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n");
-    EXPECT_TRUE(venue_.connections[no_such_descriptor].closed);
+    EXPECT_TRUE(venue_.connection(stranger).closed);
 }
 
 TEST(Connection, KeepsItsRecordWhenItIsClosed) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "session/order_entry.h"
+#include "support/memory_peers.h"
 #include "support/requests.h"
 
 namespace kavo::test {
@@ -52,14 +53,7 @@ public:
     DomFeed feed;
     Engine engine;
 
-    // What the clients' connections were sent, packet by packet, and which of them were closed.
-    struct Connection {
-        std::vector<Bytes> packets;
-        std::vector<bool> more_follows;  // for each packet
-        bool waiting = false;            // the last packet may still wait for another
-        bool closed = false;
-    };
-    std::map<int, Connection> connections;  // by descriptor
+    MemoryPeers peers;  // the clients' far ends
     OrderEntry order_entry;
 
     // A client on a connection of its own; with `log_in`, one that has a login behind it.
@@ -70,7 +64,7 @@ public:
     void request(ClientHandle client, ByteView message) { send(client, 'U', message); }
     // The packets sent to a client since the last call, joined by " | ".
     std::string heard(ClientHandle client);
-    Connection& connection(ClientHandle client) { return connections[first_fd + client]; }
+    MemoryPeer& connection(ClientHandle client) { return peers.peers[first_fd + client]; }
     // What the main loop does with the clients in one pass, once it has read them and the market has ticked.
     void pass();
 
