@@ -68,8 +68,9 @@ void AuditedRecovery::take_turns() {
 
 void AuditedRecovery::take_turn(Connection& connection, std::uint64_t until_ns) {
     if (!send_rest(connection)) return;
-    if (!connection.backlog && !read(connection)) return;
     if (connection.backlog) handle_packets(connection, until_ns);
+    if (!connection.open || connection.backlog || !connection.readable) return;
+    if (read(connection) && connection.backlog) handle_packets(connection, until_ns);
 }
 
 // Nothing more is handled before the receiver has taken what it is owed.

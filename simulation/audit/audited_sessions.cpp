@@ -53,13 +53,17 @@ void AuditedSessions::serve() {
         if (!has_input(connection) || !reading_.owes(connection.reading_turn)) continue;
         if (reading_.time_is_up(witness_.now_ms())) return;
         const std::uint64_t until_ns = reading_.give(connection.reading_turn, witness_.now_ms());
-        if (!connection.backlog && !read(connection)) {
-            lose(connection);
-        } else if (connection.backlog) {
-            handle_packets(connection, until_ns);
-        }
+        take_turn(connection, until_ns);
     }
     reading_.end_round();
+}
+
+// What is left of an earlier read comes first.
+void AuditedSessions::take_turn(Connection& connection, std::uint64_t until_ns) {
+    if (connection.backlog) handle_packets(connection, until_ns);
+    if (!connection.open || connection.backlog || !connection.readable) return;
+    if (!read(connection)) return lose(connection);
+    if (connection.backlog) handle_packets(connection, until_ns);
 }
 
 // False when the peer has closed.

@@ -65,6 +65,7 @@ private:
         std::uint64_t last_sent_ms = 0;
     };
     void connect(int fd);
+    void take_turn(Connection& connection, std::uint64_t until_ns);
     bool read(Connection& connection);
     void handle_packets(Connection& connection, std::uint64_t until_ns);
     void look_again(Connection& connection, std::uint64_t turn_ms);

@@ -27,11 +27,7 @@ Stage::Stage(const Plan& plan, std::uint64_t dice_seed, Tape& tape)
       engine_(feed_, generator_, plan.engine, bench_, clock_),
       order_entry_(engine_, feed_, bench_, clock_, transport(clients_), plan.engine.session, plan.engine.quiet),
       retransmission_(feed_, clock_, transport(receivers_), plan.engine.session),
-      control_port_(bench_, engine_, feed_, clock_, order_entry_, tick_interval_ms_),
-      loop_({clock_, bench_, feed_, engine_, order_entry_, retransmission_, control_port_, plan.control_port}, {},
-            {[this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); },
-             [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); }},
-            tick_interval_ms_) {}
+      control_port_(bench_, engine_, feed_, clock_, order_entry_, tick_interval_ms_) {}
 
 Clock Stage::standing_clock(const Plan& plan) {
     Clock clock;
@@ -51,13 +47,17 @@ void Stage::start_day() {
     for (const Symbol& symbol : plan_.symbols) engine_.add_product(symbol.name, symbol.reference);
     feed_.send_start();
     engine_.start_day();
+    const auto snapshot = [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); };
+    loop_.emplace(
+        LoopParts{clock_, bench_, feed_, engine_, order_entry_, retransmission_, control_port_, plan_.control_port},
+        LoopSockets{}, SnapshotWriters{snapshot, snapshot}, tick_interval_ms_);
 }
 
 void Stage::pass() {
     for (std::size_t i = 0; i < MainLoop::steps().size(); ++i) {
         begin(static_cast<Step>(i));
         if (static_cast<Step>(i) == Step::commands) carry_out_commands();
-        (loop_.*MainLoop::steps()[i].run)();
+        ((*loop_).*MainLoop::steps()[i].run)();
     }
 }
 

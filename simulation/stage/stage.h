@@ -121,7 +121,7 @@ private:
     OrderEntry order_entry_;
     Retransmission retransmission_;
     ControlPort control_port_;
-    MainLoop loop_;
+    std::optional<MainLoop> loop_;  // once the day has started
 };
 
 }  // namespace kavo::simulation

@@ -74,7 +74,9 @@ void Retransmission::take_turns() {
 // What is owed to a receiver comes before anything that it still has to say.
 void Retransmission::take_turn(RConn& connection, std::uint64_t until_ns) {
     if (!send_rest(connection)) return;
-    if (!connection.backlog) read(connection);
+    if (connection.backlog) cut_packets(connection, until_ns);
+    if (!connection.open() || connection.backlog || !connection.readable) return;
+    read(connection);
     if (connection.backlog) cut_packets(connection, until_ns);
 }
 

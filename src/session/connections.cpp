@@ -68,9 +68,13 @@ void OrderEntry::serve_clients() {
     reading_.end();
 }
 
+// What is left of an earlier read comes first, and nothing more is read before it has been handled: whoever pours in
+// requests waits in its own socket.
 void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& reading = client(handle);
-    if (!reading.backlog && read(reading) == ReadEnd::gone) return lose_client(handle);
+    if (reading.backlog) serve_packets(handle, until_ns);
+    if (!reading.open() || reading.backlog || !reading.readable) return;
+    if (read(reading) == ReadEnd::gone) return lose_client(handle);
     if (reading.backlog) serve_packets(handle, until_ns);
 }
 

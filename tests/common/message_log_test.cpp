@@ -202,6 +202,29 @@ TEST(MessageRun, GoesAsFarAsWantedWithinABlock) {
     EXPECT_EQ(Bytes(run.bytes.begin(), run.bytes.end()), joined_messages(log, 3, 7));
 }
 
+TEST(MessageLog, KeepsForAReaderWhatItForgetsMeanwhile) {
+    MessageLog log;
+    constexpr std::size_t size = 40'000;  // nearly every message has a block of its own
+    const auto append = [&log] {
+        const auto number = static_cast<std::uint8_t>(log.next());
+        std::ranges::fill(log.append(size), number);
+    };
+    for (int i = 0; i < 10; ++i) append();
+    log.keep_from(3);
+    log.trim(2);
+    EXPECT_EQ(log.oldest(), 9u);
+    EXPECT_EQ(log.size(), 2u);
+    for (std::uint64_t number = 3; number <= 10; ++number) {
+        EXPECT_EQ(log.at(number).front(), number);
+        EXPECT_EQ(log.at(number).back(), number);
+    }
+    log.keep_from(0);
+    append();
+    log.trim(2);
+    EXPECT_EQ(log.oldest(), 10u);
+    EXPECT_EQ(log.at(10).front(), 10);
+}
+
 TEST(MessageRun, StopsAtTheEndOfABlock) {
     MessageLog log;
     for (int i = 0; i < 9; ++i) append(log, 64);  // a first block of 256 bytes takes four of them

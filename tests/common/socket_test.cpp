@@ -13,10 +13,8 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "support/said.h"
@@ -220,7 +218,7 @@ TEST(ReadAvailable, LeavesTheRestOfAFloodForTheNextTurn) {
     Bytes scratch(1'000);
     Bytes received;
     bool arrived = false;
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::more);
     EXPECT_TRUE(arrived);
     EXPECT_EQ(received.size(), 16'000U);
     EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
@@ -312,77 +310,64 @@ TEST(SendPacket, ThatNothingFollowsIsNotKeptBack) {
     EXPECT_EQ(unsent(connection.server.fd()), 0);
 }
 
-TEST(SendAll, SendsWhatNoSocketTakesAtOnce) {
+TEST(SendPacket, TellsHowMuchOfItWasTaken) {
     Connection connection;
-    Bytes large(8'000'000);
-    for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<std::uint8_t>(i / 1000);
-    Bytes heard;
-    std::thread reader([&] {
-        Bytes part(100'000);
-        while (heard.size() < large.size()) {
-            const ssize_t count = read(connection.client.fd(), part.data(), part.size());
-            if (count <= 0) return;
-            heard.insert(heard.end(), part.begin(), part.begin() + count);
-        }
-    });
-    EXPECT_TRUE(send_all(connection.server.fd(), large));
-    reader.join();
-    EXPECT_TRUE(heard == large);
+    EXPECT_EQ(send_packet(connection.server.fd(), as_bytes("whole"), false), 5u);
+    const Bytes large(100'000'000, 'x');  // more than any socket holds
+    const auto part = send_packet(connection.server.fd(), large, false);
+    ASSERT_TRUE(part.has_value());
+    EXPECT_GT(*part, 0u);
+    EXPECT_LT(*part, large.size());
 }
 
-TEST(SendAll, SendsNothingGladly) {
-    Connection connection;
-    EXPECT_TRUE(send_all(connection.server.fd(), {}));
+TEST(SendPacket, ToAFullSocketTakesNothing) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);
+    const Socket venue(ends[0]);
+    const Socket peer(ends[1]);
+    const Bytes large(1'000'000, 'x');
+    std::size_t packets = 0;
+    while (packets < 1'000 && send_packet(venue.fd(), large, false) != 0u) ++packets;
+    EXPECT_LT(packets, 1'000u);
+    EXPECT_EQ(send_packet(venue.fd(), as_bytes("x"), false), 0u);
 }
 
-TEST(SendAll, GivesUpAtOnceOnAPeerThatIsGone) {
+TEST(SendPacket, ToAPeerThatIsGoneSaysSo) {
     Connection connection;
     connection.break_off();
-    const Bytes large(8'000'000, 'x');
-    EXPECT_FALSE(send_all(connection.server.fd(), large));
+    EXPECT_EQ(send_packet(connection.server.fd(), as_bytes("anyone there?"), false), std::nullopt);
 }
 
-// A receiver that takes 25 bites for what is sent at once.
-struct SlowReceiver : testing::Test {
-    SlowReceiver() {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        fcntl(ends[0], F_SETFL, O_NONBLOCK);
-        const int smallest = 1;
-        setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-    }
-    ~SlowReceiver() override {
-        for (const int end : ends) close_socket(end);
-    }
-    int ends[2];  // the sender's and the receiver's
-};
-
-TEST_F(SlowReceiver, IsWaitedForAsLongAsItTakesSomething) {
-    const Bytes all(50'000, 'x');
-    std::size_t taken = 0;
-    std::thread receiver([&] {
-        Bytes bite(2'000);
-        while (taken < all.size()) {
-            poll(nullptr, 0, 120);  // twenty-five of these are three seconds: more than the patience with silence
-            const ssize_t count = read(ends[1], bite.data(), bite.size());
-            if (count <= 0) return;
-            taken += static_cast<std::size_t>(count);
-        }
-    });
-    EXPECT_TRUE(send_all(ends[0], all));
-    shutdown(ends[0], SHUT_WR);
-    receiver.join();
-    EXPECT_EQ(taken, all.size());
+TEST(UnacknowledgedBytes, AreThoseThatThePeersSideHasNotTaken) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);
+    const Socket venue(ends[0]);
+    const Socket peer(ends[1]);
+    EXPECT_EQ(unacknowledged_bytes(venue.fd()), 0u);
+    send_packet(venue.fd(), as_bytes("something"), false);
+    EXPECT_GE(unacknowledged_bytes(venue.fd()), 9u);
+    std::array<char, 16> text{};
+    ASSERT_EQ(read(peer.fd(), text.data(), text.size()), 9);
+    EXPECT_EQ(unacknowledged_bytes(venue.fd()), 0u);
 }
 
-TEST_F(SlowReceiver, ThatTakesNothingForTwoSecondsIsGivenUp) {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1990));
+TEST(FinishSending, ShowsThePeerTheEndAndLeavesItFreeToSpeak) {
+    Connection connection;
+    send_packet(connection.server.fd(), as_bytes("bye"), false);
+    finish_sending(connection.server.fd());
+    std::array<char, 16> text{};
+    ASSERT_TRUE(connection.client.readable());
+    EXPECT_EQ(read(connection.client.fd(), text.data(), text.size()), 3);
+    EXPECT_EQ(read(connection.client.fd(), text.data(), text.size()), 0);
+    connection.say("wait");
+    EXPECT_EQ(connection.read_up_to(4), ReadEnd::open);
+    EXPECT_EQ(as_text(connection.received), "wait");
 }
 
-TEST_F(SlowReceiver, ThatGoesAwayIsGivenUpAtOnce) {
-    close_socket(std::exchange(ends[1], no_socket));
-    EXPECT_FALSE(send_all(ends[0], Bytes(50'000, 'x')));
+TEST(SocketTransport, WithoutAListenerAcceptsNobody) {
+    bool exhausted = true;
+    EXPECT_EQ(socket_transport(no_socket).accept(exhausted), no_socket);
+    EXPECT_FALSE(exhausted);
 }
 
 TEST(LocalDatagrams, NeverBlockAndAreHeardOnThisHostAlone) {

@@ -138,7 +138,7 @@ TEST(Refresh, IsTheseBytes) {
     Receiver receiver(venue);
     receiver.refresh("Rt");
     EXPECT_EQ(
-        to_hex(receiver.sent),
+        to_hex(receiver.sent()),
         hex_rows("0F 00 55 72  02 00 00 00 00 00 00 00   # unsequenced data, 'r', as of 2\n" + std::string(time_bytes) +
                  "\n"
                  "16 00 55 72  02 00 00 00 00 00 00 00\n"

@@ -43,6 +43,7 @@ std::optional<std::size_t> MemoryPeers::send(int fd, ByteView bytes, bool more_f
     peer.packets.emplace_back(taken.begin(), taken.end());
     peer.more_follows.push_back(more_follows);
     peer.waiting = more_follows;
+    when_sent(fd);
     return taken.size();
 }
 

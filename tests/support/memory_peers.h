@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <limits>
 #include <map>
 #include <vector>
@@ -35,6 +36,7 @@ public:
     std::map<int, MemoryPeer> peers;  // by descriptor
     std::deque<int> calling;          // not accepted yet
     bool exhausted = false;           // nobody can be accepted
+    std::function<void(int fd)> when_sent = [](int) {};  // after each packet, for a test whose time passes with them
 
     // A new peer calls; its descriptor is a number that the test chooses.
     MemoryPeer& call(int fd) {

@@ -150,6 +150,9 @@ std::string Venue::heard(ClientHandle client) {
 }
 
 void Venue::pass() {
+    order_entry.accept_clients();
+    order_entry.serve_clients();
+    order_entry.continue_sending();
     const std::uint64_t now_ms = clock.steady_ms();
     order_entry.deliver_engine_output();
     order_entry.announce_lapse(now_ms);

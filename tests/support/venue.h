@@ -65,7 +65,7 @@ public:
     // The packets sent to a client since the last call, joined by " | ".
     std::string heard(ClientHandle client);
     MemoryPeer& connection(ClientHandle client) { return peers.peers[first_fd + client]; }
-    // What the main loop does with the clients in one pass, once it has read them and the market has ticked.
+    // What the main loop does with the clients in one pass, when the market does not tick.
     void pass();
 
     static constexpr int first_fd = 100;  // of the first client; these descriptors stand for connections

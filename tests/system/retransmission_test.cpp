@@ -390,7 +390,7 @@ struct Replay {
     std::uint64_t last = 0;
     std::size_t count = 0;
 };
-Replay replay_of(const Venue::Connection& connection) {
+Replay replay_of(const MemoryPeer& connection) {
     namespace at = esesm::layout::sequenced_packet;
     Replay replay;
     for (const Bytes& packet : connection.packets) {
