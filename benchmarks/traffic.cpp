@@ -115,7 +115,11 @@ void Connection::append_cancel() {
 void Connection::send_batch() {
     first_answer_due_ = true;
     asked_at_ = Steady::now();
-    if (!send_all(socket_, batch_)) throw std::runtime_error("the server has closed a connection");
+    for (ByteView rest = batch_; !rest.empty();) {  // the socket blocks
+        const auto sent = send_packet(socket_, rest, false);
+        if (!sent) throw std::runtime_error("the server has closed a connection");
+        rest = rest.subspan(*sent);
+    }
     batch_.clear();
 }
 

@@ -29,7 +29,7 @@ std::map<std::string, std::uint64_t> count_by_reason(const std::vector<Bytes>& m
 
 }  // namespace
 
-test::Venue::Connection& SessionAudit::connection_of(const Peer& peer) {
+test::MemoryPeer& SessionAudit::connection_of(const Peer& peer) {
     return venue_.connection(static_cast<ClientHandle>(&peer - peers_.data()));
 }
 
@@ -80,12 +80,12 @@ void SessionAudit::lost(ClientHandle client) {
 // Of all peers, not only of the one that the step was about.
 void SessionAudit::end_step() {
     for (Peer& peer : peers_) {
-        const test::Venue::Connection& connection = connection_of(peer);
+        const test::MemoryPeer& connection = connection_of(peer);
         require(peer.heard == connection.packets.size(), "nobody is sent what nothing called for");
         require(peer.open == !connection.closed, "connections end when they must, and only then");
         require(!connection.waiting, "nothing is left waiting behind a packet that was to follow");
     }
-    require(venue_.connections.empty() || venue_.connections.begin()->first >= test::Venue::first_fd,
+    require(venue_.peers.peers.empty() || venue_.peers.peers.begin()->first >= test::Venue::first_fd,
             "what is closed is not sent to or closed again");
 }
 

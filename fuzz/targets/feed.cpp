@@ -7,6 +7,7 @@
 #include "harness/harness.h"
 #include "harness/input.h"
 #include "harness/literal_feed.h"
+#include "support/memory_peers.h"
 #include "support/recovery_client.h"
 
 namespace kavo::fuzz {
