@@ -67,7 +67,7 @@ void Engine::report_fill(Order& order, const Trade& trade, std::uint32_t leaves,
                                                          .listing_market = product.listing_market})});
     ++bench_.counters.fills;
     order.executed += trade.quantity;
-    OrderEvent event = event_of("fill", order);
+    OrderEvent event = event_of("fill", order, trade.now_ns);
     event.leaves = leaves;
     event.last_quantity = trade.quantity;
     write_order_truth(event);
