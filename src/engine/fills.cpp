@@ -24,7 +24,7 @@ std::uint64_t Engine::fill_resting(Order& order, std::uint32_t quantity, std::ui
         if (quantity == order.leaves) record_close(order.client_order_id);
     }
     if (quantity < order.leaves) {
-        BookSide::reduce(order, quantity);
+        product.side(order.buy).reduce(order, quantity);
         write_book_truth(product);
     } else {
         end_resting(order);

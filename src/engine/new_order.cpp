@@ -123,7 +123,7 @@ bool Engine::cancelled_before_matching(Order& order, std::uint64_t now_ns, Outbo
     if (order.flags.post_only() && opposite.crossed_by(reach(order))) {
         // Cancels a quantity of 0, so the report shows the full size as leaves, deliberately.
         system_cancel(order, 0, meo::SystemCancelReason::post_only, "post_only", now_ns, answers);
-    } else if (order.tif == TimeInForce::fill_or_kill && order.leaves > opposite.quantity_within(reach(order))) {
+    } else if (order.tif == TimeInForce::fill_or_kill && !opposite.holds(order.leaves, reach(order))) {
         system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", now_ns, answers);
     } else {
         return false;
