@@ -70,7 +70,7 @@ void CoreBook::take(const Operation& operation) {
         trades.push_back({maker.id, maker.price, quantity});
         leaves -= quantity;
         if (quantity < maker.leaves) {
-            BookSide::reduce(maker, quantity);
+            opposite.reduce(maker, quantity);
         } else {
             cancel(maker);
         }

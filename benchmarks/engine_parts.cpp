@@ -2,13 +2,17 @@
 // resting. Each full market runs in turn with an empty one: "ratio" is what the orders of others cost.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <numeric>
+#include <random>
 
 #include "market.h"
 #include "memory_parts.h"
 #include "report.h"
 #include "support/process.h"
+#include "support/requests.h"
 #include "timing.h"
 
 namespace kavo::benchmarks {
@@ -81,6 +85,74 @@ void disconnect_1000_orders(benchmark::State& state) {
     time_beside_empty(state, disconnect_seconds<1000>);
 }
 BENCHMARK(disconnect_1000_orders)->Apply(sizes);
+
+// An all-or-nothing order beside 100,000 levels of a hundred shares each, entered in no order of their prices.
+class DeepBook {
+public:
+    static constexpr std::uint32_t levels = 100'000;
+    static constexpr std::uint32_t shares_a_level = 100;
+
+    DeepBook() {
+        engine_.add_product("DEEP", reference_price);
+        std::vector<std::uint32_t> cents(levels);
+        std::iota(cents.begin(), cents.end(), lowest_cents);
+        std::shuffle(cents.begin(), cents.end(), std::minstd_rand(42));
+        for (const std::uint32_t price : cents) {
+            enter(test::sell("S" + std::to_string(price)).shares(shares_a_level), price * wire_cent);
+        }
+    }
+
+    // Buys so much, or nothing, at prices that so many levels do not go beyond. Processor seconds of one order.
+    double order_seconds(std::uint32_t shares, std::uint32_t levels_in_reach, int orders) {
+        const test::NewOrder order = test::buy("B").shares(shares).all_or_nothing();
+        const WirePrice limit = (lowest_cents + levels_in_reach - 1) * wire_cent;
+        return processor_seconds_of([&] {
+                   for (int i = 0; i < orders; ++i) enter(order, limit);
+               }) /
+               orders;
+    }
+
+private:
+    static constexpr std::uint32_t lowest_cents = 1'000;
+
+    void enter(test::NewOrder order, WirePrice price) {
+        order.price = price;
+        meo::NewOrderRequest request;
+        const Bytes message = order.bytes();
+        meo::parse_new_order(message, request);
+        answers_.clear();
+        engine_.new_order(0, request, answers_);
+        engine_.outbox.clear();
+        feed_.flush();
+    }
+
+    Clock clock_;
+    Generator generator_{42};
+    Bench bench_;
+    DomFeed feed_{1, clock_, [](ByteView) {}};
+    Engine engine_{feed_, generator_, {.max_order_size = 0xFFFFFFFF}, bench_, clock_};
+    OutboundMessages answers_;
+};
+
+// Three orders: one that the best level serves, one for more than the whole side has, and one that must add up every
+// level in its reach to find that they hold too little, while the side as a whole holds enough.
+void all_or_nothing(benchmark::State& state) {
+    static DeepBook book;
+    const auto shares = static_cast<std::uint32_t>(state.range(0));
+    const auto levels_in_reach = static_cast<std::uint32_t>(state.range(1));
+    std::vector<double> seconds;
+    for (auto _ : state) {
+        for (int i = 0; i < interleaved_runs; ++i) seconds.push_back(book.order_seconds(shares, levels_in_reach, 50));
+        state.SetIterationTime(median(seconds));
+    }
+}
+BENCHMARK(all_or_nothing)
+    ->ArgNames({"shares", "levels_in_reach"})
+    ->Args({1, DeepBook::levels})
+    ->Args({DeepBook::levels * DeepBook::shares_a_level + 1, DeepBook::levels})
+    ->Args({99'900 * DeepBook::shares_a_level + 1, 99'900})
+    ->Iterations(1)
+    ->UseManualTime();
 
 // What a truth log adds to two requests, for each of its lines. Both logs write two of them: one for each change of the
 // book, one for each event of the order. The file is a real one, emptied between the runs.

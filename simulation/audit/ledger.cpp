@@ -76,9 +76,9 @@ AuditedOrders::Truth AuditedOrders::truth_of(std::string_view event, const Clien
     return truth;
 }
 
+// Whatever time goes by before a line is written, it carries that of the report which it belongs to.
 void AuditedOrders::expect_truth(const Truth& truth) {
-    feed_.take_overflows();
-    std::string line = "{\"t\":" + std::to_string(witness_.now_ns()) + ",\"ev\":\"" + std::string(truth.event) +
+    std::string line = "{\"t\":" + std::to_string(request_ns_) + ",\"ev\":\"" + std::string(truth.event) +
                        "\",\"cl\":\"" + truth.id + "\",\"oid\":" + std::to_string(truth.order_id) + ",\"symbol\":\"" +
                        truth.symbol + "\",\"side\":\"" + truth.side + "\",\"qty\":" + std::to_string(truth.quantity) +
                        printed(",\"px\":%g", truth.price / 10'000.0) + ",\"cum\":" + std::to_string(truth.executed) +

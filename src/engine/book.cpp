@@ -5,6 +5,7 @@ namespace kavo {
 void BookSide::add(Order& order) {
     Level& level = level_at(order.price);
     level.total += order.leaves;
+    total_ += order.leaves;
     order.level = &level;
     order.ahead = level.last;
     order.behind = nullptr;
@@ -24,6 +25,7 @@ Level& BookSide::level_at(Price price) {
 void BookSide::remove(Order& order) {
     Level& level = *order.level;
     level.total -= order.leaves;
+    total_ -= order.leaves;
     (order.ahead == nullptr ? level.first : order.ahead->behind) = order.behind;
     (order.behind == nullptr ? level.last : order.behind->ahead) = order.ahead;
     order.level = nullptr;
@@ -35,6 +37,7 @@ void BookSide::remove(Order& order) {
 void BookSide::reduce(Order& order, std::uint32_t quantity) {
     order.leaves -= quantity;
     order.level->total -= quantity;
+    total_ -= quantity;
 }
 
 bool BookSide::crossed_by(Price limit) const {
@@ -42,13 +45,15 @@ bool BookSide::crossed_by(Price limit) const {
     return level != nullptr && level->price != 0 && rank(level->price) <= rank(limit);
 }
 
-std::uint64_t BookSide::quantity_within(Price limit) const {
+// Adds up no more levels than it takes: a client may ask for little where there are many, and for more than there is.
+bool BookSide::holds(std::uint64_t quantity, Price limit) const {
+    if (quantity > total_) return false;
     std::uint64_t sum = 0;
     for (const auto& [level_rank, level] : levels_) {
-        if (level_rank > rank(limit)) break;
+        if (sum >= quantity || level_rank > rank(limit)) break;
         sum += level.total;
     }
-    return sum;
+    return sum >= quantity;
 }
 
 }  // namespace kavo

@@ -65,15 +65,15 @@ public:
     // Takes a resting order off its level, and an empty level off the side.
     void remove(Order& order);
     // Takes `quantity`, less than its leaves, off a resting order; it keeps its place.
-    static void reduce(Order& order, std::uint32_t quantity);
+    void reduce(Order& order, std::uint32_t quantity);
 
     // The best level; nothing when the side is empty.
     const Level* best() const { return levels_.empty() ? nullptr : &levels_.begin()->second; }
     // True when an incoming order of the other side that goes as far as `limit` would trade here at once. A best level
     // at price 0, which only a quote near zero or a limit that wrapped can make, trades with nobody.
     bool crossed_by(Price limit) const;
-    // How much rests at prices that `limit` reaches.
-    std::uint64_t quantity_within(Price limit) const;
+    // True when so much rests at prices that `limit` reaches.
+    bool holds(std::uint64_t quantity, Price limit) const;
 
     const Levels& levels() const { return levels_; }
 
@@ -87,6 +87,7 @@ private:
     Level*& recent(Price price) { return recent_[price / price_cent % recent_levels]; }
 
     bool buy_;
+    std::uint64_t total_ = 0;  // of all levels
     Levels levels_;
     std::array<Level*, recent_levels> recent_{};  // the levels found last: most orders are spared the search
 };

@@ -15,7 +15,7 @@ void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, Outb
     };
     Order* order = find_own(client, request.orig_client_order_id);
     if (order == nullptr) {
-        record_missed_cancel(request);
+        record_missed_cancel(request, now_ns);
         return answer(0, CancelReason::unknown_or_late);
     }
     if (order->mpid != request.mpid) return answer(order->id, CancelReason::mpid_mismatch);
@@ -42,7 +42,7 @@ void Engine::lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, 
 
 // For an order that the client does not have, or no longer: a cancel that comes soon after the end is late, any other
 // stale.
-void Engine::record_missed_cancel(const meo::CancelRequest& request) {
+void Engine::record_missed_cancel(const meo::CancelRequest& request, std::uint64_t now_ns) {
     const bool late = closed_lately(request.orig_client_order_id);
     ++(late ? bench_.counters.late_cancels : bench_.counters.stale_cancels);
     if (!late) {
@@ -53,6 +53,7 @@ void Engine::record_missed_cancel(const meo::CancelRequest& request) {
     }
     const Product* product = find_product(request.product_id);
     write_order_truth({.event = "cancel_reject",
+                       .timestamp = now_ns,
                        .client_order_id = request.orig_client_order_id.view(),
                        .symbol = product != nullptr ? std::string_view(product->symbol) : "",
                        .text = late ? "late" : "stale"});
@@ -75,7 +76,7 @@ void Engine::system_cancel(const Order& order, std::uint32_t quantity, meo::Syst
     answers.push_back({order.owner, build(meo::OrderCancelled{now_ns, order.mpid, order.client_order_id,
                                                               order.product_id, order.id, leaves, reason})});
     ++bench_.counters.cancels;
-    OrderEvent event = event_of("cancel", order);
+    OrderEvent event = event_of("cancel", order, now_ns);
     event.leaves = leaves;
     event.text = text;
     write_order_truth(event);

@@ -29,6 +29,7 @@ struct EngineSettings {
 // One line of the order truth log. Texts are written as they are.
 struct OrderEvent {
     std::string_view event;
+    std::uint64_t timestamp;  // the one on the responses that tell of the event
     std::string_view client_order_id;
     std::uint64_t order_id = 0;  // 0 when none was assigned
     std::string_view symbol = {};
@@ -48,8 +49,8 @@ enum class QuoteSide { random, buy, sell };
 // without a request, goes to `outbox`. Every change of a book is published on the feed, and followed by one line of
 // book truth. No request can fail, throw or end a session.
 //
-// Handlers read the wall clock once, and stamp every response of the request with it; each feed message takes a reading
-// of its own.
+// Handlers read the wall clock once, and stamp every response and every line of order truth with it, so that each line
+// is found beside its response; each feed message takes a reading of its own.
 class Engine {
 public:
     bool paused = false;  // the synthetic market stands still
@@ -113,7 +114,7 @@ private:
 
     // new_order.cpp
     meo::NewOrderReason check(const meo::NewOrderRequest& request, std::uint64_t now_ns) const;
-    bool scripted_to_reject(const meo::NewOrderRequest& request);
+    bool scripted_to_reject(const meo::NewOrderRequest& request, std::uint64_t now_ns);
     Order& accept(ClientHandle client, const meo::NewOrderRequest& request, std::uint64_t now_ns,
                   OutboundMessages& answers);
     bool cancelled_before_matching(Order& order, std::uint64_t now_ns, OutboundMessages& answers);
@@ -140,15 +141,16 @@ private:
     // modify.cpp
     meo::ModifyReason check(const meo::ModifyRequest& request, const Order& order) const;
     bool scripted_to_reject(const meo::ModifyRequest& request);
-    void record_missed_replace(const meo::ModifyRequest& request);
+    void record_missed_replace(const meo::ModifyRequest& request, std::uint64_t now_ns);
     void replace(const meo::ModifyRequest& request, Order& order);
     void match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages& answers);
-    void write_replace_truth(const meo::ModifyRequest& request, const Order& order);
-    void write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text);
+    void write_replace_truth(const meo::ModifyRequest& request, const Order& order, std::uint64_t now_ns);
+    void write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text,
+                              std::uint64_t now_ns);
 
     // cancel.cpp
     void lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, OutboundMessages& answers);
-    void record_missed_cancel(const meo::CancelRequest& request);
+    void record_missed_cancel(const meo::CancelRequest& request, std::uint64_t now_ns);
     void cancel_resting(Order& order, meo::SystemCancelReason reason, std::string_view text, std::uint64_t now_ns,
                         OutboundMessages& answers);
     void system_cancel(const Order& order, std::uint32_t quantity, meo::SystemCancelReason reason,
@@ -169,7 +171,7 @@ private:
     void install_state_builders();
 
     // order_truth.cpp
-    OrderEvent event_of(std::string_view event, const Order& order) const;
+    OrderEvent event_of(std::string_view event, const Order& order, std::uint64_t now_ns) const;
     void write_order_truth(const OrderEvent& event);
 
     // book_truth.cpp

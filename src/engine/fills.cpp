@@ -24,7 +24,7 @@ std::uint64_t Engine::fill_resting(Order& order, std::uint32_t quantity, std::ui
         if (quantity == order.leaves) record_close(order.client_order_id);
     }
     if (quantity < order.leaves) {
-        BookSide::reduce(order, quantity);
+        product.side(order.buy).reduce(order, quantity);
         write_book_truth(product);
     } else {
         end_resting(order);
@@ -67,7 +67,7 @@ void Engine::report_fill(Order& order, const Trade& trade, std::uint32_t leaves,
                                                          .listing_market = product.listing_market})});
     ++bench_.counters.fills;
     order.executed += trade.quantity;
-    OrderEvent event = event_of("fill", order);
+    OrderEvent event = event_of("fill", order, trade.now_ns);
     event.leaves = leaves;
     event.last_quantity = trade.quantity;
     write_order_truth(event);

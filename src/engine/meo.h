@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "common/price.h"
+#include "engine/id_hash.h"
 #include "engine/meo_layout.h"
 
 namespace kavo::meo {
@@ -22,7 +23,7 @@ struct ClientOrderId {
     ClientOrderId() = default;
     explicit ClientOrderId(std::string_view id) {
         id.copy(text.data(), text.size());
-        hash = hash_of(words());
+        hash = id_hash(words());
     }
     std::string_view view() const { return {text.data(), strnlen(text.data(), text.size())}; }
     std::string str() const { return std::string(view()); }
@@ -30,18 +31,10 @@ struct ClientOrderId {
     bool operator==(const ClientOrderId& other) const { return words() == other.words(); }
 
 private:
-    std::array<std::uint64_t, 3> words() const {
-        std::array<std::uint64_t, 3> words{};
+    IdHash::Words words() const {
+        IdHash::Words words{};
         std::memcpy(words.data(), text.data(), text.size());
         return words;
-    }
-    // Three words, each multiplied by an odd number of its own, and their sum stirred by one multiplication more, so
-    // that ids that differ only in a digit somewhere differ in all of the hash.
-    static std::uint32_t hash_of(const std::array<std::uint64_t, 3>& words) {
-        std::uint64_t sum =
-            words[0] * 0x9E3779B97F4A7C15 + words[1] * 0xC2B2AE3D27D4EB4F + words[2] * 0x165667B19E3779F9;
-        sum ^= sum >> 32;
-        return static_cast<std::uint32_t>(sum * 0x9E3779B97F4A7C15 >> 32);
     }
 };
 

@@ -34,7 +34,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
 
     Order* order = find_own(client, request.orig_client_order_id);
     if (order == nullptr) {
-        record_missed_replace(request);
+        record_missed_replace(request, now_ns);
         return answer(0, 0, ModifyReason::unknown_or_late);
     }
     const std::uint64_t order_id = order->id;
@@ -46,7 +46,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
         reason = ModifyReason::scripted;
     }
     if (reason != ModifyReason::accepted) {
-        if (reason != ModifyReason::mpid_mismatch) write_replace_reject(request, order, reject_text(reason));
+        if (reason != ModifyReason::mpid_mismatch) write_replace_reject(request, order, reject_text(reason), now_ns);
         return answer(order_id, 0, reason);
     }
     if (request.quantity <= order->executed) {
@@ -56,7 +56,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
 
     replace(request, *order);
     notify(order_id, product_id, order->leaves);
-    write_replace_truth(request, *order);
+    write_replace_truth(request, *order, now_ns);
     record_close(request.orig_client_order_id);
     if (product_of(*order).side(!order->buy).crossed_by(order->price)) match_replaced(*order, now_ns, answers);
 }
@@ -109,22 +109,24 @@ void Engine::match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages
     rest_remainder(order, now_ns, answers);
 }
 
-void Engine::record_missed_replace(const meo::ModifyRequest& request) {
+void Engine::record_missed_replace(const meo::ModifyRequest& request, std::uint64_t now_ns) {
     const bool late = closed_lately(request.orig_client_order_id);
     if (!late) std::fprintf(stderr, "bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
-    write_replace_reject(request, nullptr, late ? "late" : "unknown_order");
+    write_replace_reject(request, nullptr, late ? "late" : "unknown_order", now_ns);
 }
 
-void Engine::write_replace_truth(const meo::ModifyRequest& request, const Order& order) {
-    OrderEvent event = event_of("replace", order);
+void Engine::write_replace_truth(const meo::ModifyRequest& request, const Order& order, std::uint64_t now_ns) {
+    OrderEvent event = event_of("replace", order, now_ns);
     event.leaves = order.leaves;
     event.reference = request.orig_client_order_id.view();
     write_order_truth(event);
 }
 
 //   order  the one to be replaced; none when it is unknown or has ended
-void Engine::write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text) {
+void Engine::write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text,
+                                  std::uint64_t now_ns) {
     OrderEvent event{.event = "replace_reject",
+                     .timestamp = now_ns,
                      .client_order_id = request.client_order_id.view(),
                      .quantity = request.quantity,
                      .price = from_wire(request.price),

@@ -42,7 +42,7 @@ bool never_rests(const Order& order) {
 void Engine::new_order(ClientHandle client, const meo::NewOrderRequest& request, OutboundMessages& answers) {
     const std::uint64_t now_ns = clock_.wall_ns();
     NewOrderReason reason = check(request, now_ns);
-    if (reason == NewOrderReason::accepted && scripted_to_reject(request)) reason = NewOrderReason::scripted;
+    if (reason == NewOrderReason::accepted && scripted_to_reject(request, now_ns)) reason = NewOrderReason::scripted;
     if (reason != NewOrderReason::accepted) {
         answers.push_back({client, build(meo::NewOrderResponse{now_ns, request, 0, reason})});
         return;
@@ -80,10 +80,11 @@ NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t 
 
 // Counts an order that has passed every check, and rejects it all the same when the script says so. On the wire only
 // the reason tells this from a real reject.
-bool Engine::scripted_to_reject(const meo::NewOrderRequest& request) {
+bool Engine::scripted_to_reject(const meo::NewOrderRequest& request, std::uint64_t now_ns) {
     if (!fault_fires(++bench_.counters.orders, bench_.reject_every, bench_.reject_next)) return false;
     ++bench_.counters.rejects;
     write_order_truth({.event = "reject",
+                       .timestamp = now_ns,
                        .client_order_id = request.client_order_id.view(),
                        .symbol = find_product(request.product_id)->symbol,
                        .side = request.flags.sell() ? 'S' : 'B',
@@ -112,7 +113,7 @@ Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, 
     answers.push_back({client, build(meo::NewOrderResponse{now_ns, request, order.id, NewOrderReason::accepted})});
     answers.push_back({client, build(meo::OrderAccepted{now_ns, request, order.id})});
     ++bench_.counters.accepts;
-    write_order_truth(event_of("new", order));
+    write_order_truth(event_of("new", order, now_ns));
     return order;
 }
 
@@ -122,7 +123,7 @@ bool Engine::cancelled_before_matching(Order& order, std::uint64_t now_ns, Outbo
     if (order.flags.post_only() && opposite.crossed_by(reach(order))) {
         // Cancels a quantity of 0, so the report shows the full size as leaves, deliberately.
         system_cancel(order, 0, meo::SystemCancelReason::post_only, "post_only", now_ns, answers);
-    } else if (order.tif == TimeInForce::fill_or_kill && order.leaves > opposite.quantity_within(reach(order))) {
+    } else if (order.tif == TimeInForce::fill_or_kill && !opposite.holds(order.leaves, reach(order))) {
         system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", now_ns, answers);
     } else {
         return false;

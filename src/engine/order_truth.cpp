@@ -18,8 +18,9 @@ void append_value(std::string& line, std::string_view key, std::uint64_t value) 
 }  // namespace
 
 // An event with everything that the order itself says about it, but its leaves.
-OrderEvent Engine::event_of(std::string_view event, const Order& order) const {
+OrderEvent Engine::event_of(std::string_view event, const Order& order, std::uint64_t now_ns) const {
     return {.event = event,
+            .timestamp = now_ns,
             .client_order_id = order.client_order_id.view(),
             .order_id = order.id,
             .symbol = product_of(order).symbol,
@@ -35,7 +36,7 @@ void Engine::write_order_truth(const OrderEvent& event) {
     std::ofstream& log = bench_.order_truth;
     if (!log.is_open() || !log.good()) return;
     line_ = "{\"t\":";
-    append_number(line_, clock_.wall_ns());
+    append_number(line_, event.timestamp);
     append_text(line_, "ev", event.event);
     append_text(line_, "cl", event.client_order_id);
     append_value(line_, "oid", event.order_id);

@@ -55,7 +55,7 @@ TEST(BookSide, IsEmptyAtFirst) {
     EXPECT_EQ(bids.side.best(), nullptr);
     EXPECT_FALSE(bids.side.crossed_by(0));
     EXPECT_FALSE(bids.side.crossed_by(0xFFFFFFFF));
-    EXPECT_EQ(bids.side.quantity_within(0), 0u);
+    EXPECT_FALSE(bids.side.holds(1, 0));
     EXPECT_EQ(bids.levels(), "");
 }
 
@@ -172,10 +172,10 @@ TEST(BookSide, LetsAReducedOrderKeepItsPlace) {
     Side bids(true);
     Order& first = bids.add(1, 100, 10);
     bids.add(2, 100, 20);
-    BookSide::reduce(first, 4);
+    bids.side.reduce(first, 4);
     EXPECT_EQ(bids.levels(), "100: 1x6 2x20");
     EXPECT_EQ(bids.side.best()->total, 26u);
-    BookSide::reduce(first, 5);
+    bids.side.reduce(first, 5);
     EXPECT_EQ(bids.levels(), "100: 1x1 2x20");
 }
 
@@ -213,36 +213,68 @@ TEST(BookSide, IsCrossedByNobodyWhileItsBestPriceIsZero) {
     EXPECT_TRUE(bids.side.crossed_by(0));
 }
 
-TEST(BookSide, SumsWhatRestsWithinALimit) {
+TEST(BookSide, HoldsWhatRestsAtPricesThatALimitReaches) {
     Side asks(false);
     asks.add(1, 100, 10);
     asks.add(2, 100, 5);
     asks.add(3, 200, 20);
     asks.add(4, 300, 40);
-    EXPECT_EQ(asks.side.quantity_within(99), 0u);
-    EXPECT_EQ(asks.side.quantity_within(100), 15u);
-    EXPECT_EQ(asks.side.quantity_within(199), 15u);
-    EXPECT_EQ(asks.side.quantity_within(200), 35u);
-    EXPECT_EQ(asks.side.quantity_within(0xFFFFFFFF), 75u);
+    EXPECT_TRUE(asks.side.holds(0, 99));
+    EXPECT_FALSE(asks.side.holds(1, 99));
+    EXPECT_TRUE(asks.side.holds(1, 100));
+    EXPECT_TRUE(asks.side.holds(15, 100));
+    EXPECT_FALSE(asks.side.holds(16, 100));
+    EXPECT_TRUE(asks.side.holds(15, 199));
+    EXPECT_FALSE(asks.side.holds(16, 199));
+    EXPECT_TRUE(asks.side.holds(35, 200));
+    EXPECT_FALSE(asks.side.holds(36, 299));
+    EXPECT_TRUE(asks.side.holds(75, 0xFFFFFFFF));
+    EXPECT_FALSE(asks.side.holds(76, 0xFFFFFFFF));
 
     Side bids(true);
     bids.add(1, 300, 10);
     bids.add(2, 200, 20);
-    EXPECT_EQ(bids.side.quantity_within(301), 0u);
-    EXPECT_EQ(bids.side.quantity_within(300), 10u);
-    EXPECT_EQ(bids.side.quantity_within(0), 30u);
+    EXPECT_FALSE(bids.side.holds(1, 301));
+    EXPECT_TRUE(bids.side.holds(10, 300));
+    EXPECT_FALSE(bids.side.holds(11, 201));
+    EXPECT_TRUE(bids.side.holds(30, 0));
+    EXPECT_FALSE(bids.side.holds(31, 0));
 }
 
-TEST(BookSide, SumsBeyondThirtyTwoBits) {
+TEST(BookSide, HoldsMoreThanThirtyTwoBits) {
     Side asks(false);
     for (std::uint64_t id = 1; id <= 3; ++id) asks.add(id, 100, 0xFFFFFFFF);
     EXPECT_EQ(asks.side.best()->total, 3 * 0xFFFFFFFFull);
     asks.add(4, 200, 0xFFFFFFFF);
-    EXPECT_EQ(asks.side.quantity_within(200), 4 * 0xFFFFFFFFull);
+    EXPECT_TRUE(asks.side.holds(4 * 0xFFFFFFFFull, 200));
+    EXPECT_FALSE(asks.side.holds(4 * 0xFFFFFFFFull + 1, 200));
+}
+
+TEST(BookSide, HoldsWhatIsLeftAfterEveryKindOfChange) {
+    Side bids(true);
+    Order& first = bids.add(1, 100, 10);
+    Order& second = bids.add(2, 90, 20);
+    const auto expect_exactly = [&](std::uint64_t quantity) {
+        EXPECT_TRUE(bids.side.holds(quantity, 0)) << quantity;
+        EXPECT_FALSE(bids.side.holds(quantity + 1, 0)) << quantity;
+    };
+    expect_exactly(30);
+    bids.side.reduce(second, 15);
+    expect_exactly(15);
+    bids.side.remove(first);
+    expect_exactly(5);
+    first.leaves = 7;
+    bids.side.add(first);
+    expect_exactly(12);
+    bids.side.remove(first);
+    bids.side.remove(second);
+    expect_exactly(0);
 }
 
 // The same book as plain lists: prices with their ids in order of arrival.
-std::string listed(const std::map<Price, std::deque<std::pair<std::uint64_t, std::uint32_t>>>& prices, bool buy) {
+using PlainLists = std::map<Price, std::deque<std::pair<std::uint64_t, std::uint32_t>>>;
+
+std::string listed(const PlainLists& prices, bool buy) {
     std::string list;
     const auto add_level = [&list](Price price, const auto& queue) {
         if (!list.empty()) list += " | ";
@@ -257,10 +289,19 @@ std::string listed(const std::map<Price, std::deque<std::pair<std::uint64_t, std
     return list;
 }
 
+std::uint64_t sum_within(const PlainLists& prices, bool buy, Price limit) {
+    std::uint64_t sum = 0;
+    for (const auto& [price, queue] : prices) {
+        if (buy ? price < limit : price > limit) continue;
+        for (const auto& [id, leaves] : queue) sum += leaves;
+    }
+    return sum;
+}
+
 TEST(BookSide, AgreesWithPlainListsThroughManyChanges) {
     for (const bool buy : {true, false}) {
         Side book(buy);
-        std::map<Price, std::deque<std::pair<std::uint64_t, std::uint32_t>>> prices;
+        PlainLists prices;
         std::vector<Order*> resting;
         std::mt19937 draws(buy ? 1 : 2);
         for (std::uint64_t step = 1; step <= 2000; ++step) {
@@ -277,7 +318,7 @@ TEST(BookSide, AgreesWithPlainListsThroughManyChanges) {
                 auto entry = queue.begin();
                 while (entry->first != order.id) ++entry;
                 if (what == 7 && order.leaves > 1) {
-                    BookSide::reduce(order, order.leaves / 2);
+                    book.side.reduce(order, order.leaves / 2);
                     entry->second -= entry->second / 2;
                 } else {
                     book.side.remove(order);
@@ -288,6 +329,11 @@ TEST(BookSide, AgreesWithPlainListsThroughManyChanges) {
             }
             if (step % 20 != 0) continue;
             ASSERT_EQ(book.levels(), listed(prices, buy)) << "after step " << step;
+            for (Price limit = 99; limit <= 112; ++limit) {
+                const std::uint64_t sum = sum_within(prices, buy, limit);
+                ASSERT_TRUE(book.side.holds(sum, limit)) << limit << " after step " << step;
+                ASSERT_FALSE(book.side.holds(sum + 1, limit)) << limit << " after step " << step;
+            }
         }
     }
 }

@@ -5,8 +5,10 @@
 #include <array>
 #include <random>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace kavo {
@@ -79,10 +81,19 @@ TEST(ClientOrders, TellIdsApartInEachOfTheirCharacters) {
     for (const auto& [id, order] : entered) EXPECT_EQ(clients.find(id), order) << id;
 }
 
+// Among a million ids there are two of one hash, more than a hundred times over: some eighty thousand will do.
+std::pair<std::string, std::string> two_ids_of_one_hash() {
+    std::unordered_map<std::uint32_t, std::string> ids;
+    for (int i = 0; i < 1'000'000; ++i) {
+        const std::string id = "order-" + std::to_string(i);
+        const auto [entry, is_new] = ids.try_emplace(ClientOrderId(id).hash, id);
+        if (!is_new) return {entry->second, id};
+    }
+    throw std::runtime_error("a million ids without two of one hash");
+}
+
 TEST(ClientOrders, TellIdsApartWhoseHashesAreTheSame) {
-    const std::string one = "order-15306";
-    const std::string other = "order-145377";
-    ASSERT_EQ(ClientOrderId(one).hash, ClientOrderId(other).hash);
+    const auto [one, other] = two_ids_of_one_hash();
     Clients clients;
     Order& first = clients.enter(0, one);
     EXPECT_EQ(clients.find(other), nullptr);
@@ -95,16 +106,17 @@ TEST(ClientOrders, TellIdsApartWhoseHashesAreTheSame) {
 }
 
 TEST(ClientOrders, EndEitherOfTwoWhoseHashesAreTheSame) {
+    const auto [one, other] = two_ids_of_one_hash();
     for (const bool later_first : {false, true}) {
         Clients clients;
-        Order& earlier = clients.enter(0, "order-15306");
-        Order& later = clients.enter(0, "order-145377");
+        Order& earlier = clients.enter(0, one);
+        Order& later = clients.enter(0, other);
         clients.end(later_first ? later : earlier);
-        EXPECT_EQ(clients.find("order-15306"), later_first ? &earlier : nullptr);
-        EXPECT_EQ(clients.find("order-145377"), later_first ? nullptr : &later);
+        EXPECT_EQ(clients.find(one), later_first ? &earlier : nullptr);
+        EXPECT_EQ(clients.find(other), later_first ? nullptr : &later);
         clients.end(later_first ? earlier : later);
-        EXPECT_EQ(clients.find("order-15306"), nullptr);
-        EXPECT_EQ(clients.find("order-145377"), nullptr);
+        EXPECT_EQ(clients.find(one), nullptr);
+        EXPECT_EQ(clients.find(other), nullptr);
     }
 }
 
@@ -318,9 +330,9 @@ TEST(ClosedIds, RememberWhenAnOrderEnded) {
 }
 
 TEST(ClosedIds, TellIdsApartWhoseHashesAreTheSame) {
-    const ClientOrderId one("order-15306");
-    const ClientOrderId other("order-145377");
-    ASSERT_EQ(one.hash, other.hash);
+    const auto [one_text, other_text] = two_ids_of_one_hash();
+    const ClientOrderId one(one_text);
+    const ClientOrderId other(other_text);
     ClosedIds closed;
     closed.close(one, 1);
     EXPECT_EQ(closed.closed_at_ms(other), std::nullopt);

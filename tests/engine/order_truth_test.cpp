@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "support/said.h"
 #include "support/venue.h"
 
@@ -252,6 +254,109 @@ TEST(OrderTruth, TellsOfADisconnectAndOfAnUnsolicitedCancel) {
                      R"("qty":100,"px":189.95,"cum":0,"leaves":0,"last_qty":0,"text":"unsolicited"})",
                      R"({"t":1700000000423456789,"ev":"cancel","cl":"s1","oid":1001,"symbol":"AAPL","side":"S",)"
                      R"("qty":100,"px":190,"cum":0,"leaves":0,"last_qty":0,"text":"disconnect"})"}));
+}
+
+// A venue whose clock runs, so that no two readings of it are the same: whatever carries one time was stamped by one
+// reading.
+class RunningVenue : public Venue {
+public:
+    explicit RunningVenue(const VenueSettings& settings = {}) : Venue(settings) { clock = Clock(); }
+
+    // How many different times something leaves behind: on the answers, on what others are told of it, and on the lines
+    // of truth.
+    //   lines  how many of these there must be
+    template <typename Action>
+    std::size_t times_of(std::size_t lines, Action action) {
+        truth();
+        engine.outbox.clear();
+        OutboundMessages answers;
+        action(answers);
+        answers.insert(answers.end(), engine.outbox.begin(), engine.outbox.end());
+        std::set<std::uint64_t> times;
+        for (const OutboundMessage& answer : answers) times.insert(get(answer.message.bytes(), meo::layout::timestamp));
+        const Lines written = truth();
+        for (const std::string& line : written) times.insert(std::stoull(line.substr(line.find(':') + 1)));
+        EXPECT_EQ(written.size(), lines);
+        EXPECT_FALSE(answers.empty());
+        return times.size();
+    }
+    std::size_t times_of(std::size_t lines, const NewOrder& order) {
+        meo::NewOrderRequest request;
+        const Bytes message = order.bytes();
+        EXPECT_TRUE(meo::parse_new_order(message, request));
+        return times_of(lines, [&](OutboundMessages& answers) { engine.new_order(0, request, answers); });
+    }
+    std::size_t times_of(std::size_t lines, const Replace& replacement) {
+        meo::ModifyRequest request;
+        EXPECT_TRUE(meo::parse_modify(replacement.bytes(), request));
+        return times_of(lines, [&](OutboundMessages& answers) { engine.modify(0, request, answers); });
+    }
+    std::size_t times_of(std::size_t lines, const Cancel& cancellation) {
+        meo::CancelRequest request;
+        EXPECT_TRUE(meo::parse_cancel(cancellation.bytes(), request));
+        return times_of(lines, [&](OutboundMessages& answers) { engine.cancel(0, request, answers); });
+    }
+};
+
+TEST(OrderTruth, HasTheTimeOfTheAnswersToANewOrder) {
+    RunningVenue venue;
+    EXPECT_EQ(venue.times_of(1, sell("s1").at("190.00")), 1u);
+    venue.enter(sell("s2").at("190.01"), other);
+    EXPECT_EQ(venue.times_of(1, buy("p1").post_only().at("189.99")), 1u);
+    EXPECT_EQ(venue.times_of(2, buy("p2").post_only().at("190.00")), 1u);
+    EXPECT_EQ(venue.times_of(2, buy("f1").all_or_nothing().shares(300).at("190.01")), 1u);
+    EXPECT_EQ(venue.times_of(6, buy("i1").immediate().shares(300).at("190.01")), 1u);  // two trades, and it expires
+    venue.bench.reject_next = 1;
+    EXPECT_EQ(venue.times_of(1, buy("b1").at("190.00")), 1u);
+}
+
+TEST(OrderTruth, HasTheTimeOfTheAnswersToAReplace) {
+    RunningVenue venue;
+    venue.enter(buy("b1").shares(300).at("189.00"));
+    venue.enter(sell("s1").at("190.00"), other);
+    EXPECT_EQ(venue.times_of(1, replace("b1", "b2").shares(300).at("189.01")), 1u);
+    EXPECT_EQ(venue.times_of(3, replace("b2", "b3").shares(300).at("190.00")), 1u);  // one trade
+    EXPECT_EQ(venue.times_of(1, replace("b3", "b3").at("189.00")), 1u);
+    EXPECT_EQ(venue.times_of(1, replace("b3", "b4").at("0")), 1u);
+    venue.bench.replace_reject_next = 1;
+    EXPECT_EQ(venue.times_of(1, replace("b3", "b4").at("189.00")), 1u);
+    EXPECT_EQ(venue.times_of(1, replace("b3", "b4").shares(100).at("189.00")), 1u);  // closes it
+    EXPECT_EQ(venue.times_of(1, replace("b3", "b4").at("189.00")), 1u);              // late
+    EXPECT_EQ(venue.times_of(1, replace("none", "b4").at("189.00")), 1u);
+}
+
+TEST(OrderTruth, HasTheTimeOfTheAnswersToACancel) {
+    RunningVenue venue;
+    venue.enter(buy("b1").at("189.00"));
+    venue.enter(buy("b2").at("189.00"));
+    EXPECT_EQ(venue.times_of(1, cancel("b1")), 1u);
+    EXPECT_EQ(venue.times_of(1, cancel("b1")), 1u);  // late
+    EXPECT_EQ(venue.times_of(1, cancel("none")), 1u);
+    venue.bench.fill_on_cancel_next = 1;
+    EXPECT_EQ(venue.times_of(1, cancel("b2")), 1u);
+}
+
+TEST(OrderTruth, HasTheTimeOfTheReportsThatNobodyAskedFor) {
+    VenueSettings settings;
+    settings.engine.acod = true;
+    RunningVenue venue(settings);
+    for (const char* id : {"b1", "b2", "b3"}) venue.enter(buy(id).at("180.00"));
+    EXPECT_EQ(venue.times_of(3, [&](OutboundMessages&) { venue.engine.client_dropped(0, "alice"); }), 1u);
+
+    venue.bench.unsolicited_cancel_next = 2;
+    venue.clock.stand_at(0, Venue::start_wall_ns);  // the machine has long been up
+    venue.enter(buy("b4").at("180.00"));
+    venue.enter(buy("b5").at("180.00"));
+    venue.clock = Clock();
+    EXPECT_EQ(venue.times_of(2, [&](OutboundMessages&) { venue.engine.cancel_unsolicited(); }), 1u);
+}
+
+// A tick bids for a symbol that nobody bids for.
+TEST(OrderTruth, HasTheTimeOfTheReportsOfASyntheticTrade) {
+    RunningVenue venue;
+    venue.enter(sell("s1").shares(1).at("180.00"));
+    venue.enter(sell("s2").shares(1).at("180.00"));
+    EXPECT_EQ(venue.times_of(2, [&](OutboundMessages&) { venue.engine.tick(); }), 1u);
 }
 
 TEST(OrderTruth, WritesPricesInSixSignificantDigits) {

@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "soak/ledger.h"
+#include "support/ledger.h"
 #include "support/received_book.h"
 #include "support/wire_client.h"
 

@@ -53,7 +53,7 @@ public:
         EXPECT_EQ(process.stop(), 0) << process.said();
     }
 
-    // The order truth log so far, with "*" for the time of writing, without what emptied the books.
+    // The order truth log so far, with "*" for the time, without what emptied the books.
     std::string truth() const;
     // What the test bench has said so far, without its counters and what emptied the books. Complete after stop().
     std::string commentary();

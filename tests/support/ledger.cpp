@@ -1,4 +1,4 @@
-#include "soak/ledger.h"
+#include "support/ledger.h"
 
 #include <stdexcept>
 
@@ -95,6 +95,10 @@ std::string entry_of_message(ByteView m) {
     return {};
 }
 
+std::string at_moment(const std::string& wall_ns) {
+    return " at " + wall_ns;
+}
+
 std::string event_of(const std::string& entry) {
     return entry.substr(0, entry.find(' '));
 }
@@ -105,11 +109,11 @@ void Ledger::told(ByteView message) {
     const std::string entry = entry_of_message(message);
     if (entry.empty()) return;
     ++counts[event_of(entry)];
-    count(entry, 1);
+    count(entry + at_moment(number(message, layout::timestamp)), 1);
 }
 
 void Ledger::written(const std::string& line) {
-    count(entry_of_line(line), -1);
+    count(entry_of_line(line) + at_moment(value_of(line, "t")), -1);
 }
 
 void Ledger::count(const std::string& entry, int side) {

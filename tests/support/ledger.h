@@ -1,5 +1,5 @@
-// The account of a long run: what the venue writes down about every order on one side, what its clients are told on the
-// other. Every entry must meet its counterpart, once.
+// The account of a run: what the venue writes down about every order on one side, what its clients are told on the
+// other. Every entry must meet its counterpart, once, and both carry the same nanosecond.
 #pragma once
 
 #include <cstdint>
