@@ -38,27 +38,15 @@ TEST(Bounds, EndedOrdersLeaveNothing) {
     constexpr std::size_t batch = 500;
     Stage stage({"--quiet"});
     Trader trader(stage.port());
-    const BlindPeer peer(stage.port());
-    peer.pour_all(esesm::build_packet(esesm::PacketType::login_request, login("busy").payload()));
+    Peer peer(stage.port(), Peer::little);
+    peer.log_in(login("busy"));
     std::size_t entered = 0;
-    const auto enter_and_cancel = [&](std::size_t count) {
-        for (const std::size_t end = entered + count; entered < end;) {
-            Bytes requests;
-            for (std::size_t i = 0; i < batch; ++i) {
-                const std::string id = "e" + std::to_string(++entered);
-                for (const Bytes& request : {buy(id).at("1.00").bytes(), cancel(id).bytes()}) {
-                    const Bytes packet = esesm::build_packet(esesm::PacketType::unsequenced_data, request);
-                    requests.insert(requests.end(), packet.begin(), packet.end());
-                }
-            }
-            peer.pour_all(requests);
+    const auto enter_and_cancel_more = [&](std::size_t count) {
+        for (const std::size_t end = entered + count; entered < end; entered += batch) {
+            enter_and_cancel(peer, entered, batch);
             trader.trade();
         }
-        const std::uint64_t cancels = entered + trader.orders();
-        const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (number_behind(" cancels=", stage.control.ask("stats")) < cancels) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-        }
+        stage.await_counter(" cancels=", entered + trader.orders());
     };
     const auto pass_us = [&] {
         trader.forget_answers();
@@ -66,10 +54,10 @@ TEST(Bounds, EndedOrdersLeaveNothing) {
         trader.trade_for(std::chrono::seconds(1));
         return in_ms(processor_time(stage.pid()) - before) * 1000 / static_cast<double>(trader.answers().count());
     };
-    enter_and_cancel(until_full);
+    enter_and_cancel_more(until_full);
     const double before_us = pass_us();
     const std::size_t memory = resident_bytes(stage.pid());
-    enter_and_cancel(orders);
+    enter_and_cancel_more(orders);
     const std::size_t after = resident_bytes(stage.pid());
     const double after_us = pass_us();
     report("orders that have ended", orders);

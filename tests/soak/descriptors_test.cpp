@@ -1,12 +1,13 @@
 // A venue that has run out of descriptors: it neither spins nor forgets those whom it has, and takes the next client as
 // soon as one has left.
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <deque>
 #include <set>
 
-#include "soak/stage.h"
+#include "soak/bystanders.h"
 #include "support/recovery_client.h"
 
 namespace kavo::test {
@@ -79,6 +80,46 @@ TEST(DescriptorsUsedUp, LeaveTheClientsServedAndTheProcessorIdle) {
     recovery.report("a free descriptor is taken after");
     EXPECT_LT(recovery.percentile(50), milliseconds(sanitized ? 200 : 20));
     trader.trade();
+    stage.stop();
+}
+
+// Lets the process have so many descriptors; what is open above that stays open.
+void allow_descriptors(pid_t process, rlim_t count) {
+    rlimit limit{};
+    ASSERT_EQ(prlimit(process, RLIMIT_NOFILE, nullptr, &limit), 0);
+    limit.rlim_cur = std::min(count, limit.rlim_max);
+    ASSERT_EQ(prlimit(process, RLIMIT_NOFILE, &limit, nullptr), 0);
+}
+
+// With more sockets than the limit allows there is no waiting for them any more: each attempt fails at once.
+TEST(DescriptorsUsedUp, ByALimitThatSinksBelowTheirNumberLeaveTheClientsServed) {
+    constexpr rlim_t limit = 10;
+    Stage stage({"--quiet"});
+    std::deque<QuietUser> users;
+    for (rlim_t i = 0; i < 2 * limit; ++i) {
+        users.emplace_back(stage.port(), "u" + std::to_string(i), milliseconds(250) * (1 + i % 4));
+    }
+    Asker asker(stage.port());
+    RecoveryClient receiver(stage.retransmission_port());
+    receiver.log_in();
+    ASSERT_TRUE(receiver.next().starts_with("login accepted"));
+    ASSERT_NO_FATAL_FAILURE(allow_descriptors(stage.pid(), limit));
+
+    const auto before = processor_time(stage.pid());
+    live_for(seconds(5), users);
+    report("processor time of the venue below its limit", in_ms(processor_time(stage.pid()) - before) / 50,
+           "% of a core");
+    report("clients", users.size());
+    report("of which are dropped", dropped(users));
+    EXPECT_EQ(dropped(users), 0u);
+    report("longest silence of the venue", in_ms(longest_silence(users)) / 1000, "s");
+    EXPECT_LT(longest_silence(users), milliseconds(sanitized ? 2500 : 1500));
+    receiver.request(1, 10);
+    EXPECT_TRUE(receiver.rest().ends_with("goodbye 'A' retransmission complete | closed"));
+    expect_answers_within(milliseconds(250), asker, "an answer below the limit");
+
+    ASSERT_NO_FATAL_FAILURE(allow_descriptors(stage.pid(), RLIM_INFINITY));
+    Trader(stage.port(), "late").trade();
     stage.stop();
 }
 

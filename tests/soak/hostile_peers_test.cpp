@@ -1,16 +1,15 @@
 // Peers at their worst, many at a time, while one client goes on trading: she is answered in time and misses nothing,
 // and each of them gets what it asked for. What a single such peer meets is told in tests/system: bad_input_test.cpp
 // (bytes one by one, a client that does not read), timers_test.cpp (silence), retransmission_test.cpp (a receiver that
-// does not read).
+// does not read). Many that are merely slow, or too many, are the matter of slow_receivers_test.cpp and
+// floods_test.cpp.
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <atomic>
 #include <deque>
-#include <thread>
 
 #include "soak/stage.h"
-#include "support/recovery_client.h"
 #include "support/transcript.h"
 
 namespace kavo::test {
@@ -22,37 +21,10 @@ using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds login_limit{30'000};
+constexpr milliseconds moment{20};  // for a connection to take what it is given
 
 // Half of the silence after which a client gives its venue up.
 const auto longest_answer = sanitized ? milliseconds(5000) : milliseconds(1500);
-
-void append(Bytes& bytes, const Bytes& more) {
-    bytes.insert(bytes.end(), more.begin(), more.end());
-}
-
-Bytes framed(const Bytes& message) {
-    return esesm::build_packet(PacketType::unsequenced_data, message);
-}
-
-// Something that happens on a thread of its own until this object goes away.
-class Meanwhile {
-public:
-    template <typename Action>
-    explicit Meanwhile(Action action)
-        : thread_([this, action] {
-              while (!stopped_) action();
-          }) {}
-    ~Meanwhile() {
-        stopped_ = true;
-        thread_.join();
-    }
-    Meanwhile(const Meanwhile&) = delete;
-    Meanwhile& operator=(const Meanwhile&) = delete;
-
-private:
-    std::atomic<bool> stopped_{false};
-    std::thread thread_;
-};
 
 void expect_answers_in_time(const Trader& trader, std::string_view what) {
     trader.answers().report(what);
@@ -202,16 +174,15 @@ TEST(HostilePeers, TwentyClientsThatNeverReadLoseNothingButTime) {
     constexpr std::size_t batch = 200;
     Stage stage;
     Trader trader(stage.port());
-    std::deque<BlindPeer> blind;
-    Bytes requests;
-    for (std::size_t i = 0; i < batch; ++i) append(requests, framed(buy("a1").shares(0).at("100.00").bytes()));
+    std::deque<Peer> blind;
+    const Bytes requests = repeated(framed(buy("a1").shares(0).at("100.00").bytes()), batch);
     for (std::size_t i = 0; i < peers; ++i) {
-        blind.emplace_back(stage.port())
+        blind.emplace_back(stage.port(), Peer::little)
             .pour_all(esesm::build_packet(PacketType::login_request, login("p" + std::to_string(i)).payload()));
     }
     const std::size_t memory = resident_bytes(stage.pid());
     for (std::size_t round = 0; round < rounds; ++round) {
-        for (BlindPeer& peer : blind) peer.pour_all(requests);
+        for (Peer& peer : blind) peer.pour_all(requests);
         trader.trade();
     }
     // What a connection that breaks has not handed over yet is lost, so each of them waits until it has been heard.
@@ -252,13 +223,13 @@ TEST(HostilePeers, ClientsThatFloodTheVenueDoNotKeepTheOthersWaiting) {
         Trader trader(stage.port());
         Bytes many;
         while (many.size() < 262'144) append(many, packet);
-        BlindPeer peer(stage.port());
+        Peer peer(stage.port(), Peer::little);
         peer.pour_all(esesm::build_packet(PacketType::login_request, login("flood").payload()));
         std::size_t poured = 0;
         const std::size_t memory = resident_bytes(stage.pid());
         const auto start = steady_clock::now();
         {
-            const Meanwhile flood([&] { poured += peer.pour(ByteView(many).subspan(poured % many.size())); });
+            const Meanwhile flood([&] { poured += peer.pour(ByteView(many).subspan(poured % many.size()), moment); });
             trader.trade_for(seconds(4));
         }
         const double time = std::chrono::duration<double>(steady_clock::now() - start).count();
@@ -292,7 +263,7 @@ TEST(HostilePeers, AFloodOfConnectionsDoesNotKeepTheClientsWaiting) {
     std::atomic<std::size_t> connections{0};
     {
         const auto come_and_go = [&] {
-            BlindPeer(stage.port()).break_off();
+            Peer(stage.port()).break_off();
             ++connections;
         };
         const Meanwhile one(come_and_go);
@@ -301,36 +272,6 @@ TEST(HostilePeers, AFloodOfConnectionsDoesNotKeepTheClientsWaiting) {
     }
     report("connections", connections);
     expect_answers_in_time(trader, "an answer during a flood of connections");
-    stage.stop();
-}
-
-// Each of them makes the venue wait for two seconds, but not all of them together: a client hears from the venue before
-// it would give it up.
-TEST(HostilePeers, ReceiversThatNeverReadHoldUpTheOthersForTwoSecondsEach) {
-    constexpr std::size_t receivers = 4;
-    std::string symbols = "AAPL:190.00";
-    for (int i = 1; i < 3000; ++i) symbols += ",A";
-    Stage stage({"--symbols", symbols});
-    WireClient alice(stage.port());
-    alice.log_in(login("alice"));
-    alice.next(1 + 1 + 3000);
-    std::deque<BlindPeer> blind;
-    Bytes request = esesm::build_packet(PacketType::login_request, receiver_login().payload());
-    append(request,
-           esesm::build_packet(PacketType::retransmission_request, retransmission_payload(1, 0xFFFFFFFFFFFFFFFF)));
-    for (std::size_t i = 0; i < receivers; ++i) blind.emplace_back(stage.retransmission_port());
-    for (BlindPeer& peer : blind) peer.pour_all(request);
-    Durations silences;
-    const auto start = steady_clock::now();
-    while (steady_clock::now() - start < seconds(2) * receivers + seconds(4)) {
-        const auto before = steady_clock::now();
-        alice.send_heartbeat();
-        ASSERT_TRUE(alice.next_packet_or_heartbeat());
-        silences.add(steady_clock::now() - before);
-    }
-    silences.report("silence of the venue towards a client");
-    EXPECT_LT(silences.longest(), sanitized ? seconds(6) : milliseconds(2900));
-    EXPECT_EQ(fetch_range(1, 10, stage.retransmission_port()).size(), 10u);
     stage.stop();
 }
 

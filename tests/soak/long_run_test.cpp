@@ -85,11 +85,10 @@ protected:
     void fill_streams(std::size_t count) {
         const Bytes request =
             esesm::build_packet(esesm::PacketType::unsequenced_data, buy("a").shares(0).at("1.00").bytes());
-        Bytes many;
         constexpr std::size_t batch = 2000;
-        for (std::size_t i = 0; i < batch; ++i) many.insert(many.end(), request.begin(), request.end());
+        const Bytes many = repeated(request, batch);
         for (std::size_t user = 0; user < count; ++user) {
-            BlindPeer peer(stage_.port());
+            Peer peer(stage_.port(), Peer::little);
             peer.pour_all(esesm::build_packet(esesm::PacketType::login_request, login(name_of(user)).payload()));
             for (std::size_t sent = 0; sent < SessionStream::limit_messages; sent += batch) {
                 peer.pour_all(many);

@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -42,6 +41,13 @@ Stage::Flags Stage::arguments(const std::string& shell, const Flags& more) const
     return all;
 }
 
+void Stage::await_counter(std::string_view counter, std::uint64_t count) const {
+    const auto deadline = steady_clock::now() + patience;
+    while (number_behind(counter, control.ask("stats")) < count) {
+        if (steady_clock::now() > deadline) throw std::runtime_error("too few" + std::string(counter));
+    }
+}
+
 Trader::Trader(std::uint16_t port, const std::string& name) : wire(port) {
     wire.log_in(login(name));
     EXPECT_EQ(wire.next(3), "login accepted, engine 1, highest 0 | 1: SN MEO2.7 session 1 | 2: SU 1 AAPL Q");
@@ -76,36 +82,31 @@ void Trader::trade_for(milliseconds time, milliseconds pause) {
     }
 }
 
-BlindPeer::BlindPeer(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const int small = 4096;
-    setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-    sockaddr_in venue{};
-    venue.sin_family = AF_INET;
-    venue.sin_port = htons(port);
-    venue.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&venue), sizeof venue), 0);
-    const timeval moment{0, 20'000};
-    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &moment, sizeof moment);
+void append(Bytes& bytes, ByteView more) {
+    bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
-BlindPeer::~BlindPeer() {
-    close(socket_);
+Bytes framed(const Bytes& message) {
+    return esesm::build_packet(esesm::PacketType::unsequenced_data, message);
 }
 
-std::size_t BlindPeer::pour(ByteView bytes) const {
-    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    return sent > 0 ? static_cast<std::size_t>(sent) : 0;
+Bytes repeated(const Bytes& packet, std::size_t times) {
+    Bytes packets;
+    for (std::size_t i = 0; i < times; ++i) append(packets, packet);
+    return packets;
 }
 
-void BlindPeer::pour_all(ByteView bytes) const {
-    const auto deadline = steady_clock::now() + patience;
-    while (!bytes.empty() && steady_clock::now() < deadline) bytes = bytes.subspan(pour(bytes));
-    EXPECT_TRUE(bytes.empty());
-}
-
-void BlindPeer::break_off() const {
-    const linger at_once{1, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+void enter_and_cancel(Peer& peer, std::size_t first, std::size_t count) {
+    constexpr std::size_t batch = 500;
+    Bytes requests;
+    for (std::size_t order = first; order < first + count; ++order) {
+        const std::string id = "e" + std::to_string(order);
+        append(requests, framed(buy(id).at("1.00").bytes()));
+        append(requests, framed(cancel(id).bytes()));
+        if ((order - first + 1) % batch != 0 && order + 1 != first + count) continue;
+        peer.pour_all(requests);
+        requests.clear();
+    }
 }
 
 bool allow_descriptors(std::size_t count) {

@@ -4,13 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/control_client.h"
 #include "support/feed_reader.h"
 #include "support/figures.h"
+#include "support/peer.h"
 #include "support/process.h"
 #include "support/requests.h"
 #include "support/wire_client.h"
@@ -23,6 +26,7 @@ inline constexpr bool sanitized = KAVO_SANITIZED;
 // How the shell starts the program, which stands with its flags in "$@". Many of these tests make the venue say a lot:
 // they do not want to hear it.
 inline const std::string unheard = "exec \"$@\" 2>/dev/null";
+inline const std::string heard = "exec \"$@\"";  // as far as the test asks what was said, and else by nobody
 inline std::string heard_by(const TemporaryFile& file) {
     return "exec \"$@\" 2>" + file.path();
 }
@@ -40,6 +44,8 @@ public:
     std::uint16_t retransmission_port() const { return retransmission_.number(); }
     pid_t pid() const { return process.pid(); }
 
+    // Waits until the report of the bench has come so far: " cancels=", 1000.
+    void await_counter(std::string_view counter, std::uint64_t count) const;
     // Ends the program, which must have stayed healthy.
     void stop() { EXPECT_EQ(process.stop(), 0); }
 
@@ -80,23 +86,36 @@ private:
     Durations answers_;
 };
 
-// A connection that is used without looking at what comes back.
-class BlindPeer {
-public:
-    explicit BlindPeer(std::uint16_t port);
-    ~BlindPeer();
-    BlindPeer(const BlindPeer&) = delete;
-    BlindPeer& operator=(const BlindPeer&) = delete;
+// Packets one behind the other, to be sent in one piece.
+void append(Bytes& bytes, ByteView more);
+Bytes framed(const Bytes& message);  // a request as a packet
+// The packet so many times.
+Bytes repeated(const Bytes& packet, std::size_t times);
 
-    // Sends as much of it as the connection takes in a moment, and tells how much that was.
-    std::size_t pour(ByteView bytes) const;
-    // Sends all of it to somebody who goes on reading.
-    void pour_all(ByteView bytes) const;
-    // From here on the connection ends by a reset.
-    void break_off() const;
+// Orders numbered from `first` on that rest, and are cancelled at once: each is worth five messages of the user's
+// stream and two of the feed. The peer is logged in, and somebody reads what it sends.
+inline constexpr std::size_t stream_messages_an_order = 5;
+inline constexpr std::size_t feed_messages_an_order = 2;
+void enter_and_cancel(Peer& peer, std::size_t first, std::size_t count);
+
+// Something that happens on a thread of its own until this object goes away.
+class Meanwhile {
+public:
+    template <typename Action>
+    explicit Meanwhile(Action action)
+        : thread_([this, action] {
+              while (!stopped_) action();
+          }) {}
+    ~Meanwhile() {
+        stopped_ = true;
+        thread_.join();
+    }
+    Meanwhile(const Meanwhile&) = delete;
+    Meanwhile& operator=(const Meanwhile&) = delete;
 
 private:
-    int socket_;
+    std::atomic<bool> stopped_{false};
+    std::thread thread_;
 };
 
 // Lets this process, and the ones that it starts, have as many descriptors as the system allows; false when that is

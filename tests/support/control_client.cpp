@@ -7,8 +7,6 @@
 
 #include <stdexcept>
 
-#include "support/process.h"
-
 namespace kavo::test {
 
 ControlClient::ControlClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -31,9 +29,8 @@ void ControlClient::send(std::string_view datagram) const {
     }
 }
 
-std::string ControlClient::next_reply() const {
+std::string ControlClient::next_reply(std::chrono::milliseconds longest) const {
     pollfd polled{socket_, POLLIN, 0};
-    const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(patience);
     if (poll(&polled, 1, static_cast<int>(longest.count())) <= 0) return "silence";
     char reply[65'536];
     const ssize_t size = recv(socket_, reply, sizeof reply, 0);

@@ -1,9 +1,12 @@
 // Whoever sits at the controls of the bench: commands in datagrams, and the replies that come back.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "support/process.h"
 
 namespace kavo::test {
 
@@ -17,8 +20,8 @@ public:
 
     // Sends one datagram, whatever is in it.
     void send(std::string_view datagram) const;
-    // The next reply, byte for byte; "silence" when none comes in the usual patience.
-    std::string next_reply() const;
+    // The next reply, byte for byte; "silence" when none comes in time.
+    std::string next_reply(std::chrono::milliseconds longest = patience) const;
     // Sends a command and waits for its reply.
     std::string ask(std::string_view command) const;
 

@@ -1,0 +1,146 @@
+#include "support/peer.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+
+#include "session/esesm.h"
+#include "support/process.h"
+#include "support/transcript.h"
+
+namespace kavo::test {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// False when nothing of the kind happens in time.
+bool wait_for(int socket, short event, milliseconds longest) {
+    pollfd polled{socket, event, 0};
+    return poll(&polled, 1, static_cast<int>(std::max(longest, milliseconds(0)).count())) > 0;
+}
+
+bool has_type(ByteView packet, esesm::PacketType type) {
+    return get(packet, esesm::layout::packet::type) == static_cast<char>(type);
+}
+
+}  // namespace
+
+Peer::Peer(std::uint16_t port, int receive_buffer) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    // The window that a connection begins with is that of the buffer that it has by then.
+    if (receive_buffer != 0) setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
+    sockaddr_in venue{};
+    venue.sin_family = AF_INET;
+    venue.sin_port = htons(port);
+    venue.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(socket_, reinterpret_cast<const sockaddr*>(&venue), sizeof venue) != 0) {
+        close(socket_);
+        throw std::runtime_error("nobody listens on port " + std::to_string(port));
+    }
+    const int on = 1;
+    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+Peer::~Peer() {
+    close(socket_);
+}
+
+std::size_t Peer::pour(ByteView bytes, milliseconds longest) {
+    if (longest.count() > 0) wait_for(socket_, POLLOUT, longest);
+    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent >= 0) return static_cast<std::size_t>(sent);
+    if (errno != EAGAIN) reset_ = true;
+    return 0;
+}
+
+void Peer::pour_all(ByteView bytes) {
+    const auto deadline = steady_clock::now() + patience;
+    while (!bytes.empty()) {
+        if (reset_ || steady_clock::now() > deadline) throw std::runtime_error("nobody reads any more");
+        bytes = bytes.subspan(pour(bytes, milliseconds(20)));
+    }
+}
+
+void Peer::send_heartbeat() {
+    pour(esesm::build_packet(esesm::PacketType::client_heartbeat, {}));
+}
+
+void Peer::log_in(const Login& login) {
+    pour_all(esesm::build_packet(esesm::PacketType::login_request, login.payload()));
+    const auto answer = next_packet(patience);
+    if (!answer) throw std::runtime_error("no answer to the login of " + login.username);
+    if (!is_accepted_login(*answer)) throw std::runtime_error("instead of a login: " + packet_text(*answer));
+}
+
+std::size_t Peer::take(MutableBytes into) {
+    if (!open()) return 0;
+    const ssize_t count = recv(socket_, into.data(), into.size(), MSG_DONTWAIT);
+    if (count > 0) return static_cast<std::size_t>(count);
+    if (count == 0) end_ = reset_ ? End::reset : End::orderly;
+    if (count < 0 && errno != EAGAIN) end_ = End::reset;
+    return 0;
+}
+
+std::size_t Peer::take(std::size_t most) {
+    received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(given_));
+    given_ = 0;
+    most = std::min(most, most_at_once);
+    std::array<std::uint8_t, 65'536> chunk;
+    std::size_t taken = 0;
+    while (taken < most) {
+        const std::size_t count = take(MutableBytes(chunk).first(std::min(chunk.size(), most - taken)));
+        if (count == 0) break;
+        received_.insert(received_.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
+        taken += count;
+    }
+    return taken;
+}
+
+std::optional<ByteView> Peer::next_packet() {
+    namespace at = esesm::layout::packet;
+    const ByteView rest = ByteView(received_).subspan(given_);
+    if (rest.size() < at::header_size) return std::nullopt;
+    const std::size_t size = end_of(at::length) + get(rest, at::length);
+    if (rest.size() < size) return std::nullopt;
+    given_ += size;
+    return rest.first(size);
+}
+
+std::optional<ByteView> Peer::next_packet(milliseconds longest) {
+    const auto deadline = steady_clock::now() + longest;
+    while (true) {
+        if (const auto packet = next_packet()) return packet;
+        if (take() > 0) continue;
+        const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+        if (!open() || left.count() <= 0) return std::nullopt;
+        wait_for(socket_, POLLIN, left);
+    }
+}
+
+void Peer::break_off() const {
+    const linger at_once{1, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+}
+
+std::uint64_t sequence_of(ByteView packet) {
+    if (!has_type(packet, esesm::PacketType::sequenced_data)) return 0;
+    return get(packet, esesm::layout::sequenced_packet::sequence);
+}
+
+bool is_accepted_login(ByteView packet) {
+    namespace at = esesm::layout::login_response;
+    if (!has_type(packet, esesm::PacketType::login_response)) return false;
+    const ByteView entry = packet.subspan(esesm::layout::packet::header_size + at::min_size);
+    return get(entry, at::entry::login_status) == static_cast<char>(esesm::LoginStatus::successful);
+}
+
+}  // namespace kavo::test
