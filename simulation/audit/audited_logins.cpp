@@ -36,7 +36,7 @@ bool AuditedSessions::name_is_taken(const std::string& username, const Connectio
     Connection* holder = holder_of(username, asking);
     if (holder == nullptr || looking_again_) return holder != nullptr;
     looking_again_ = true;
-    look_again(*holder, 50);
+    look_again(*holder, 25);
     looking_again_ = false;
     return holder_of(username, asking) != nullptr;
 }

@@ -55,7 +55,7 @@ private:
     AuditedOrders& orders_;
     const Plan& plan_;
     std::vector<Connection> connections_;  // in the order in which they came
-    AuditedTurns turns_{50};
+    AuditedTurns turns_{25};
     AuditedFarewells farewells_{
         witness_,
         {What::reply_sent, What::receiver_bytes, What::receiver_gone, What::receiver_finished, What::receiver_closed}};

@@ -105,7 +105,7 @@ private:
     std::deque<Connection> connections_;  // by handle
     std::map<int, Connection*> by_fd_;    // open ones
     std::map<std::string, Stream> streams_;
-    AuditedTurns reading_{50};
+    AuditedTurns reading_{25};
     AuditedTurns sending_{20};
     bool looking_again_ = false;
     AuditedFarewells farewells_{

@@ -82,6 +82,7 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
         if (count < 0) return errno == EAGAIN ? ReadEnd::open : ReadEnd::gone;
         buffer.insert(buffer.end(), scratch.begin(), scratch.begin() + count);
         arrived = true;
+        if (static_cast<std::size_t>(count) == scratch.size()) break;
     }
     return ReadEnd::more;
 }

@@ -21,8 +21,9 @@ int open_listener(std::uint16_t port, int backlog, const char* what);
 //   exhausted  set when connections may be waiting but descriptors or memory have run out
 int accept_connection(int listener, bool& exhausted);
 
-inline constexpr std::size_t read_bytes = 65'536;  // one read of a connection
-inline constexpr int reads_a_turn = 16;            // whoever sends without an end is read in turns
+// Whoever sends without an end is read in turns: one read that fills its scratch, or so many that do not.
+inline constexpr std::size_t read_bytes = 65'536;
+inline constexpr int reads_a_turn = 16;
 
 // What a transport does, over sockets; see there.
 //   scratch  where one read puts its bytes

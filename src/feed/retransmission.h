@@ -79,7 +79,7 @@ public:
     bool connections_waiting = true;  // at the listener
 
 private:
-    static constexpr std::uint64_t budget_ns = 50 * ns_per_ms;
+    static constexpr std::uint64_t budget_ns = 25 * ns_per_ms;
     static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
     static constexpr int most_accepts_in_a_pass = 256;
 

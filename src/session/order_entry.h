@@ -89,12 +89,12 @@ public:
 
 private:
     enum class Announce { no, yes };
-    // A round of 300 clients who never stop takes a tenth of a second, far below the limit of anyone's silence.
-    static constexpr std::uint64_t reading_budget_ns = 50 * ns_per_ms;
+    // About as long as a round takes, however many clients never stop: far below the limit of anyone's silence.
+    static constexpr std::uint64_t reading_budget_ns = 25 * ns_per_ms;
     static constexpr std::uint64_t sending_budget_ns = 20 * ns_per_ms;
     static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
     static constexpr int most_accepts_in_a_pass = 256;
-    static constexpr int most_looks = 16;  // 16 MiB, which is more than a socket holds
+    static constexpr int most_looks = 64;  // 8 MiB, which is more than a socket holds
 
     // connections.cpp
     void take_turn(ClientHandle handle, std::uint64_t until_ns);
