@@ -28,11 +28,12 @@ void install_stop_handler() {
 }
 
 MainLoop::MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotWriters snapshots,
-                   const std::int32_t& tick_interval_ms)
+                   const std::int32_t& tick_interval_ms, Poll wait)
     : parts_(parts),
       sockets_(sockets),
       snapshots_(std::move(snapshots)),
       tick_interval_ms_(tick_interval_ms),
+      poll_(std::move(wait)),
       last_tick_ms_(parts.clock.steady_ms()),
       last_bench_report_ms_(last_tick_ms_),
       last_feed_report_ms_(last_tick_ms_) {}
@@ -92,13 +93,12 @@ void MainLoop::report_feed() {
     print_feed_report(parts_.feed, parts_.engine, parts_.order_entry);
 }
 
-// Sleeps until something arrives or can be sent on, and marks what has: the next pass leaves idle sockets alone. When
-// the poll itself fails, nothing is known, so every socket counts as readable; the wait is then an ordinary sleep, or
-// the loop would turn into a spin.
+// The next pass leaves idle sockets alone. When the poll itself fails, nothing is known, so every socket counts as
+// readable; the wait is then an ordinary sleep, or the loop would turn into a spin.
 void MainLoop::wait_for_input() {
     watch();
-    const bool failed = poll(polled_.data(), polled_.size(), wait_ms_) < 0;
-    if (failed) poll(nullptr, 0, wait_ms_);
+    const bool failed = poll_(polled_.data(), polled_.size(), wait_ms_) < 0;
+    if (failed) poll_(nullptr, 0, wait_ms_);
     mark(failed);
 }
 

@@ -44,13 +44,16 @@ struct LoopParts {
 
 class MainLoop {
 public:
+    using Poll = std::function<int(pollfd* polled, nfds_t count, int timeout_ms)>;
+
     static constexpr std::uint64_t snapshot_interval_ms = 250;
     static constexpr std::uint64_t bench_report_interval_ms = 2'000;
     static constexpr std::uint64_t feed_report_interval_ms = 10'000;
 
     //   tick_interval_ms  0 ticks on every pass, a negative one never; may change while the loop runs
+    //   wait              the system's poll, or a test's
     MainLoop(const LoopParts& parts, const LoopSockets& sockets, SnapshotWriters snapshots,
-             const std::int32_t& tick_interval_ms);
+             const std::int32_t& tick_interval_ms, Poll wait = poll);
 
     // What a pass does, in this order.
     struct Step {
@@ -59,6 +62,8 @@ public:
     };
     static std::span<const Step> steps();
     void pass();
+    // Sleeps until something arrives or can be sent on, and marks what has for the next pass.
+    void wait_for_input();
 
     // Passes follow each other until SIGINT or SIGTERM asks for a stop.
     void run();
@@ -81,7 +86,6 @@ private:
     void write_snapshots();
     void report_feed();
 
-    void wait_for_input();
     void watch();
     void mark(bool failed);
 
@@ -89,6 +93,7 @@ private:
     LoopSockets sockets_;
     SnapshotWriters snapshots_;
     const std::int32_t& tick_interval_ms_;
+    Poll poll_;
 
     std::uint64_t now_ms_ = 0;  // of this pass
 

@@ -20,8 +20,10 @@ struct Farewell {
 
 class Farewells {
 public:
+    static constexpr std::uint64_t farewell_budget_ns = 20 * ns_per_ms;  // of a pass
+
     Farewells(const Transport& transport, const Clock& clock)
-        : transport_(transport), clock_(clock), round_(clock, budget_ns) {}
+        : transport_(transport), clock_(clock), round_(clock, farewell_budget_ns) {}
 
     // Takes the connection over; it goes on at once.
     void add(int fd, Outgoing outgoing);
@@ -31,8 +33,6 @@ public:
     const std::vector<Farewell>& under_way() const { return farewells_; }
 
 private:
-    static constexpr std::uint64_t budget_ns = 20 * ns_per_ms;
-
     void take_turns();
     void serve(Farewell& farewell, std::uint64_t until_ns);
     bool send(Farewell& farewell, std::uint64_t until_ns);

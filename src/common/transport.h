@@ -15,6 +15,9 @@ inline constexpr int no_socket = -1;
 // or gone with its peer.
 enum class ReadEnd { open, more, gone };
 
+// Connections that a service accepts in a pass; more wait for the next one.
+inline constexpr int most_accepts_in_a_pass = 256;
+
 struct Transport {
     // The next waiting connection; no_socket when there is none.
     //   exhausted  set when connections may be waiting but descriptors or memory have run out

@@ -33,7 +33,7 @@ Retransmission::Retransmission(DomFeed& feed, const Clock& clock, Transport tran
       transport_(std::move(transport)),
       session_(session),
       farewells_(transport_, clock),
-      round_(clock, budget_ns) {}
+      round_(clock, receivers_budget_ns) {}
 
 void Retransmission::serve() {
     if (connections_waiting) accept_connections();
@@ -109,7 +109,7 @@ void Retransmission::run_timer(RConn& connection) {
     if (!connection.open() || connection.logged_in) return;
     if (elapsed_ms(clock_.steady_ms(), connection.connected_ms) <= esesm::login_limit_ms) return;
     read(connection);
-    if (connection.open()) cut_packets(connection, clock_.steady_ns() + shortest_turn_ns);
+    if (connection.open()) cut_packets(connection, clock_.steady_ns() + last_look_ns);
     if (!connection.open() || connection.logged_in) return;
     say_goodbye(connection, GoodbyeReason::login_timeout, esesm::login_timeout_text);
 }

@@ -58,6 +58,8 @@ struct RConn {
 
 class Retransmission {
 public:
+    static constexpr std::uint64_t receivers_budget_ns = 25 * ns_per_ms;  // of a pass, for the turns of all receivers
+
     //   session  1..255, carried in login responses
     Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session);
     Retransmission(const Retransmission&) = delete;  // what it says farewell to refers to its transport
@@ -79,9 +81,7 @@ public:
     bool connections_waiting = true;  // at the listener
 
 private:
-    static constexpr std::uint64_t budget_ns = 25 * ns_per_ms;
-    static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
-    static constexpr int most_accepts_in_a_pass = 256;
+    static constexpr std::uint64_t last_look_ns = ns_per_ms;
 
     // retransmission.cpp
     void accept_connections();

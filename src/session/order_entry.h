@@ -56,6 +56,14 @@ class OrderEntry {
 public:
     static constexpr std::uint64_t heartbeat_interval_ms = 1000;
     static constexpr std::uint64_t silence_limit_ms = 3000;
+    // Of a pass, for the turns of all clients: about as long as a round takes, however many never stop, and far below
+    // the limit of anyone's silence.
+    static constexpr std::uint64_t reading_budget_ns = 25 * ns_per_ms;
+    // Of a pass, for all that is sent on.
+    static constexpr std::uint64_t sending_budget_ns = 20 * ns_per_ms;
+    // For a replay within its login, and for a last look at a client.
+    static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
+    static constexpr int most_looks = 64;  // reads before anything is held against a client: more than a socket holds
 
     //   session  the number that login responses carry, 1..255
     //   quiet    no lines for connections and accepted logins
@@ -89,12 +97,6 @@ public:
 
 private:
     enum class Announce { no, yes };
-    // About as long as a round takes, however many clients never stop: far below the limit of anyone's silence.
-    static constexpr std::uint64_t reading_budget_ns = 25 * ns_per_ms;
-    static constexpr std::uint64_t sending_budget_ns = 20 * ns_per_ms;
-    static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
-    static constexpr int most_accepts_in_a_pass = 256;
-    static constexpr int most_looks = 64;  // 8 MiB, which is more than a socket holds
 
     // connections.cpp
     void take_turn(ClientHandle handle, std::uint64_t until_ns);

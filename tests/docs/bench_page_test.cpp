@@ -6,7 +6,7 @@
 #include <span>
 #include <sstream>
 
-#include "app/control_port.h"
+#include "app/main_loop.h"
 #include "app/options.h"
 #include "common/socket.h"
 #include "page.h"
@@ -167,12 +167,33 @@ TEST(ArchitecturePage, GivesBoundsTheirValues) {
                       {"max_datagram_bytes", shown(mach::max_datagram_bytes)},
                       {"client_order_id_size", shown(meo::client_order_id_size)},
                       {"heartbeat_interval_ms", shown(OrderEntry::heartbeat_interval_ms)},
+                      {"reads_a_turn", shown(reads_a_turn)},
+                      {"most_accepts_in_a_pass", shown(most_accepts_in_a_pass)},
+                      {"reading_budget_ns", shown(OrderEntry::reading_budget_ns)},
+                      {"sending_budget_ns", shown(OrderEntry::sending_budget_ns)},
+                      {"receivers_budget_ns", shown(Retransmission::receivers_budget_ns)},
+                      {"farewell_budget_ns", shown(Farewells::farewell_budget_ns)},
+                      {"shortest_turn_ns", shown(OrderEntry::shortest_turn_ns)},
+                      {"most_looks", shown(OrderEntry::most_looks)},
+                      {"patience_ms", shown(Outgoing::patience_ms)},
                       {"silence_limit_ms", shown(OrderEntry::silence_limit_ms)},
                       {"login_limit_ms", shown(esesm::login_limit_ms)},
                       {"heartbeat_after_ms", shown(DomFeed::heartbeat_after_ms)}};
     for (const auto& bound : known) {
         EXPECT_NE(std::find(bounds.begin(), bounds.end(), bound), bounds.end()) << bound.first << " " << bound.second;
     }
+}
+
+// "3. serve clients: each client ..." is the third step by its name.
+TEST(ArchitecturePage, ListsTheStepsOfAPassInTheirOrder) {
+    std::vector<std::string> listed;
+    for (const std::string& line : lines_of("architecture.md")) {
+        const std::string number = std::to_string(listed.size() + 1) + ". ";
+        if (line.starts_with(number)) listed.push_back(line.substr(number.size(), line.find(':') - number.size()));
+    }
+    std::vector<std::string> steps;
+    for (const MainLoop::Step& step : MainLoop::steps()) steps.emplace_back(step.name);
+    EXPECT_EQ(listed, steps);
 }
 
 }  // namespace

@@ -48,12 +48,18 @@ std::vector<std::string> Table::column(std::string_view name) const {
     return cells;
 }
 
-std::vector<Table> tables_on(const std::string& page) {
+std::vector<std::string> lines_of(const std::string& page) {
     std::ifstream file(std::string(KAVO_DOCS_DIR) + "/" + page);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<Table> tables_on(const std::string& page) {
     std::vector<Table> tables;
     std::string heading;
     bool in_table = false;
-    for (std::string line; std::getline(file, line);) {
+    for (const std::vector<std::string> lines = lines_of(page); const std::string& line : lines) {
         const bool was_in_table = std::exchange(in_table, line.starts_with('|'));
         if (line.starts_with('#')) heading = trimmed(line.substr(std::min(line.find(' '), line.size())));
         if (!in_table) continue;

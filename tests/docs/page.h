@@ -17,7 +17,8 @@ struct Table {
     std::vector<std::string> column(std::string_view name) const;
 };
 
-//   page  "bench.md"; one that cannot be read has no tables
+//   page  "bench.md"; one that cannot be read is empty
+std::vector<std::string> lines_of(const std::string& page);
 std::vector<Table> tables_on(const std::string& page);
 
 // The first column of a table, found by its name.

@@ -33,9 +33,9 @@ struct MemoryPeer {
 
 class MemoryPeers {
 public:
-    std::map<int, MemoryPeer> peers;  // by descriptor
-    std::deque<int> calling;          // not accepted yet
-    bool exhausted = false;           // nobody can be accepted
+    std::map<int, MemoryPeer> peers;                     // by descriptor
+    std::deque<int> calling;                             // not accepted yet
+    bool exhausted = false;                              // nobody can be accepted
     std::function<void(int fd)> when_sent = [](int) {};  // after each packet, for a test whose time passes with them
 
     // A new peer calls; its descriptor is a number that the test chooses.

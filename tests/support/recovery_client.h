@@ -24,8 +24,7 @@ std::string recovery_text(ByteView packet);
 
 class RecoveryClient {
 public:
-    // Connects to 127.0.0.1; throws when nobody listens. Sends nothing by itself: a heartbeat that the venue has not
-    // read when it closes the connection would cost the receiver the end of the reply.
+    // Connects to 127.0.0.1; throws when nobody listens. Sends nothing by itself.
     explicit RecoveryClient(std::uint16_t port);
 
     void log_in(const Login& login = receiver_login()) { wire.log_in(login); }

@@ -389,6 +389,28 @@ TEST_F(BigVenue, SendsEverythingToAReceiverThatIsSlowerThanItself) {
     EXPECT_TRUE(slow.wire.closed());
 }
 
+TEST_F(BigVenue, KeepsTheReplyOfAReceiverThatGoesOnTalking) {
+    RecoveryClient talker(venue.retransmission_port());
+    limit_receive_buffer(talker, 64 * 1024);
+    Bytes words = esesm::build_packet(esesm::PacketType::login_request, receiver_login().payload());
+    for (const Bytes& packet :
+         {esesm::build_packet(esesm::PacketType::retransmission_request, retransmission_payload(1, largest)),
+          esesm::build_packet(esesm::PacketType::client_heartbeat, {}),
+          esesm::build_packet(esesm::PacketType::logout_request, {}), Bytes(1'000, '?')}) {
+        words.insert(words.end(), packet.begin(), packet.end());
+    }
+    talker.wire.send_bytes(words);
+    std::uint64_t messages = 0;
+    std::string last;
+    while (const auto packet = talker.wire.next_packet()) {
+        if (++messages % 1'000 == 0) talker.wire.send_packet('1');
+        if (packet->size() < 30) last = recovery_text(*packet);
+    }
+    EXPECT_EQ(messages, 1 + history_limit + 1);  // the login response comes first, the goodbye last
+    EXPECT_EQ(last, "goodbye 'A' retransmission complete");
+    EXPECT_TRUE(talker.wire.closed());
+}
+
 // How many messages a replay brings, from its first packet on.
 struct Replay {
     std::uint64_t first = 0;
