@@ -13,23 +13,25 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-constexpr std::size_t as_fast_as_possible = 100'000'000'000;  // bytes a second
+// As much as keeps a venue busy for a while, and leaves the system the memory that everybody's connection needs.
+constexpr std::size_t most_unread = 200'000'000;
 
-// Peers that say the same thing over and over, as fast as their connections take it or all together so many bytes a
-// second, and never read.
+// Peers that say the same thing over and over, as fast as the venue reads it, and never read themselves.
 class Flood {
 public:
-    Flood(const Bytes& packet, std::size_t bytes_per_second)
-        : many_(repeated(packet, 65'536 / packet.size())), bytes_per_second_(bytes_per_second), pace_(0) {}
+    Flood(std::uint16_t port, const Bytes& packet) : port_(port), many_(repeated(packet, 16'384 / packet.size())) {}
 
-    void join(std::uint16_t port, const Login& login) {
-        peers_.push_back({std::make_unique<Peer>(port, Peer::little), 0});
+    void join(const Login& login) {
+        peers_.push_back({std::make_unique<Peer>(port_, Peer::little), 0});
         peers_.back().peer->log_in(login);
     }
-    // From here on until this object goes away.
+    // From here on until this object goes away. The venue has plenty to read by then.
     void begin() {
-        pace_ = Pace(bytes_per_second_);
-        pouring_ = std::make_unique<Meanwhile>([this] { pour(); });
+        top_up();
+        pouring_ = std::make_unique<Meanwhile>([this] {
+            poll(nullptr, 0, 20);
+            top_up();
+        });
     }
     std::size_t poured() const { return poured_; }  // bytes
 
@@ -39,29 +41,25 @@ private:
         std::size_t at;  // in the bytes that it repeats
     };
 
-    // Much at a time and then a pause, rather than a little all the time: it takes less of the system's memory.
-    static constexpr std::size_t least_at_once = 8192;
-
-    void pour() {
-        const std::size_t share = pace_.due() / peers_.size();
-        std::size_t taken = 0;
-        if (share >= least_at_once) {
-            for (Pouring& one : peers_) taken += pour(one, share);
+    // Everybody in turn, until enough waits to be read, or nobody has room for more.
+    void top_up() {
+        const std::size_t unread = unread_bytes(port_);
+        std::size_t room = most_unread - std::min(unread, most_unread);
+        for (std::size_t before = room + 1; room > 0 && before != room;) {
+            before = room;
+            for (Pouring& one : peers_) room -= pour(one, room);
         }
-        pace_.use(taken);
-        poured_ += taken;
-        if (taken == 0) poll(nullptr, 0, 1);
     }
-    std::size_t pour(Pouring& one, std::size_t most) const {
+    std::size_t pour(Pouring& one, std::size_t most) {
         const ByteView rest = ByteView(many_).subspan(one.at);
         const std::size_t count = one.peer->pour(rest.first(std::min(most, rest.size())));
         one.at = (one.at + count) % many_.size();
+        poured_ += count;
         return count;
     }
 
+    std::uint16_t port_;
     Bytes many_;
-    std::size_t bytes_per_second_;
-    Pace pace_;
     std::deque<Pouring> peers_;
     std::atomic<std::size_t> poured_{0};
     std::unique_ptr<Meanwhile> pouring_;
@@ -72,8 +70,8 @@ TEST(Floods, OfHeartbeatsFromReceiversLeaveAnHonestOneItsReply) {
     constexpr std::size_t honest = 20;
     allow_descriptors(crowd + 50);
     Stage stage;
-    Flood flood(esesm::build_packet(esesm::PacketType::client_heartbeat, {}), as_fast_as_possible);
-    for (std::size_t i = 0; i < crowd; ++i) flood.join(stage.retransmission_port(), receiver_login());
+    Flood flood(stage.retransmission_port(), esesm::build_packet(esesm::PacketType::client_heartbeat, {}));
+    for (std::size_t i = 0; i < crowd; ++i) flood.join(receiver_login());
     Asker asker(stage.port());
     flood.begin();
     Durations replies;
@@ -95,12 +93,10 @@ TEST(Floods, OfHeartbeatsFromReceiversLeaveAnHonestOneItsReply) {
 
 TEST(Floods, OfRequestsFromHundredsOfClientsLeaveTheOthersTheirAnswersAndTheirSessions) {
     constexpr std::size_t crowd = 300;
-    // What is not answered at once waits in the system's memory, and there must be no lack of that.
-    constexpr std::size_t more_than_is_answered = 120'000'000;
     if (!allow_descriptors(crowd + 50)) GTEST_SKIP() << "not enough descriptors for three hundred connections";
     Stage stage({"--quiet"});
-    Flood flood(framed(buy("a1").shares(0).at("100.00").bytes()), more_than_is_answered);
-    for (std::size_t i = 0; i < crowd; ++i) flood.join(stage.port(), login("p" + std::to_string(i)));
+    Flood flood(stage.port(), framed(buy("a1").shares(0).at("100.00").bytes()));
+    for (std::size_t i = 0; i < crowd; ++i) flood.join(login("p" + std::to_string(i)));
     std::deque<QuietUser> users;
     for (int i = 0; i < 4; ++i) users.emplace_back(stage.port(), "u" + std::to_string(i), milliseconds(250));
     Asker asker(stage.port());
