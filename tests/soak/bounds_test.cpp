@@ -46,7 +46,7 @@ TEST(Bounds, EndedOrdersLeaveNothing) {
             enter_and_cancel(peer, entered, batch);
             trader.trade();
         }
-        stage.await_counter(" cancels=", entered + trader.orders());
+        stage.await_counter(" cancels=", entered + trader.orders(), peer);
     };
     const auto pass_us = [&] {
         trader.forget_answers();

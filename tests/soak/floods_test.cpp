@@ -13,22 +13,25 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// Of requests, in bytes: the venue keeps what it answers to them.
-constexpr std::size_t most_poured = 900'000'000;
+// As much as keeps a venue busy for a while, and leaves the system the memory that everybody's connection needs.
+constexpr std::size_t most_unread = 200'000'000;
 
-// Peers that say the same thing over and over, as fast as their connections take it, and never read.
+// Peers that say the same thing over and over, as fast as the venue reads it, and never read themselves.
 class Flood {
 public:
-    explicit Flood(const Bytes& packet, std::size_t most = std::numeric_limits<std::size_t>::max())
-        : many_(repeated(packet, 65'536 / packet.size())), most_(most) {}
+    Flood(std::uint16_t port, const Bytes& packet) : port_(port), many_(repeated(packet, 16'384 / packet.size())) {}
 
-    void join(std::uint16_t port, const Login& login) {
-        peers_.push_back({std::make_unique<Peer>(port, Peer::little), 0});
+    void join(const Login& login) {
+        peers_.push_back({std::make_unique<Peer>(port_, Peer::little), 0});
         peers_.back().peer->log_in(login);
     }
-    // From here on until this object goes away.
+    // From here on until this object goes away. The venue has plenty to read by then.
     void begin() {
-        pouring_ = std::make_unique<Meanwhile>([this] { pour(); });
+        top_up();
+        pouring_ = std::make_unique<Meanwhile>([this] {
+            poll(nullptr, 0, 20);
+            top_up();
+        });
     }
     std::size_t poured() const { return poured_; }  // bytes
 
@@ -38,20 +41,25 @@ private:
         std::size_t at;  // in the bytes that it repeats
     };
 
-    void pour() {
-        std::size_t taken = 0;
-        for (Pouring& one : peers_) {
-            if (poured_ + taken > most_) break;
-            const std::size_t count = one.peer->pour(ByteView(many_).subspan(one.at));
-            one.at = (one.at + count) % many_.size();
-            taken += count;
+    // Everybody in turn, until enough waits to be read, or nobody has room for more.
+    void top_up() {
+        const std::size_t unread = unread_bytes(port_);
+        std::size_t room = most_unread - std::min(unread, most_unread);
+        for (std::size_t before = room + 1; room > 0 && before != room;) {
+            before = room;
+            for (Pouring& one : peers_) room -= pour(one, room);
         }
-        poured_ += taken;
-        if (taken == 0) poll(nullptr, 0, 1);
+    }
+    std::size_t pour(Pouring& one, std::size_t most) {
+        const ByteView rest = ByteView(many_).subspan(one.at);
+        const std::size_t count = one.peer->pour(rest.first(std::min(most, rest.size())));
+        one.at = (one.at + count) % many_.size();
+        poured_ += count;
+        return count;
     }
 
+    std::uint16_t port_;
     Bytes many_;
-    std::size_t most_;
     std::deque<Pouring> peers_;
     std::atomic<std::size_t> poured_{0};
     std::unique_ptr<Meanwhile> pouring_;
@@ -62,8 +70,8 @@ TEST(Floods, OfHeartbeatsFromReceiversLeaveAnHonestOneItsReply) {
     constexpr std::size_t honest = 20;
     allow_descriptors(crowd + 50);
     Stage stage;
-    Flood flood(esesm::build_packet(esesm::PacketType::client_heartbeat, {}));
-    for (std::size_t i = 0; i < crowd; ++i) flood.join(stage.retransmission_port(), receiver_login());
+    Flood flood(stage.retransmission_port(), esesm::build_packet(esesm::PacketType::client_heartbeat, {}));
+    for (std::size_t i = 0; i < crowd; ++i) flood.join(receiver_login());
     Asker asker(stage.port());
     flood.begin();
     Durations replies;
@@ -87,8 +95,8 @@ TEST(Floods, OfRequestsFromHundredsOfClientsLeaveTheOthersTheirAnswersAndTheirSe
     constexpr std::size_t crowd = 300;
     if (!allow_descriptors(crowd + 50)) GTEST_SKIP() << "not enough descriptors for three hundred connections";
     Stage stage({"--quiet"});
-    Flood flood(framed(buy("a1").shares(0).at("100.00").bytes()), most_poured);
-    for (std::size_t i = 0; i < crowd; ++i) flood.join(stage.port(), login("p" + std::to_string(i)));
+    Flood flood(stage.port(), framed(buy("a1").shares(0).at("100.00").bytes()));
+    for (std::size_t i = 0; i < crowd; ++i) flood.join(login("p" + std::to_string(i)));
     std::deque<QuietUser> users;
     for (int i = 0; i < 4; ++i) users.emplace_back(stage.port(), "u" + std::to_string(i), milliseconds(250));
     Asker asker(stage.port());

@@ -27,7 +27,7 @@ public:
             append(packets, framed(requests[i - 1]));
             if (i % batch != 0 && i != requests.size()) continue;
             peer_.pour_all(packets);
-            stage_.await_counter(counter, i);
+            stage_.await_counter(counter, i, peer_);
             packets.clear();
         }
     }

@@ -86,7 +86,8 @@ protected:
             Peer user(stage_.port(), Peer::little);
             user.log_in(login("mill"));
             enter_and_cancel(user, 0, orders_that_fill_it);
-            stage_.await_counter(" cancels=", orders_that_fill_it);
+            stage_.await_counter(" cancels=", orders_that_fill_it, user);
+            user.log_out();
         }
         last_ = 2 + orders_that_fill_it * stream_messages_an_order;  // behind the session and the symbol
         first_ = last_ - SessionStream::limit_messages + 1;
@@ -97,7 +98,7 @@ protected:
     void expect_whole_replay(const std::string& what, std::size_t bytes_per_second, std::size_t burst,
                              milliseconds pause) {
         Reader reader(stage_.port(), first_, last_);
-        reader.peer.pour(login_packet(from_the_start()));
+        reader.peer.log_in(from_the_start());
         Pace pace(bytes_per_second);
         const auto start = steady_clock::now();
         std::size_t since_pause = 0;
@@ -114,6 +115,7 @@ protected:
         report("time", in_ms(steady_clock::now() - start) / 1000, "s");
         EXPECT_EQ(reader.in_turn(), SessionStream::limit_messages);
         EXPECT_TRUE(reader.complete());
+        reader.peer.log_out();
     }
 
     Stage stage_{{"--quiet"}};
@@ -176,6 +178,8 @@ public:
         enter_and_cancel(peer_, entered_, orders);
         entered_ += orders;
     }
+    // Waits until all of them have been answered.
+    void await_answers(const Stage& stage) { stage.await_counter(" cancels=", entered_, peer_); }
     // So many packets at most, until none comes for so long, or one that is none.
     void read(std::size_t most, milliseconds longest) {
         for (std::size_t i = 0; i < most && !torn_; ++i) {
@@ -210,13 +214,13 @@ TEST(UnreadAnswers, AreNeverTornOnceTheirClientReads) {
     Stage stage({"--quiet"});
     LazyReader client(stage.port());
     client.enter(unread);
-    stage.await_counter(" cancels=", unread);
+    client.await_answers(stage);
     while (client.entered() < 2 * unread && !client.torn()) {
         client.enter(batch);
         client.read(2 * batch, milliseconds(0));
     }
     // Everything that is still on its way; then there is room for all the answers again.
-    stage.await_counter(" cancels=", client.entered());
+    client.await_answers(stage);
     client.read(client.messages_sent(), milliseconds(500));
     client.enter(1);
     client.read(stream_messages_an_order, milliseconds(patience));

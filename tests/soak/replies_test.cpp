@@ -51,7 +51,7 @@ TEST(Replies, SurviveWhateverTheirReceiversSayBehindTheRequest) {
     user.log_in(login("mill"));
     constexpr std::size_t orders = messages / feed_messages_an_order;
     enter_and_cancel(user, 0, orders);
-    stage.await_counter(" cancels=", orders);
+    stage.await_counter(" cancels=", orders, user);
     const Bytes expected = whole_reply(stage.retransmission_port(), 1, messages);
     const Bytes request = login_and_request(1, messages);
     const auto start = steady_clock::now();

@@ -69,7 +69,7 @@ protected:
         user.log_in(login("mill"));
         constexpr std::size_t orders = DomFeed::history_limit_messages / feed_messages_an_order;
         enter_and_cancel(user, 0, orders);
-        stage_.await_counter(" cancels=", orders);
+        stage_.await_counter(" cancels=", orders, user);
         last_ = stage_.control.next_sequence() - 1;
         first_ = last_ - DomFeed::history_limit_messages + 1;
         request_ = login_and_request(first_, last_);

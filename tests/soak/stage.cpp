@@ -41,10 +41,11 @@ Stage::Flags Stage::arguments(const std::string& shell, const Flags& more) const
     return all;
 }
 
-void Stage::await_counter(std::string_view counter, std::uint64_t count) const {
+void Stage::await_counter(std::string_view counter, std::uint64_t count, Peer& peer) const {
     const auto deadline = steady_clock::now() + patience;
     while (number_behind(counter, control.ask("stats")) < count) {
         if (steady_clock::now() > deadline) throw std::runtime_error("too few" + std::string(counter));
+        peer.send_heartbeat();
     }
 }
 

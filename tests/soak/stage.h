@@ -44,8 +44,9 @@ public:
     std::uint16_t retransmission_port() const { return retransmission_.number(); }
     pid_t pid() const { return process.pid(); }
 
-    // Waits until the report of the bench has come so far: " cancels=", 1000.
-    void await_counter(std::string_view counter, std::uint64_t count) const;
+    // Waits until the report of the bench has come so far: " cancels=", 1000. The peer that has asked for it keeps its
+    // connection up meanwhile.
+    void await_counter(std::string_view counter, std::uint64_t count, Peer& peer) const;
     // Ends the program, which must have stayed healthy.
     void stop() { EXPECT_EQ(process.stop(), 0); }
 

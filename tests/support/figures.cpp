@@ -29,6 +29,18 @@ std::chrono::nanoseconds processor_time(pid_t process) {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
+std::size_t unread_bytes(std::uint16_t port) {
+    std::ifstream connections("/proc/net/tcp");
+    std::size_t sum = 0;
+    for (std::string line; std::getline(connections, line);) {
+        unsigned local_port = 0;
+        unsigned unread = 0;
+        const char* const format = "%*d: %*8x:%x %*8x:%*x %*x %*x:%x";
+        if (std::sscanf(line.c_str(), format, &local_port, &unread) == 2 && local_port == port) sum += unread;
+    }
+    return sum;
+}
+
 void report(std::string_view what, std::size_t figure) {
     std::printf("%s: %zu\n", std::string(what).c_str(), figure);
 }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,8 @@ inline std::size_t resident_bytes(pid_t process) {
 }
 std::size_t open_descriptors(pid_t process);
 std::chrono::nanoseconds processor_time(pid_t process);
+// What has been sent to a TCP port, and waits there to be read.
+std::size_t unread_bytes(std::uint16_t port);
 
 // A figure for whoever reads the test's output; nothing depends on it.
 void report(std::string_view what, std::size_t figure);

@@ -81,6 +81,12 @@ void Peer::log_in(const Login& login) {
     if (!is_accepted_login(*answer)) throw std::runtime_error("instead of a login: " + packet_text(*answer));
 }
 
+void Peer::log_out() {
+    pour_all(esesm::build_packet(esesm::PacketType::logout_request, {}));
+    while (next_packet(patience)) continue;
+    if (open()) throw std::runtime_error("a logout without its end");
+}
+
 std::size_t Peer::take(MutableBytes into) {
     if (!open()) return 0;
     const ssize_t count = recv(socket_, into.data(), into.size(), MSG_DONTWAIT);

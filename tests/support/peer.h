@@ -33,6 +33,8 @@ public:
     void send_heartbeat();
     // Sends the login, and waits for the answer; throws when it is not accepted.
     void log_in(const Login& login);
+    // Logs out, and waits until the venue has closed the connection.
+    void log_out();
 
     // Reads what has come, a megabyte or `most` bytes of it, for next_packet to give out; tells how much that was.
     std::size_t take(std::size_t most = std::numeric_limits<std::size_t>::max());
