@@ -157,12 +157,12 @@ void OrderEntry::drop(ClientHandle handle, std::string_view reason, Announce ann
     engine_.client_dropped(handle, dropped.username);
 }
 
-// Not even the end of a connection leaves half a packet behind.
+// Not even the end of a connection leaves half a packet behind: one that still has something on its way ends gently.
 void OrderEntry::close(MeoClient& client) {
     end_replay(client);
     push(client);
     const int fd = std::exchange(client.fd, no_socket);
-    if (client.unsent.empty()) return transport_.close(fd);
+    if (client.unsent.empty() && transport_.unacknowledged(fd) == 0) return transport_.close(fd);
     Outgoing rest;
     rest.add(std::exchange(client.unsent, {}), clock_.steady_ms());
     farewells_.add(fd, std::move(rest));

@@ -120,8 +120,10 @@ void OrderEntry::start_replay(MeoClient& client, Bytes response, std::uint64_t f
         ++bench_.counters.replays;
         bench_.counters.replayed += next - from;
     }
-    client.replay = {
-        .response = std::move(response), .missed = {from, next}, .completion_due = from < next, .followers = {}};
+    client.replay = std::make_unique<Replay>();
+    client.replay->response = std::move(response);
+    client.replay->missed = {from, next};
+    client.replay->completion_due = from < next;
     continue_replay(client, clock_.steady_ns() + shortest_turn_ns);
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -37,7 +38,7 @@ struct MeoClient {
     bool asks_more = false;  // another request of this client is already here: its answers leave with the present ones
     bool held_back = false;  // the last packet sent to it may still wait for another
     Bytes unsent;            // of a packet that the connection took only in part
-    Replay replay;
+    std::unique_ptr<Replay> replay;  // under way, or none
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
     std::uint64_t connected_ms = 0;
@@ -48,7 +49,7 @@ struct MeoClient {
 
     bool open() const { return fd >= 0; }
     bool has_input() const { return open() && (readable || backlog); }
-    bool has_output() const { return open() && (!unsent.empty() || replay.under_way()); }
+    bool has_output() const { return open() && (!unsent.empty() || replay != nullptr); }
 };
 
 // Nothing that a client sends can stop the process; it is answered, ignored, or ends that client's connection.
@@ -117,9 +118,9 @@ private:
     bool complete_packet(MeoClient& client);
     void push(MeoClient& client);
     void continue_replay(MeoClient& client, std::uint64_t until_ns);
-    bool send_next_of(MeoClient& client);
+    bool send_next_of(Replay& replay, MeoClient& client);
     bool send_stored(MeoClient& client, Replay::Stretch& stretch);
-    void end_replay(MeoClient& client);
+    static void end_replay(MeoClient& client);
 
     // login.cpp
     void log_in(ClientHandle handle, ByteView payload);

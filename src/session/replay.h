@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <vector>
 
 #include "common/bytes.h"
 
@@ -22,9 +22,9 @@ struct Replay {
     Stretch missed;               // what the login asked for
     bool completion_due = false;  // behind the last of these
     // Mostly one: a message that a lapse has swallowed leaves a gap.
-    std::deque<Stretch> followers;
+    std::vector<Stretch> followers;
 
-    bool under_way() const { return !response.empty() || completion_due || !followers.empty(); }
+    bool over() const { return response.empty() && !completion_due && followers.empty(); }
     // The first stored message that it still needs; 0 when there is none.
     std::uint64_t oldest_needed() const {
         if (!missed.empty()) return missed.next;

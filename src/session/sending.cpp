@@ -60,16 +60,16 @@ void OrderEntry::take_sending_turns() {
 }
 
 void OrderEntry::continue_replay(MeoClient& client, std::uint64_t until_ns) {
-    if (!client.replay.under_way()) return;
+    if (client.replay == nullptr) return;
     client.last_sent_ms = clock_.steady_ms();
-    while (client.replay.under_way() && send_next_of(client) && clock_.steady_ns() < until_ns) continue;
+    while (!client.replay->over() && send_next_of(*client.replay, client) && clock_.steady_ns() < until_ns) continue;
     push(client);
-    client.stream->stored.keep_from(client.replay.oldest_needed());
+    client.stream->stored.keep_from(client.replay->oldest_needed());
+    if (client.replay->over()) client.replay.reset();
 }
 
 // False when the connection does not take the next packet of the replay now.
-bool OrderEntry::send_next_of(MeoClient& client) {
-    Replay& replay = client.replay;
+bool OrderEntry::send_next_of(Replay& replay, MeoClient& client) {
     if (!replay.response.empty()) {
         if (!hand_over(client, replay.response, replay.completion_due)) return false;
         replay.response.clear();
@@ -80,7 +80,7 @@ bool OrderEntry::send_next_of(MeoClient& client) {
         replay.completion_due = false;
     } else {
         if (!send_stored(client, replay.followers.front())) return false;
-        if (replay.followers.front().empty()) replay.followers.pop_front();
+        if (replay.followers.front().empty()) replay.followers.erase(replay.followers.begin());
     }
     return true;
 }
@@ -92,8 +92,8 @@ bool OrderEntry::send_stored(MeoClient& client, Replay::Stretch& stretch) {
 }
 
 void OrderEntry::end_replay(MeoClient& client) {
-    if (client.stream != nullptr) client.stream->stored.keep_from(0);
-    client.replay = {};
+    if (client.replay != nullptr) client.stream->stored.keep_from(0);
+    client.replay.reset();
 }
 
 }  // namespace kavo
