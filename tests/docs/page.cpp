@@ -7,6 +7,10 @@ namespace kavo::docs {
 
 namespace {
 
+std::ifstream opened(const std::string& page) {
+    return std::ifstream(std::string(KAVO_DOCS_DIR) + "/" + page);
+}
+
 std::string trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(' ');
     if (first == std::string_view::npos) return "";
@@ -49,7 +53,7 @@ std::vector<std::string> Table::column(std::string_view name) const {
 }
 
 std::vector<Table> tables_on(const std::string& page) {
-    std::ifstream file(std::string(KAVO_DOCS_DIR) + "/" + page);
+    std::ifstream file = opened(page);
     std::vector<Table> tables;
     std::string heading;
     bool in_table = false;
@@ -64,6 +68,22 @@ std::vector<Table> tables_on(const std::string& page) {
         }
     }
     return tables;
+}
+
+std::vector<std::string> blocks_on(const std::string& page, std::string_view language) {
+    std::ifstream file = opened(page);
+    const std::string fence = "```";
+    std::vector<std::string> blocks;
+    bool inside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(fence)) {
+            inside = !inside && line.substr(fence.size()) == language;
+            if (inside) blocks.emplace_back();
+        } else if (inside) {
+            blocks.back() += line + "\n";
+        }
+    }
+    return blocks;
 }
 
 std::vector<std::string> words_on(const std::string& page, std::string_view first_column) {
