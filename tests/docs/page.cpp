@@ -72,6 +72,21 @@ std::vector<Table> tables_on(const std::string& page) {
     return tables;
 }
 
+std::vector<std::string> blocks_on(const std::string& page, std::string_view language) {
+    const std::string fence = "```";
+    std::vector<std::string> blocks;
+    bool inside = false;
+    for (const std::vector<std::string> lines = lines_of(page); const std::string& line : lines) {
+        if (line.starts_with(fence)) {
+            inside = !inside && line.substr(fence.size()) == language;
+            if (inside) blocks.emplace_back();
+        } else if (inside) {
+            blocks.back() += line + "\n";
+        }
+    }
+    return blocks;
+}
+
 std::vector<std::string> words_on(const std::string& page, std::string_view first_column) {
     return table_on(page, first_column).column(first_column);
 }

@@ -28,6 +28,9 @@ std::vector<std::string> words_on(const std::string& page, std::string_view firs
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 Pairs pairs_on(const std::string& page, std::string_view first_column, std::string_view other_column);
 
+// What is fenced as this language, block by block, each line ended.
+std::vector<std::string> blocks_on(const std::string& page, std::string_view language);
+
 // What the first backquotes of a text enclose; the whole text when there are none.
 std::string unquoted(const std::string& text);
 
