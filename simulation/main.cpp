@@ -48,12 +48,13 @@ bool read_number(std::string_view text, std::uint64_t& number) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// "A..B", or "A" for one.
+// "A..B", or "A" for one. No seeds at all would be days without a finding, so B is not below A.
 bool read_seeds(std::string_view text, Orders& orders) {
     const std::size_t dots = text.find("..");
     if (!read_number(text.substr(0, dots), orders.first)) return false;
     orders.last = orders.first;
-    return dots == std::string_view::npos || read_number(text.substr(dots + 2), orders.last);
+    if (dots == std::string_view::npos) return true;
+    return read_number(text.substr(dots + 2), orders.last) && orders.first <= orders.last;
 }
 
 std::optional<Orders> read_orders(std::span<const char* const> arguments) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "session/esesm.h"
 #include "support/transcript.h"
 #include "support/wire_client.h"
 
@@ -28,6 +29,9 @@ constexpr const char* commands_text =
     "  cancel ID [SYMBOL]\n"
     "  wait SECONDS                        keeps listening meanwhile\n"
     "  quit                                logs out; so does the end of the input\n";
+
+constexpr milliseconds answer_time{200};
+constexpr const char* closed_text = "the venue has closed the connection";
 
 struct Arguments {
     std::uint16_t port = 28700;
@@ -105,29 +109,42 @@ bool carry_out(WireClient& client, const std::string& line) {
     return true;
 }
 
-// Waits for a line of input, and listens while none comes.
+// Waits for a line of input, and listens while none comes. False when there is none to come, and when the venue has
+// gone: then nobody is left to take what the line asks for.
 bool next_line(WireClient& client, std::string& line) {
-    while (std::cin.rdbuf()->in_avail() <= 0) {
+    while (!client.closed() && std::cin.rdbuf()->in_avail() <= 0) {
         pollfd waiting[] = {{STDIN_FILENO, POLLIN, 0}, {client.socket(), POLLIN, 0}};
         poll(waiting, 2, 500);
         if (waiting[1].revents != 0 || waiting[0].revents == 0) listen(client, milliseconds(0));
-        if (client.closed()) return false;
         if (waiting[0].revents != 0) break;
     }
-    return static_cast<bool>(std::getline(std::cin, line));
+    return !client.closed() && std::getline(std::cin, line);
 }
 
-}  // namespace
+// Why a packet is no accepted login; empty for one that is.
+std::string refusal(kavo::ByteView packet) {
+    namespace at = kavo::esesm::layout;
+    if (packet_text(packet).starts_with("login accepted")) return {};
+    if (kavo::get(packet, at::packet::type) != 'r') return "refused";
+    const kavo::ByteView entry = packet.subspan(at::packet::header_size + at::login_response::min_size);
+    const auto status =
+        static_cast<kavo::esesm::LoginStatus>(kavo::get(entry, at::login_response::entry::login_status));
+    return std::string(kavo::esesm::login_status_text(status));
+}
 
-int main(int argc, char** argv) try {
-    const Arguments arguments = parse(argc, argv);
-    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    std::ios::sync_with_stdio(false);  // so that it is known whether a line is waiting
-    WireClient client(arguments.port);
+// Returns when the venue has let the user in.
+void log_in(WireClient& client, const Arguments& arguments) {
     client.log_in(login(arguments.user, arguments.from));
     std::printf("  -> login %s\n", arguments.user.c_str());
-    constexpr milliseconds answer_time{200};
-    listen(client, answer_time);
+    const auto answer = client.next_packet();
+    if (!answer) throw std::runtime_error(client.closed() ? closed_text : "the venue does not answer the login");
+    std::printf("  <- %s\n", packet_text(*answer).c_str());
+    if (const std::string reason = refusal(*answer); !reason.empty()) {
+        throw std::runtime_error("the venue has not let " + arguments.user + " in: " + reason);
+    }
+}
+
+void take_commands(WireClient& client) {
     for (std::string line; next_line(client, line) && line != "quit";) {
         if (line.empty()) continue;
         if (!line.starts_with("wait")) std::printf("  -> %s\n", line.c_str());
@@ -138,10 +155,19 @@ int main(int argc, char** argv) try {
         }
         listen(client, answer_time);
     }
-    if (client.closed()) {
-        std::printf("the venue has closed the connection\n");
-        return 1;
-    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    const Arguments arguments = parse(argc, argv);
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::ios::sync_with_stdio(false);  // so that it is known whether a line is waiting
+    WireClient client(arguments.port);
+    log_in(client, arguments);
+    listen(client, answer_time);
+    take_commands(client);
+    if (client.closed()) throw std::runtime_error(closed_text);
     std::printf("  -> logout\n");
     client.send_packet('X');
     listen(client, answer_time);  // the venue closes; a client that is faster leaves without having said goodbye

@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 
 #include "common/socket.h"
@@ -19,6 +21,12 @@ using std::chrono::steady_clock;
 
 constexpr int receive_buffer_bytes = 4 << 20;  // a receiver that is late must not lose what the test wants to see
 
+[[noreturn]] void give_up(int receiver, const std::string& what) {
+    const std::string reason = std::strerror(errno);
+    close(receiver);
+    throw std::runtime_error(what + ": " + reason);
+}
+
 int open_receiver(const std::string& address, std::uint16_t port) {
     const int receiver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int on = 1;
@@ -29,9 +37,13 @@ int open_receiver(const std::string& address, std::uint16_t port) {
     name.sin_port = htons(port);
     name.sin_addr = to_address(address);
     if (bind(receiver, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
-        throw std::runtime_error("cannot listen to the feed");
+        give_up(receiver, "cannot listen on " + address + ":" + std::to_string(port));
     }
     return receiver;
+}
+
+bool is_multicast(const std::string& address) {
+    return IN_MULTICAST(ntohl(to_address(address).s_addr));
 }
 
 }  // namespace
@@ -41,9 +53,10 @@ FeedReader::FeedReader() : socket_(open_receiver("127.0.0.1", 0)) {}
 
 FeedReader::FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address)
     : socket_(open_receiver(group, port)) {
+    if (!is_multicast(group)) return;
     ip_mreq membership{to_address(group), to_address(interface_address)};
     if (setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0) {
-        throw std::runtime_error("cannot join " + group);
+        give_up(socket_, "cannot join " + group + " on " + interface_address);
     }
 }
 

@@ -16,7 +16,8 @@ class FeedReader {
 public:
     // Listens on a UDP port of 127.0.0.1 that the system chooses: for a feed sent with --mcast 127.0.0.1.
     FeedReader();
-    // Joins a multicast group on an interface.
+    // Joins a multicast group on an interface; an address of this machine's own takes a feed that is sent to it alone.
+    // Throws when it cannot listen there.
     FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address);
     ~FeedReader();
     FeedReader(const FeedReader&) = delete;

@@ -24,6 +24,7 @@ public:
         Levels asks;
     };
     const Book& book(std::uint32_t secid) const { return books_.at(secid); }
+    const std::map<std::uint32_t, Book>& books() const { return books_; }
 
     // The best levels on one line: "AAPL  300@189.98 100@189.99 | 200@190.01 500@190.02".
     std::string text(std::uint32_t secid, std::size_t levels) const;

@@ -1,0 +1,53 @@
+// Messages printed in order, each with the book that it changed. What is missing is marked and fetched again. A book is
+// shown only while everything before it is known, from a refresh or from the first message on; while the books are
+// unknown, messages are printed as they arrive, and it is said why.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "arrivals.h"
+#include "common/bytes.h"
+#include "feed/mach.h"
+#include "support/feed_handler.h"
+#include "support/feed_reader.h"
+
+namespace kavo::feed_dump {
+
+class Books {
+public:
+    //   retrans_port  of the service on 127.0.0.1 that tells what was missed; 0: there is none
+    Books(test::FeedReader& feed, std::uint16_t retrans_port) : feed_(feed), retrans_port_(retrans_port) {}
+
+    void take(ByteView datagram);
+    // Nothing has come for a moment: what is missing will not come by itself any more.
+    void pause();
+
+private:
+    void begin(const mach::Packet& packet);
+    void join(const mach::Packet& packet);
+    void doubt();
+    void check_service(const mach::Packet& packet) const;
+    void know();
+    void follow(const std::function<void()>& step);
+    void forget(const std::string& reason);
+    void say_unknown(const std::string& reason);
+    void show(std::uint64_t sequence, std::uint32_t changed) const;
+    void show_book(std::uint32_t secid) const;
+    void show_snapshot(std::uint64_t as_of) const;
+
+    test::FeedReader& feed_;
+    std::uint16_t retrans_port_;
+    std::optional<test::FeedHandler> handler_;  // none while the books are unknown
+    Arrivals arrivals_;
+    std::uint64_t gap_first_ = 0;  // the latest gap
+    std::uint64_t gap_last_ = 0;
+    unsigned doubts_ = 0;  // refreshes in a row that were not taken
+    std::string reason_;   // said last, for which the books are unknown
+    std::chrono::steady_clock::time_point next_attempt_;
+};
+
+}  // namespace kavo::feed_dump
