@@ -18,7 +18,7 @@ Stage::Stage(const Plan& plan, std::uint64_t dice_seed, Tape& tape)
       dice_(dice_seed),
       tape_(tape),
       commentary_([this](std::string_view line) { tape_.push_back(line_of(What::commentary, line)); }),
-      order_truth_([this](std::string_view line) { tape_.push_back(line_of(What::order_truth, line)); }),
+      order_truth_([this](std::string_view line) { record(line_of(What::order_truth, line)); }),
       book_truth_([this](std::string_view line) { take_change_line(line); }),
       clock_(standing_clock(plan)),
       tick_interval_ms_(plan.tick_interval_ms),
@@ -88,7 +88,7 @@ void Stage::begin(Step step) {
 }
 
 // A restless clock moves on within a pass as well, so that the readings of one pass differ: behind what goes in, and
-// behind a datagram, whose send may take a while.
+// behind a line of order truth and a datagram, which may take a while to write and to send.
 void Stage::record(Entry entry) {
     tape_.push_back(std::move(entry));
     if (!plan_.restless_clock || !dice_.one_in(20)) return;
