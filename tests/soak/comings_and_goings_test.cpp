@@ -89,7 +89,7 @@ private:
 };
 
 void expect_all_to_be_let_in(Return come_back) {
-    for (const std::size_t users : {2, 4, 40, 200}) {
+    for (const std::size_t users : {2u, 4u, 40u, 200u}) {
         Stage stage({"--quiet"});
         const auto start = steady_clock::now();
         const std::size_t rejected = Traffic(stage.port(), users, come_back).come_and_go(logins_each);

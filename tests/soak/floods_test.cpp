@@ -16,13 +16,13 @@ using std::chrono::steady_clock;
 // As much as keeps a venue busy for a while, and leaves the system the memory that everybody's connection needs.
 constexpr std::size_t most_unread = 200'000'000;
 
-// Peers that say the same thing over and over, as fast as the venue reads it, and never read themselves.
+// Peers that say the same thing over and over, as fast as the venue reads it, and do not care for the answers.
 class Flood {
 public:
     Flood(std::uint16_t port, const Bytes& packet) : port_(port), many_(repeated(packet, 16'384 / packet.size())) {}
 
     void join(const Login& login) {
-        peers_.push_back({std::make_unique<Peer>(port_, Peer::little), 0});
+        peers_.push_back({std::make_unique<Peer>(port_), 0});
         peers_.back().peer->log_in(login);
     }
     // From here on until this object goes away. The venue has plenty to read by then.
@@ -51,6 +51,7 @@ private:
         }
     }
     std::size_t pour(Pouring& one, std::size_t most) {
+        one.peer->discard();
         const ByteView rest = ByteView(many_).subspan(one.at);
         const std::size_t count = one.peer->pour(rest.first(std::min(most, rest.size())));
         one.at = (one.at + count) % many_.size();
@@ -99,9 +100,10 @@ TEST(Floods, OfRequestsFromHundredsOfClientsLeaveTheOthersTheirAnswersAndTheirSe
     for (std::size_t i = 0; i < crowd; ++i) flood.join(login("p" + std::to_string(i)));
     std::deque<QuietUser> users;
     for (int i = 0; i < 4; ++i) users.emplace_back(stage.port(), "u" + std::to_string(i), milliseconds(250));
-    Asker asker(stage.port());
     flood.begin();
-    live_for(seconds(8), users);
+    live_for(seconds(1), users);  // until it is in full course
+    Asker asker(stage.port(), milliseconds(100));
+    live_for(seconds(9), users);
     report("flood of requests from 300 clients", static_cast<double>(flood.poured()) / 1e6, "MB");
     const Durations& answers = asker.stop("an answer beside them");
     report("longest silence of the venue", in_ms(longest_silence(users)) / 1000, "s");

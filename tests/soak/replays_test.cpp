@@ -33,8 +33,7 @@ Bytes login_packet(const Login& login) {
 class Reader {
 public:
     //   first, last  the numbers of the stream that the venue still has
-    Reader(std::uint16_t port, std::uint64_t first, std::uint64_t last, int receive_buffer = 0)
-        : peer(port, receive_buffer), first_(first), last_(last) {}
+    Reader(std::uint16_t port, std::uint64_t first, std::uint64_t last) : peer(port), first_(first), last_(last) {}
 
     // Takes what has come, so many bytes of it at most; tells how many there were.
     std::size_t take(std::size_t most) {
@@ -44,8 +43,9 @@ public:
         return count;
     }
 
-    std::uint64_t in_turn() const { return in_turn_; }  // messages
-    bool complete() const { return complete_; }         // the last of them was followed by the end of a replay
+    std::uint64_t in_turn() const { return in_turn_; }          // messages
+    std::uint64_t out_of_turn() const { return out_of_turn_; }  // since the beginning
+    bool complete() const { return complete_; }                 // the last of them was followed by the end of a replay
     // How long nothing of the stream has come; for ever when the connection has ended.
     steady_clock::duration silence() const {
         return peer.open() ? steady_clock::now() - heard_ : steady_clock::duration::max();
@@ -62,7 +62,7 @@ private:
         heard_ = steady_clock::now();
         complete_ = false;
         if (sequence == first_) in_turn_ = 0;
-        in_turn_ += sequence == first_ + in_turn_;
+        ++(sequence == first_ + in_turn_ ? in_turn_ : out_of_turn_);
     }
     void keep_up() {
         const auto now = steady_clock::now();
@@ -74,6 +74,7 @@ private:
     std::uint64_t first_;
     std::uint64_t last_;
     std::uint64_t in_turn_ = 0;
+    std::uint64_t out_of_turn_ = 0;
     bool complete_ = false;
     steady_clock::time_point spoken_ = steady_clock::now();
     steady_clock::time_point heard_ = spoken_;
@@ -94,7 +95,7 @@ protected:
     }
     Login from_the_start() const { return login("mill", 1); }
 
-    // Reads the whole stream, `most` bytes at a time, and pauses when that many have come.
+    // Reads the whole stream, and pauses whenever `burst` bytes of it have come.
     void expect_whole_replay(const std::string& what, std::size_t bytes_per_second, std::size_t burst,
                              milliseconds pause) {
         Reader reader(stage_.port(), first_, last_);
@@ -114,6 +115,7 @@ protected:
         report("messages in their turn, " + what, reader.in_turn());
         report("time", in_ms(steady_clock::now() - start) / 1000, "s");
         EXPECT_EQ(reader.in_turn(), SessionStream::limit_messages);
+        EXPECT_EQ(reader.out_of_turn(), 0u);
         EXPECT_TRUE(reader.complete());
         reader.peer.log_out();
     }
@@ -145,8 +147,9 @@ TEST_F(Replays, AskedForByManyLoginsInOneWriteKeepNobodyWaiting) {
     while (reader.silence() < longest_gap && steady_clock::now() < deadline) {
         if (reader.take(full_speed) == 0) poll(nullptr, 0, 1);
     }
-    EXPECT_TRUE(reader.complete());
     EXPECT_EQ(reader.in_turn(), SessionStream::limit_messages);
+    EXPECT_EQ(reader.out_of_turn(), 0u);
+    EXPECT_TRUE(reader.complete());
     expect_answers_within(longest_wait, asker, "an answer beside many logins");
     stage_.stop();
 }

@@ -20,6 +20,9 @@ using std::chrono::steady_clock;
 constexpr std::size_t fast = 650'000;  // bytes a second; the others are not expected to get to the end
 constexpr int small_buffer = 16'384;
 
+// By then the venue has given up whoever takes nothing, who cannot be told as long as nothing more fits his connection.
+constexpr milliseconds given_up_after{2500};
+
 // As many as make a market that, once it moves, goes through the history in seconds.
 std::string symbols() {
     std::string all = "AAPL:190.00";
@@ -27,7 +30,7 @@ std::string symbols() {
     return all;
 }
 
-// A receiver that asks for all these messages, and again when the venue has closed it.
+// A receiver that asks for all these messages, and again when the venue has given it up.
 class SlowReceiver {
 public:
     SlowReceiver(const Stage& stage, const Bytes& request, const Bytes& expected, std::size_t bytes_per_second)
@@ -40,6 +43,7 @@ public:
         receiver_ = std::make_unique<Receiver>(stage_.retransmission_port(), expected_,
                                                bytes_per_second_ == fast ? small_buffer : Peer::little);
         receiver_->peer.pour(request_);
+        asked_at_ = steady_clock::now();
         ++asked;
     }
 
@@ -49,6 +53,10 @@ public:
         if (due > 0) pace_.use(receiver_->take(due));
     }
 
+    bool given_up() const {
+        const bool takes_nothing = bytes_per_second_ == 0;
+        return !receiver_->open() || (takes_nothing && steady_clock::now() - asked_at_ > given_up_after);
+    }
     const Receiver& receiver() const { return *receiver_; }
     bool is_fast() const { return bytes_per_second_ == fast; }
     std::size_t asked = 0;
@@ -59,6 +67,7 @@ private:
     const Bytes& expected_;
     std::size_t bytes_per_second_;
     Pace pace_{0};
+    steady_clock::time_point asked_at_;
     std::unique_ptr<Receiver> receiver_;
 };
 
@@ -87,7 +96,7 @@ protected:
         while (!condition() && steady_clock::now() < end) {
             for (SlowReceiver& slow : receivers_) {
                 slow.live();
-                if (!slow.is_fast() && !slow.receiver().open()) slow.ask();
+                if (!slow.is_fast() && slow.given_up()) slow.ask();
             }
             poll(nullptr, 0, 2);
         }

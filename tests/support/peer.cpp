@@ -111,6 +111,13 @@ std::size_t Peer::take(std::size_t most) {
     return taken;
 }
 
+void Peer::discard() {
+    constexpr std::size_t most = 1 << 30;
+    if (!open()) return;
+    const ssize_t count = recv(socket_, nullptr, most, MSG_TRUNC | MSG_DONTWAIT);
+    if (count == 0) end_ = reset_ ? End::reset : End::orderly;
+}
+
 std::optional<ByteView> Peer::next_packet() {
     namespace at = esesm::layout::packet;
     const ByteView rest = ByteView(received_).subspan(given_);

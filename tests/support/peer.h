@@ -40,6 +40,8 @@ public:
     std::size_t take(std::size_t most = std::numeric_limits<std::size_t>::max());
     // The same for whoever wants the bytes alone, and as many as there is room for.
     std::size_t take(MutableBytes into);
+    // Throws away what has come, which costs next to nothing.
+    void discard();
     // The next whole packet of what has been taken, valid until more is.
     std::optional<ByteView> next_packet();
     // The same, taking more and waiting so long for it.
