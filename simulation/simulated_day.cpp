@@ -86,7 +86,8 @@ void SimulatedDay::end_day() {
     stage_.command("pause");
     stage_.command("lapse 0");
     for (Client& client : clients_) client.leave();
-    pass_after(1);
+    constexpr int passes_for_what_has_been_read = 10;
+    for (int i = 0; i < passes_for_what_has_been_read; ++i) pass_after(1);
     pass_after(400);
     hear_the_rest();
     recover_the_rest();
