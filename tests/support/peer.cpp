@@ -1,7 +1,5 @@
 #include "support/peer.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,9 +8,9 @@
 #include <array>
 #include <cerrno>
 #include <stdexcept>
-#include <string>
 
 #include "session/esesm.h"
+#include "support/dial.h"
 #include "support/process.h"
 #include "support/transcript.h"
 
@@ -35,20 +33,7 @@ bool has_type(ByteView packet, esesm::PacketType type) {
 
 }  // namespace
 
-Peer::Peer(std::uint16_t port, int receive_buffer) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    // The window that a connection begins with is that of the buffer that it has by then.
-    if (receive_buffer != 0) setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
-    sockaddr_in venue{};
-    venue.sin_family = AF_INET;
-    venue.sin_port = htons(port);
-    venue.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&venue), sizeof venue) != 0) {
-        close(socket_);
-        throw std::runtime_error("nobody listens on port " + std::to_string(port));
-    }
-    const int on = 1;
-    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
+Peer::Peer(std::uint16_t port, int receive_buffer) : socket_(dial(port, receive_buffer)) {}
 
 Peer::~Peer() {
     close(socket_);

@@ -1,14 +1,11 @@
 #include "support/wire_client.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <stdexcept>
-
 #include "common/socket.h"
+#include "support/dial.h"
 #include "support/process.h"
 #include "support/transcript.h"
 
@@ -30,17 +27,7 @@ bool is_heartbeat(ByteView packet) {
 
 std::vector<WireClient*> WireClient::all_;
 
-WireClient::WireClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in venue{};
-    venue.sin_family = AF_INET;
-    venue.sin_port = htons(port);
-    venue.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&venue), sizeof venue) != 0) {
-        close(socket_);
-        throw std::runtime_error("nobody listens on port " + std::to_string(port));
-    }
-    const int on = 1;
-    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+WireClient::WireClient(std::uint16_t port) : socket_(dial(port)) {
     all_.push_back(this);
 }
 

@@ -1,0 +1,13 @@
+// A connection to a service of the venue, as a client opens one.
+#pragma once
+
+#include <cstdint>
+
+namespace kavo::test {
+
+// A blocking socket connected to this port of 127.0.0.1, without delay of small packets, to be closed by the caller.
+// Throws when nobody listens.
+//   receive_buffer  bytes; 0 is the system's choice
+int dial(std::uint16_t port, int receive_buffer = 0);
+
+}  // namespace kavo::test
