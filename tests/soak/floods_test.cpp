@@ -19,7 +19,9 @@ constexpr std::size_t most_unread = 200'000'000;
 // Peers that say the same thing over and over, as fast as the venue reads it, and do not care for the answers.
 class Flood {
 public:
-    Flood(std::uint16_t port, const Bytes& packet) : port_(port), many_(repeated(packet, 16'384 / packet.size())) {}
+    //   most  bytes, after which it dries up
+    Flood(std::uint16_t port, const Bytes& packet, std::size_t most)
+        : port_(port), many_(repeated(packet, 16'384 / packet.size())), most_(most) {}
 
     void join(const Login& login) {
         peers_.push_back({std::make_unique<Peer>(port_), 0});
@@ -29,7 +31,7 @@ public:
     void begin() {
         top_up();
         pouring_ = std::make_unique<Meanwhile>([this] {
-            poll(nullptr, 0, 20);
+            poll(nullptr, 0, 5);
             top_up();
         });
     }
@@ -44,7 +46,7 @@ private:
     // Everybody in turn, until enough waits to be read, or nobody has room for more.
     void top_up() {
         const std::size_t unread = unread_bytes(port_);
-        std::size_t room = most_unread - std::min(unread, most_unread);
+        std::size_t room = std::min(most_unread - std::min(unread, most_unread), most_ - poured_);
         for (std::size_t before = room + 1; room > 0 && before != room;) {
             before = room;
             for (Pouring& one : peers_) room -= pour(one, room);
@@ -61,6 +63,7 @@ private:
 
     std::uint16_t port_;
     Bytes many_;
+    std::size_t most_;
     std::deque<Pouring> peers_;
     std::atomic<std::size_t> poured_{0};
     std::unique_ptr<Meanwhile> pouring_;
@@ -68,15 +71,17 @@ private:
 
 TEST(Floods, OfHeartbeatsFromReceiversLeaveAnHonestOneItsReply) {
     constexpr std::size_t crowd = 120;
-    constexpr std::size_t honest = 20;
     allow_descriptors(crowd + 50);
     Stage stage;
-    Flood flood(stage.retransmission_port(), esesm::build_packet(esesm::PacketType::client_heartbeat, {}));
+    constexpr std::size_t most = 100'000'000'000;
+    Flood flood(stage.retransmission_port(), esesm::build_packet(esesm::PacketType::client_heartbeat, {}), most);
     for (std::size_t i = 0; i < crowd; ++i) flood.join(receiver_login());
     Asker asker(stage.port());
     flood.begin();
     Durations replies;
-    for (bool served = true; served && replies.count() < honest;) {
+    bool served = true;
+    const auto end = steady_clock::now() + seconds(10);
+    while (served && steady_clock::now() < end) {
         const auto start = steady_clock::now();
         RecoveryClient receiver(stage.retransmission_port());
         receiver.log_in();
@@ -86,7 +91,7 @@ TEST(Floods, OfHeartbeatsFromReceiversLeaveAnHonestOneItsReply) {
     }
     report("flood of heartbeats from receivers", static_cast<double>(flood.poured()) / 1e6, "MB");
     replies.report("an honest receiver has its reply after");
-    EXPECT_EQ(replies.count(), honest);
+    EXPECT_TRUE(served);
     EXPECT_LT(replies.longest(), seconds(sanitized ? 5 : 1));
     expect_answers_within(milliseconds(1500), asker, "an answer beside them");
     stage.stop();
@@ -96,7 +101,8 @@ TEST(Floods, OfRequestsFromHundredsOfClientsLeaveTheOthersTheirAnswersAndTheirSe
     constexpr std::size_t crowd = 300;
     if (!allow_descriptors(crowd + 50)) GTEST_SKIP() << "not enough descriptors for three hundred connections";
     Stage stage({"--quiet"});
-    Flood flood(stage.port(), framed(buy("a1").shares(0).at("100.00").bytes()));
+    constexpr std::size_t most = 2'500'000'000;  // the venue keeps an answer to each of these requests, in 1.6 GB
+    Flood flood(stage.port(), framed(buy("a1").shares(0).at("100.00").bytes()), most);
     for (std::size_t i = 0; i < crowd; ++i) flood.join(login("p" + std::to_string(i)));
     std::deque<QuietUser> users;
     for (int i = 0; i < 4; ++i) users.emplace_back(stage.port(), "u" + std::to_string(i), milliseconds(250));
