@@ -45,7 +45,7 @@ void AuditedSessions::connect(int fd) {
 
 void AuditedSessions::serve() {
     const auto has_input = [](const Connection& connection) {
-        return connection.open && (connection.readable || connection.backlog);
+        return connection.open && (connection.readable || (connection.backlog && !connection.held));
     };
     reading_.begin(witness_.now_ms(),
                    static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), has_input)));
@@ -60,10 +60,23 @@ void AuditedSessions::serve() {
 
 // What is left of an earlier read comes first.
 void AuditedSessions::take_turn(Connection& connection, std::uint64_t until_ns) {
-    if (connection.backlog) handle_packets(connection, until_ns);
-    if (!connection.open || connection.backlog || !connection.readable) return;
+    const auto can_go_on = [&connection] { return connection.backlog && !connection.held; };
+    if (can_go_on()) handle_packets(connection, until_ns);
+    if (!connection.open || can_go_on() || !connection.readable) return;
     if (!read(connection)) return lose(connection);
-    if (connection.backlog) handle_packets(connection, until_ns);
+    if (can_go_on()) handle_packets(connection, until_ns);
+}
+
+// Behind a login everything but heartbeats and further logins that succeed waits for what it brings.
+bool AuditedSessions::waits_for_replay(Connection& connection) {
+    if (!connection.replay.under_way()) return false;
+    Bytes rest = connection.received;
+    char type = 0;
+    Bytes payload;
+    if (rest.size() >= 2 && rest[0] == 0 && rest[1] == 0) return false;  // which throws everything away
+    if (!cut_session_packet(rest, type, payload) || type == '1' || type == 'T') return false;
+    Login login;
+    return type != 'l' || !read_login(payload, login) || reject_status(connection, login) != ' ';
 }
 
 // False when the peer has closed.
@@ -82,13 +95,22 @@ bool AuditedSessions::read(Connection& connection) {
     return true;
 }
 
+// Eight packets at least, if they do not take a millisecond.
 void AuditedSessions::handle_packets(Connection& connection, std::uint64_t until_ns) {
-    connection.backlog = false;
+    const std::uint64_t start_ms = witness_.now_ms();
+    connection.backlog = connection.held = false;
+    int handled = 0;
     char type = 0;
-    for (Bytes payload;
-         connection.open && !connection.backlog && cut_session_packet(connection.received, type, payload);) {
+    for (Bytes payload; connection.open && !connection.backlog;) {
+        if (waits_for_replay(connection)) {
+            connection.backlog = connection.held = true;
+            break;
+        }
+        if (!cut_session_packet(connection.received, type, payload)) break;
         handle(connection, type, payload);
-        connection.backlog = witness_.now_ms() * AuditedTurns::ns_per_ms >= until_ns;
+        const std::uint64_t now_ms = witness_.now_ms();
+        const bool enough = ++handled >= 8 || now_ms > start_ms;
+        connection.backlog = enough && now_ms * AuditedTurns::ns_per_ms >= until_ns;
     }
     if (connection.open) expect_nothing_waiting(connection);
 }
@@ -208,6 +230,7 @@ void AuditedSessions::continue_replay(Connection& connection, std::uint64_t unti
         continue;
     }
     expect_nothing_waiting(connection);
+    if (!connection.replay.under_way()) connection.held = false;
 }
 
 bool AuditedSessions::expect_next_of_replay(Connection& connection) {

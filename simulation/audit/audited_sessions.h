@@ -53,6 +53,7 @@ private:
         bool logged_in = false;
         bool readable = true;
         bool backlog = false;       // more has been read than there was time for
+        bool held = false;          // and it waits for the end of a replay
         bool packet_waits = false;  // the last packet was handed over with the promise of another
         std::string username;
         Bytes received;
@@ -68,6 +69,7 @@ private:
     void take_turn(Connection& connection, std::uint64_t until_ns);
     bool read(Connection& connection);
     void handle_packets(Connection& connection, std::uint64_t until_ns);
+    bool waits_for_replay(Connection& connection);
     void look_again(Connection& connection, std::uint64_t turn_ms);
     void lose(Connection& connection);
     void handle(Connection& connection, char type, const Bytes& payload);

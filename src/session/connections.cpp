@@ -72,10 +72,11 @@ void OrderEntry::serve_clients() {
 // requests waits in its own socket.
 void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& reading = client(handle);
-    if (reading.backlog) serve_packets(handle, until_ns);
-    if (!reading.open() || reading.backlog || !reading.readable) return;
+    if (reading.backlog && !reading.held) serve_packets(handle, until_ns);
+    if (!reading.open() || (reading.backlog && !reading.held)) return;
+    if (!reading.readable || !reading.may_be_read()) return;
     if (read(reading) == ReadEnd::gone) return lose_client(handle);
-    if (reading.backlog) serve_packets(handle, until_ns);
+    if (reading.backlog && !reading.held) serve_packets(handle, until_ns);
 }
 
 // Reads everything that has come since the last poll, and handles it, before something is held against a client.
@@ -110,16 +111,24 @@ void OrderEntry::lose_client(ClientHandle handle) {
     drop(handle, "connection lost", Announce::no);
 }
 
-// Of requests that came together, the first is answered at once, and the answers to the others leave together.
+// Of requests that came together, the first is answered at once, and the answers to the others leave together. However
+// short its share of the time is, a client has a few packets in its turn: answers that are read take longer than those
+// that a flood does not read, and whoever reads them should not wait for it.
 void OrderEntry::serve_packets(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& serving = client(handle);
-    serving.backlog = false;
-    for (bool first = true; serving.open() && !serving.backlog; first = false) {
+    const std::uint64_t long_ns = clock_.steady_ns() + shortest_turn_ns;
+    serving.backlog = serving.held = false;
+    for (int packets = 0; serving.open() && !serving.backlog; ++packets) {
+        if (waits_for_replay(handle)) {
+            serving.backlog = serving.held = true;
+            break;
+        }
         const auto packet = serving.received.cut();
         if (!packet) break;
-        serving.asks_more = !first && serving.received.holds_packet();
+        serving.asks_more = packets > 0 && serving.received.holds_packet();
         handle_packet(handle, *packet);
-        serving.backlog = clock_.steady_ns() >= until_ns;
+        const std::uint64_t now_ns = clock_.steady_ns();
+        serving.backlog = now_ns >= until_ns && (packets + 1 >= few_packets || now_ns >= long_ns);
     }
     if (serving.open()) push(serving);
 }

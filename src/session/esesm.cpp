@@ -89,14 +89,20 @@ std::size_t ReceiveBuffer::whole_packet_size() const {
     return size <= rest().size() ? size : 0;
 }
 
-std::optional<ReceiveBuffer::Packet> ReceiveBuffer::cut() {
+std::optional<ReceiveBuffer::Packet> ReceiveBuffer::next() const {
     namespace at = layout::packet;
-    if (rest().size() >= end_of(at::length) && get(rest(), at::length) == 0) cut_ = bytes_.size();
     const std::size_t size = whole_packet_size();
     if (size == 0) return std::nullopt;
     const ByteView packet = rest().first(size);
-    cut_ += size;
     return Packet{static_cast<PacketType>(get(packet, at::type)), packet.subspan(at::header_size)};
+}
+
+std::optional<ReceiveBuffer::Packet> ReceiveBuffer::cut() {
+    namespace at = layout::packet;
+    if (rest().size() >= end_of(at::length) && get(rest(), at::length) == 0) cut_ = bytes_.size();
+    const auto packet = next();
+    cut_ += whole_packet_size();
+    return packet;
 }
 
 Bytes& ReceiveBuffer::incoming() {

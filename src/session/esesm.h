@@ -158,6 +158,10 @@ public:
 
     // True when the next cut() gives a packet.
     bool holds_packet() const { return whole_packet_size() != 0; }
+    // That packet, left where it is; nothing when there is none.
+    std::optional<Packet> next() const;
+    // Bytes that have not been cut.
+    std::size_t size() const { return rest().size(); }
 
     // Where received bytes are appended. Forgets the packets that have been cut.
     Bytes& incoming();

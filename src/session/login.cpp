@@ -51,6 +51,26 @@ LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& re
     return LoginStatus::successful;
 }
 
+// What a client says behind its login waits until all that the login brings is on its way: a logout would cut it short,
+// and an answer would come in its midst. Heartbeats do not wait, and a further login takes the replay's place, unless
+// it would be rejected.
+bool OrderEntry::waits_for_replay(ClientHandle handle) {
+    const MeoClient& user = client(handle);
+    if (user.replay == nullptr) return false;
+    const auto packet = user.received.next();
+    if (!packet) return false;
+    switch (packet->type) {
+        case esesm::PacketType::client_heartbeat:
+        case esesm::PacketType::client_test: return false;
+        case esesm::PacketType::login_request: {
+            esesm::LoginRequest request;
+            if (!esesm::parse_login_request(packet->payload, request)) return true;
+            return check(handle, request, streams_[request.username]) != LoginStatus::successful;
+        }
+        default: return true;
+    }
+}
+
 // The client that is logged in under this name on another connection.
 ClientHandle OrderEntry::holder_of(ClientHandle asking, const std::string& username) const {
     const auto holds_name = [&](ClientHandle other) {

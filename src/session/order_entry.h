@@ -30,11 +30,14 @@ struct SessionStream {
 
 // One accepted connection. The record stays for good, so that its position, the client's handle, stays valid.
 struct MeoClient {
+    static constexpr std::size_t most_held_bytes = 1'048'576;
+
     int fd = -1;  // -1 once closed
     esesm::ReceiveBuffer received;
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
     bool backlog = false;    // its turn ended before everything that it has sent was handled
+    bool held = false;       // the next packet of that waits for the end of the replay
     bool asks_more = false;  // another request of this client is already here: its answers leave with the present ones
     bool held_back = false;  // the last packet sent to it may still wait for another
     Bytes unsent;            // of a packet that the connection took only in part
@@ -48,7 +51,9 @@ struct MeoClient {
     std::uint64_t sending_turn = 0;
 
     bool open() const { return fd >= 0; }
-    bool has_input() const { return open() && (readable || backlog); }
+    // Input that can be handled or read now. Behind a replay a client may go on talking, but not without an end.
+    bool has_input() const { return open() && ((backlog && !held) || (readable && may_be_read())); }
+    bool may_be_read() const { return !held || received.size() < most_held_bytes; }
     bool has_output() const { return open() && (!unsent.empty() || replay != nullptr); }
 };
 
@@ -62,6 +67,7 @@ public:
     static constexpr std::uint64_t reading_budget_ns = 25 * ns_per_ms;
     // Of a pass, for all that is sent on.
     static constexpr std::uint64_t sending_budget_ns = 20 * ns_per_ms;
+    static constexpr int few_packets = 8;  // in a turn, when they take no longer than the shortest one
     // For a replay within its login, and for a last look at a client.
     static constexpr std::uint64_t shortest_turn_ns = ns_per_ms;
     static constexpr int most_looks = 64;  // reads before anything is held against a client: more than a socket holds
@@ -129,6 +135,7 @@ private:
                 esesm::LoginStatus status);
     void accept(ClientHandle handle, const esesm::LoginRequest& request, SessionStream& stream);
     void start_replay(MeoClient& client, Bytes response, std::uint64_t from);
+    bool waits_for_replay(ClientHandle handle);
     ClientHandle holder_of(ClientHandle asking, const std::string& username) const;
     bool name_is_taken(ClientHandle asking, const std::string& username);
 

@@ -65,7 +65,7 @@ void OrderEntry::continue_replay(MeoClient& client, std::uint64_t until_ns) {
     while (!client.replay->over() && send_next_of(*client.replay, client) && clock_.steady_ns() < until_ns) continue;
     push(client);
     client.stream->stored.keep_from(client.replay->oldest_needed());
-    if (client.replay->over()) client.replay.reset();
+    if (client.replay->over()) end_replay(client);
 }
 
 // False when the connection does not take the next packet of the replay now.
@@ -94,6 +94,7 @@ bool OrderEntry::send_stored(MeoClient& client, Replay::Stretch& stretch) {
 void OrderEntry::end_replay(MeoClient& client) {
     if (client.replay != nullptr) client.stream->stored.keep_from(0);
     client.replay.reset();
+    client.held = false;
 }
 
 }  // namespace kavo
