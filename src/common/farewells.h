@@ -15,7 +15,7 @@ struct Farewell {
     Outgoing outgoing;
     bool finished = false;    // the sending side is shut
     bool peer_ended = false;  // it sends nothing more, but may still be reading
-    std::uint64_t turn = 0;   // see Round
+    std::uint32_t turn = 0;   // see Round
 };
 
 class Farewells {

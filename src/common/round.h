@@ -21,11 +21,11 @@ public:
         turn_ns_ = budget_ns_ / std::max<std::size_t>(claimants, 1);
     }
     // Whoever has had a turn in this round has its number as `turn`; everyone begins with 0.
-    bool owes_turn(std::uint64_t turn) const { return turn != number_; }
+    bool owes_turn(std::uint32_t turn) const { return turn != number_; }
     // True when nobody else gets a turn in this pass.
     bool spent() const { return clock_.steady_ns() >= pass_end_ns_; }
     // Hands out a turn, and says when it should end: a share of the budget for each who wants one.
-    std::uint64_t give_turn(std::uint64_t& turn) {
+    std::uint64_t give_turn(std::uint32_t& turn) {
         turn = number_;
         return clock_.steady_ns() + turn_ns_;
     }
@@ -35,7 +35,7 @@ public:
 private:
     const Clock& clock_;
     std::uint64_t budget_ns_;
-    std::uint64_t number_ = 1;
+    std::uint32_t number_ = 1;
     std::uint64_t turn_ns_ = 0;
     std::uint64_t pass_end_ns_ = 0;
 };

@@ -51,7 +51,7 @@ struct RConn {
     bool readable = true;  // worth a read in this pass; a new connection always is
     bool backlog = false;  // its turn ended before everything that it has sent was handled
     std::uint64_t connected_ms = 0;
-    std::uint64_t turn = 0;  // see Round
+    std::uint32_t turn = 0;  // see Round
 
     bool open() const { return fd >= 0; }
 };

@@ -171,9 +171,10 @@ void OrderEntry::close(MeoClient& client) {
     end_replay(client);
     push(client);
     const int fd = std::exchange(client.fd, no_socket);
-    if (client.unsent.empty() && transport_.unacknowledged(fd) == 0) return transport_.close(fd);
+    const std::unique_ptr<Owed> owed = std::exchange(client.owed, nullptr);
+    if (owed == nullptr && transport_.unacknowledged(fd) == 0) return transport_.close(fd);
     Outgoing rest;
-    rest.add(std::exchange(client.unsent, {}), clock_.steady_ms());
+    rest.add(owed != nullptr ? ByteView(owed->unsent) : ByteView(), clock_.steady_ms());
     farewells_.add(fd, std::move(rest));
 }
 

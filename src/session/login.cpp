@@ -56,7 +56,7 @@ LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& re
 // it would be rejected.
 bool OrderEntry::waits_for_replay(ClientHandle handle) {
     const MeoClient& user = client(handle);
-    if (user.replay == nullptr) return false;
+    if (!user.is_replayed_to()) return false;
     const auto packet = user.received.next();
     if (!packet) return false;
     switch (packet->type) {
@@ -140,10 +140,9 @@ void OrderEntry::start_replay(MeoClient& client, Bytes response, std::uint64_t f
         ++bench_.counters.replays;
         bench_.counters.replayed += next - from;
     }
-    client.replay = std::make_unique<Replay>();
-    client.replay->response = std::move(response);
-    client.replay->missed = {from, next};
-    client.replay->completion_due = from < next;
+    if (client.owed == nullptr) client.owed = std::make_unique<Owed>();
+    client.owed->replay = {
+        .response = std::move(response), .missed = {from, next}, .completion_due = from < next, .followers = {}};
     continue_replay(client, clock_.steady_ns() + shortest_turn_ns);
 }
 

@@ -28,33 +28,42 @@ struct SessionStream {
     std::uint64_t next_sequence() const { return stored.next(); }
 };
 
-// One accepted connection. The record stays for good, so that its position, the client's handle, stays valid.
+// What a connection is owed, because it did not take it at once.
+struct Owed {
+    Bytes unsent;  // of a packet that was taken only in part
+    Replay replay;
+
+    bool nothing() const { return unsent.empty() && replay.over(); }
+};
+
+// One accepted connection. The record stays for good, so that its position, the client's handle, stays valid; it is
+// kept small, since a venue that many clients leave and come back to has hundreds of thousands.
 struct MeoClient {
     static constexpr std::size_t most_held_bytes = 1'048'576;
 
-    int fd = -1;  // -1 once closed
-    esesm::ReceiveBuffer received;
+    int fd = -1;             // -1 once closed
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
     bool backlog = false;    // its turn ended before everything that it has sent was handled
     bool held = false;       // the next packet of that waits for the end of the replay
     bool asks_more = false;  // another request of this client is already here: its answers leave with the present ones
     bool held_back = false;  // the last packet sent to it may still wait for another
-    Bytes unsent;            // of a packet that the connection took only in part
-    std::unique_ptr<Replay> replay;  // under way, or none
+    std::uint32_t reading_turn = 0;  // see Round
+    std::uint32_t sending_turn = 0;
+    esesm::ReceiveBuffer received;
+    std::unique_ptr<Owed> owed;  // mostly none
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
     std::uint64_t connected_ms = 0;
     std::string username;             // of the latest accepted login
     SessionStream* stream = nullptr;  // that user's
-    std::uint64_t reading_turn = 0;   // see Round
-    std::uint64_t sending_turn = 0;
 
     bool open() const { return fd >= 0; }
     // Input that can be handled or read now. Behind a replay a client may go on talking, but not without an end.
     bool has_input() const { return open() && ((backlog && !held) || (readable && may_be_read())); }
     bool may_be_read() const { return !held || received.size() < most_held_bytes; }
-    bool has_output() const { return open() && (!unsent.empty() || replay != nullptr); }
+    bool has_output() const { return open() && owed != nullptr; }
+    bool is_replayed_to() const { return owed != nullptr && !owed->replay.over(); }
 };
 
 // Nothing that a client sends can stop the process; it is answered, ignored, or ends that client's connection.
@@ -125,6 +134,7 @@ private:
     void push(MeoClient& client);
     void continue_replay(MeoClient& client, std::uint64_t until_ns);
     bool send_next_of(Replay& replay, MeoClient& client);
+    static void settle(MeoClient& client);
     bool send_stored(MeoClient& client, Replay::Stretch& stretch);
     static void end_replay(MeoClient& client);
 

@@ -21,18 +21,21 @@ bool OrderEntry::hand_over(MeoClient& client, ByteView packet, bool more_follows
     if (!complete_packet(client)) return false;
     const std::size_t taken = transport_.send(client.fd, packet, more_follows).value_or(0);
     if (taken == 0) return false;
-    client.unsent.assign(packet.begin() + static_cast<std::ptrdiff_t>(taken), packet.end());
     client.held_back = more_follows;
+    if (taken == packet.size()) return true;
+    if (client.owed == nullptr) client.owed = std::make_unique<Owed>();
+    client.owed->unsent.assign(packet.begin() + static_cast<std::ptrdiff_t>(taken), packet.end());
     return true;
 }
 
 // False while some of the packet that was taken in part is left.
 bool OrderEntry::complete_packet(MeoClient& client) {
-    if (client.unsent.empty()) return true;
-    const std::size_t taken = transport_.send(client.fd, client.unsent, false).value_or(0);
-    client.unsent.erase(client.unsent.begin(), client.unsent.begin() + static_cast<std::ptrdiff_t>(taken));
+    if (client.owed == nullptr || client.owed->unsent.empty()) return true;
+    Bytes& unsent = client.owed->unsent;
+    const std::size_t taken = transport_.send(client.fd, unsent, false).value_or(0);
+    unsent.erase(unsent.begin(), unsent.begin() + static_cast<std::ptrdiff_t>(taken));
     if (taken != 0) client.held_back = false;
-    return client.unsent.empty();
+    return unsent.empty();
 }
 
 // Nothing may be left waiting: the last request of a batch may have had no answer.
@@ -55,17 +58,19 @@ void OrderEntry::take_sending_turns() {
         if (sending_.spent()) return;
         const std::uint64_t until_ns = sending_.give_turn(receiver.sending_turn);
         if (complete_packet(receiver)) continue_replay(receiver, until_ns);
+        settle(receiver);
     }
     sending_.end();
 }
 
 void OrderEntry::continue_replay(MeoClient& client, std::uint64_t until_ns) {
-    if (client.replay == nullptr) return;
+    if (!client.is_replayed_to()) return;
+    Replay& replay = client.owed->replay;
     client.last_sent_ms = clock_.steady_ms();
-    while (!client.replay->over() && send_next_of(*client.replay, client) && clock_.steady_ns() < until_ns) continue;
+    while (!replay.over() && send_next_of(replay, client) && clock_.steady_ns() < until_ns) continue;
     push(client);
-    client.stream->stored.keep_from(client.replay->oldest_needed());
-    if (client.replay->over()) end_replay(client);
+    client.stream->stored.keep_from(replay.oldest_needed());
+    if (replay.over()) end_replay(client);
 }
 
 // False when the connection does not take the next packet of the replay now.
@@ -92,9 +97,16 @@ bool OrderEntry::send_stored(MeoClient& client, Replay::Stretch& stretch) {
 }
 
 void OrderEntry::end_replay(MeoClient& client) {
-    if (client.replay != nullptr) client.stream->stored.keep_from(0);
-    client.replay.reset();
     client.held = false;
+    if (client.owed == nullptr) return;
+    if (client.stream != nullptr) client.stream->stored.keep_from(0);
+    client.owed->replay = {};
+    settle(client);
+}
+
+// What is owed no longer takes no room.
+void OrderEntry::settle(MeoClient& client) {
+    if (client.owed != nullptr && client.owed->nothing()) client.owed.reset();
 }
 
 }  // namespace kavo

@@ -28,7 +28,7 @@ struct Table {
 
     Clock clock;
     Round round{clock, 10 * ns_per_ms};
-    std::array<std::uint64_t, 4> turns{};
+    std::array<std::uint32_t, 4> turns{};
 };
 
 TEST(Round, GivesEverybodyATurnInEveryPassWhileThereIsTime) {
@@ -58,7 +58,7 @@ TEST(Round, LastsUntilEverybodyHasHadATurnWhoeverComesMeanwhile) {
 
 TEST(Round, SharesItsTimeAmongThoseWhoWantATurn) {
     Table table;
-    std::uint64_t turn = 0;
+    std::uint32_t turn = 0;
     table.round.begin(5);
     EXPECT_EQ(table.round.give_turn(turn), table.clock.steady_ns() + 2 * ns_per_ms);
     table.round.begin(0);
