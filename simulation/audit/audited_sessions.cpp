@@ -47,9 +47,13 @@ void AuditedSessions::serve() {
     const auto has_input = [](const Connection& connection) {
         return connection.open && (connection.readable || (connection.backlog && !connection.held));
     };
-    reading_.begin(witness_.now_ms(),
-                   static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(), has_input)));
+    std::vector<Connection*> claimants;
     for (Connection& connection : connections_) {
+        if (has_input(connection)) claimants.push_back(&connection);
+    }
+    reading_.begin(witness_.now_ms(), claimants.size());
+    for (Connection* claimant : claimants) {
+        Connection& connection = *claimant;
         if (!has_input(connection) || !reading_.owes(connection.reading_turn)) continue;
         if (reading_.time_is_up(witness_.now_ms())) return;
         const std::uint64_t until_ns = reading_.give(connection.reading_turn, witness_.now_ms());

@@ -45,27 +45,29 @@ ClientHandle OrderEntry::open_client(int fd) {
     return handle;
 }
 
-// A closed connection keeps its record, but nothing in it that takes room.
-void OrderEntry::forget_closed() {
-    std::erase_if(open_, [this](ClientHandle handle) {
-        MeoClient& closed = client(handle);
-        if (closed.open()) return false;
-        closed.received = {};
-        return true;
-    });
-}
-
 void OrderEntry::serve_clients() {
-    forget_closed();
-    const auto has_input = [this](ClientHandle handle) { return client(handle).has_input(); };
-    reading_.begin(static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), has_input)));
-    for (const ClientHandle handle : open_) {
+    find_claimants();
+    reading_.begin(claimants_.size());
+    for (const ClientHandle handle : claimants_) {
         MeoClient& reading = client(handle);
         if (!reading.has_input() || !reading_.owes_turn(reading.reading_turn)) continue;
         if (reading_.spent()) return;
         take_turn(handle, reading_.give_turn(reading.reading_turn));
     }
     reading_.end();
+}
+
+// Everyone with input. The same walk forgets who has gone: a closed connection keeps its record, but nothing in it that
+// takes room.
+void OrderEntry::find_claimants() {
+    claimants_.clear();
+    std::erase_if(open_, [this](ClientHandle handle) {
+        MeoClient& found = client(handle);
+        if (found.has_input()) claimants_.push_back(handle);
+        if (found.open()) return false;
+        found.received = {};
+        return true;
+    });
 }
 
 // What is left of an earlier read comes first, and nothing more is read before it has been handled: whoever pours in

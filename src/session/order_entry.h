@@ -123,7 +123,7 @@ private:
     void say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text);
     void drop(ClientHandle handle, std::string_view reason, Announce announce);
     void close(MeoClient& client);
-    void forget_closed();
+    void find_claimants();
 
     // sending.cpp
     void take_sending_turns();
@@ -171,6 +171,7 @@ private:
 
     std::deque<MeoClient> clients_;  // every connection since the start; records never move
     std::vector<ClientHandle> open_;
+    std::vector<ClientHandle> claimants_;  // of a turn in this pass
     std::unordered_map<std::string, SessionStream> streams_;
     Farewells farewells_;
     Round reading_;

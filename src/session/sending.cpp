@@ -51,7 +51,9 @@ void OrderEntry::continue_sending() {
 
 void OrderEntry::take_sending_turns() {
     const auto has_output = [this](ClientHandle handle) { return client(handle).has_output(); };
-    sending_.begin(static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), has_output)));
+    const auto claimants = std::count_if(open_.begin(), open_.end(), has_output);
+    if (claimants == 0) return;  // as nearly always
+    sending_.begin(static_cast<std::size_t>(claimants));
     for (const ClientHandle handle : open_) {
         MeoClient& receiver = client(handle);
         if (!receiver.has_output() || !sending_.owes_turn(receiver.sending_turn)) continue;
