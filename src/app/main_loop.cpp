@@ -125,7 +125,7 @@ void MainLoop::watch() {
     for (const ClientHandle handle : order_entry.open_clients()) {
         const MeoClient& client = order_entry.client(handle);
         polled_.push_back({client.fd, events(client.may_be_read(), client.has_output()), 0});
-        if (client.backlog && !client.held) wait_ms_ = 0;
+        if (client.can_go_on()) wait_ms_ = 0;
     }
     for (const auto* farewells : {&retransmission.farewells(), &order_entry.farewells()}) {
         for (const Farewell& farewell : *farewells) {

@@ -74,11 +74,10 @@ void OrderEntry::find_claimants() {
 // requests waits in its own socket.
 void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& reading = client(handle);
-    if (reading.backlog && !reading.held) serve_packets(handle, until_ns);
-    if (!reading.open() || (reading.backlog && !reading.held)) return;
-    if (!reading.readable || !reading.may_be_read()) return;
+    if (reading.can_go_on()) serve_packets(handle, until_ns);
+    if (!reading.open() || reading.can_go_on() || !reading.can_be_read()) return;
     if (read(reading) == ReadEnd::gone) return lose_client(handle);
-    if (reading.backlog && !reading.held) serve_packets(handle, until_ns);
+    if (reading.can_go_on()) serve_packets(handle, until_ns);
 }
 
 // Reads everything that has come since the last poll, and handles it, before something is held against a client.

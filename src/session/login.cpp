@@ -51,9 +51,9 @@ LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& re
     return LoginStatus::successful;
 }
 
-// What a client says behind its login waits until all that the login brings is on its way: a logout would cut it short,
-// and an answer would come in its midst. Heartbeats do not wait, and a further login takes the replay's place, unless
-// it would be rejected.
+// What a client says behind its login waits until all that the login brings is on its way, as if that had gone out in
+// one piece: whatever ends the connection would cut it short. Heartbeats do not wait, and a further login takes the
+// replay's place, unless it would be rejected.
 bool OrderEntry::waits_for_replay(ClientHandle handle) {
     const MeoClient& user = client(handle);
     if (!user.is_replayed_to()) return false;

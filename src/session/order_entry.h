@@ -41,7 +41,8 @@ struct Owed {
 struct MeoClient {
     static constexpr std::size_t most_held_bytes = 1'048'576;
 
-    int fd = -1;             // -1 once closed
+    int fd = -1;  // -1 once closed
+    esesm::ReceiveBuffer received;
     bool logged_in = false;  // never cleared: a client is alive while its fd is
     bool readable = true;    // worth a read in this pass; a new connection always is
     bool backlog = false;    // its turn ended before everything that it has sent was handled
@@ -50,7 +51,6 @@ struct MeoClient {
     bool held_back = false;  // the last packet sent to it may still wait for another
     std::uint32_t reading_turn = 0;  // see Round
     std::uint32_t sending_turn = 0;
-    esesm::ReceiveBuffer received;
     std::unique_ptr<Owed> owed;  // mostly none
     std::uint64_t last_received_ms = 0;
     std::uint64_t last_sent_ms = 0;
@@ -59,9 +59,12 @@ struct MeoClient {
     SessionStream* stream = nullptr;  // that user's
 
     bool open() const { return fd >= 0; }
-    // Input that can be handled or read now. Behind a replay a client may go on talking, but not without an end.
-    bool has_input() const { return open() && ((backlog && !held) || (readable && may_be_read())); }
+    // Input that can be handled now, and that can be read. Behind a replay a client may go on talking, but not without
+    // an end.
+    bool can_go_on() const { return backlog && !held; }
     bool may_be_read() const { return !held || received.size() < most_held_bytes; }
+    bool can_be_read() const { return readable && may_be_read(); }
+    bool has_input() const { return open() && (can_go_on() || can_be_read()); }
     bool has_output() const { return open() && owed != nullptr; }
     bool is_replayed_to() const { return owed != nullptr && !owed->replay.over(); }
 };
@@ -134,9 +137,9 @@ private:
     void push(MeoClient& client);
     void continue_replay(MeoClient& client, std::uint64_t until_ns);
     bool send_next_of(Replay& replay, MeoClient& client);
-    static void settle(MeoClient& client);
     bool send_stored(MeoClient& client, Replay::Stretch& stretch);
     static void end_replay(MeoClient& client);
+    static void settle(MeoClient& client);
 
     // login.cpp
     void log_in(ClientHandle handle, ByteView payload);

@@ -42,8 +42,9 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std:
         packet = unsequenced;
     }
     if (bench_.in_lapse(now_ms)) return;
-    if (message.sequenced && client.is_replayed_to())
-        return client.owed->replay.follow(client.stream->stored.next() - 1);
+    if (message.sequenced && client.is_replayed_to()) {
+        return client.owed->replay.follow(client.stream->next_sequence() - 1);
+    }
     send(client, packet, now_ms, more_follows);
 }
 
