@@ -13,6 +13,7 @@
 #include "support/dial.h"
 #include "support/process.h"
 #include "support/transcript.h"
+#include "support/wire_client.h"
 
 namespace kavo::test {
 
@@ -104,13 +105,9 @@ void Peer::discard() {
 }
 
 std::optional<ByteView> Peer::next_packet() {
-    namespace at = esesm::layout::packet;
-    const ByteView rest = ByteView(received_).subspan(given_);
-    if (rest.size() < at::header_size) return std::nullopt;
-    const std::size_t size = end_of(at::length) + get(rest, at::length);
-    if (rest.size() < size) return std::nullopt;
-    given_ += size;
-    return rest.first(size);
+    const auto packet = first_packet(ByteView(received_).subspan(given_));
+    if (packet) given_ += packet->size();
+    return packet;
 }
 
 std::optional<ByteView> Peer::next_packet(milliseconds longest) {

@@ -25,6 +25,14 @@ bool is_heartbeat(ByteView packet) {
 
 }  // namespace
 
+std::optional<ByteView> first_packet(ByteView bytes) {
+    namespace at = esesm::layout::packet;
+    if (bytes.size() < at::header_size) return std::nullopt;
+    const std::size_t size = end_of(at::length) + get(bytes, at::length);
+    if (bytes.size() < size) return std::nullopt;
+    return bytes.first(size);
+}
+
 std::vector<WireClient*> WireClient::all_;
 
 WireClient::WireClient(std::uint16_t port) : socket_(dial(port)) {
@@ -85,14 +93,11 @@ void WireClient::keep_all_alive() {
 }
 
 std::optional<Bytes> WireClient::take_packet() {
-    namespace at = esesm::layout::packet;
-    const ByteView rest = ByteView(received_).subspan(taken_);
-    if (rest.size() < at::header_size) return std::nullopt;
-    const std::size_t size = end_of(at::length) + get(rest, at::length);
-    if (rest.size() < size) return std::nullopt;
-    Bytes packet(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(size));
-    taken_ += size;
-    if (get(packet, at::type) == static_cast<char>(esesm::PacketType::sequenced_data)) {
+    const auto first = first_packet(ByteView(received_).subspan(taken_));
+    if (!first) return std::nullopt;
+    Bytes packet(first->begin(), first->end());
+    taken_ += packet.size();
+    if (get(packet, esesm::layout::packet::type) == static_cast<char>(esesm::PacketType::sequenced_data)) {
         last_sequence_ = get(packet, esesm::layout::sequenced_packet::sequence);
     }
     return packet;

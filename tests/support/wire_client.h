@@ -13,6 +13,9 @@
 
 namespace kavo::test {
 
+// The packet that these bytes begin with; nothing when it is not whole.
+std::optional<ByteView> first_packet(ByteView bytes);
+
 class WireClient {
 public:
     // Connects to 127.0.0.1; throws when nobody listens. While any client of this process waits for a packet, every one

@@ -306,36 +306,38 @@ const std::string two_orders =
     "2 add 1 #1001 B 100@189\n"
     "      100@189 100@190 |\n";
 
-TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
+// A simulator has published them, its start unheard, and the tool has shown them; then another one begins.
+struct AfterTwoOrders {
+    AfterTwoOrders() {
+        UnheardStart first(ports.feed);
+        first.add(1000, 190'000'000);
+        first.add(1001, 189'000'000);
+        tool.shows(2);
+    }
     const Ports ports;
-    Tool tool(ports.feed, ports.book_without_service());
-    UnheardStart first(ports.feed);
-    first.add(1000, 190'000'000);
-    first.add(1001, 189'000'000);
-    tool.shows(2);
-    UnheardStart second(ports.feed);
+    Tool tool{ports.feed, ports.book_without_service()};
+};
+
+TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
+    AfterTwoOrders scene;
+    UnheardStart second(scene.ports.feed);
     second.add(2000, 50'000'000);
-    EXPECT_TRUE(tool.process.says("#2000"));
-    EXPECT_EQ(tool.finish(), two_orders +
-                                 "--- the numbers have fallen back: the simulator has begun again\n"
-                                 "1 add 1 #2000 B 100@50\n"
-                                 "      100@50 |\n");
+    EXPECT_TRUE(scene.tool.process.says("#2000"));
+    EXPECT_EQ(scene.tool.finish(), two_orders +
+                                       "--- the numbers have fallen back: the simulator has begun again\n"
+                                       "1 add 1 #2000 B 100@50\n"
+                                       "      100@50 |\n");
 }
 
 TEST(FeedDump, ForgetsItsBooksWhenAHeartbeatFallsBack) {
-    const Ports ports;
-    Tool tool(ports.feed, ports.book_without_service());
-    UnheardStart first(ports.feed);
-    first.add(1000, 190'000'000);
-    first.add(1001, 189'000'000);
-    tool.shows(2);
-    UnheardStart second(ports.feed);
+    AfterTwoOrders scene;
+    UnheardStart second(scene.ports.feed);
     second.send_heartbeat();
-    EXPECT_TRUE(tool.process.says("heartbeat"));
-    EXPECT_EQ(tool.finish(), two_orders +
-                                 "--- the numbers have fallen back: the simulator has begun again\n"
-                                 "--- no books: without a service they are known from message 1 on only\n"
-                                 "heartbeat, last message 0\n");
+    EXPECT_TRUE(scene.tool.process.says("heartbeat"));
+    EXPECT_EQ(scene.tool.finish(), two_orders +
+                                       "--- the numbers have fallen back: the simulator has begun again\n"
+                                       "--- no books: without a service they are known from message 1 on only\n"
+                                       "heartbeat, last message 0\n");
 }
 
 }  // namespace
