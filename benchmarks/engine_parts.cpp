@@ -8,11 +8,11 @@
 #include <numeric>
 #include <random>
 
+#include "client/requests.h"
 #include "market.h"
 #include "memory_parts.h"
 #include "report.h"
 #include "support/process.h"
-#include "support/requests.h"
 #include "timing.h"
 
 namespace kavo::benchmarks {
@@ -98,13 +98,13 @@ public:
         std::iota(cents.begin(), cents.end(), lowest_cents);
         std::shuffle(cents.begin(), cents.end(), std::minstd_rand(42));
         for (const std::uint32_t price : cents) {
-            enter(test::sell("S" + std::to_string(price)).shares(shares_a_level), price * wire_cent);
+            enter(client::sell("S" + std::to_string(price)).shares(shares_a_level), price * wire_cent);
         }
     }
 
     // Buys so much, or nothing, at prices that so many levels do not go beyond. Processor seconds of one order.
     double order_seconds(std::uint32_t shares, std::uint32_t levels_in_reach, int orders) {
-        const test::NewOrder order = test::buy("B").shares(shares).all_or_nothing();
+        const client::NewOrder order = client::buy("B").shares(shares).all_or_nothing();
         const WirePrice limit = (lowest_cents + levels_in_reach - 1) * wire_cent;
         return processor_seconds_of([&] {
                    for (int i = 0; i < orders; ++i) enter(order, limit);
@@ -115,7 +115,7 @@ public:
 private:
     static constexpr std::uint32_t lowest_cents = 1'000;
 
-    void enter(test::NewOrder order, WirePrice price) {
+    void enter(client::NewOrder order, WirePrice price) {
         order.price = price;
         meo::NewOrderRequest request;
         const Bytes message = order.bytes();

@@ -6,8 +6,8 @@
 #include <map>
 #include <memory>
 
+#include "client/requests.h"
 #include "feed/dom_messages.h"
-#include "support/requests.h"
 
 namespace kavo::benchmarks {
 
@@ -40,7 +40,8 @@ Market::Market(std::size_t products) {
 
 void Market::log_in(const std::string& username) {
     const ClientHandle client = order_entry.open_client(static_cast<int>(order_entry.clients_ever()));
-    order_entry.receive(client, esesm::build_packet(esesm::PacketType::login_request, test::login(username).payload()));
+    order_entry.receive(client,
+                        esesm::build_packet(esesm::PacketType::login_request, client::login(username).payload()));
 }
 
 void Market::fill_history() {

@@ -1,10 +1,10 @@
 #include "order_packets.h"
 
+#include "client/requests.h"
 #include "common/price.h"
 #include "engine/meo_layout.h"
 #include "ids.h"
 #include "session/esesm.h"
-#include "support/requests.h"
 
 namespace kavo::benchmarks {
 
@@ -24,8 +24,8 @@ Bytes request_packet(ByteView message) {
 
 OrderPackets::OrderPackets(std::string_view four_letters)
     : letters_(four_letters),
-      new_order_(request_packet(test::buy("").bytes())),
-      cancel_(request_packet(test::cancel("").bytes())) {}
+      new_order_(request_packet(client::buy("").bytes())),
+      cancel_(request_packet(client::cancel("").bytes())) {}
 
 // Side and level change from one order to the next, so that neighbours in time are no neighbours on the book.
 ByteView OrderPackets::new_order(std::uint64_t number) {

@@ -9,10 +9,10 @@
 #include <cstdlib>
 #include <thread>
 
+#include "client/requests.h"
 #include "common/socket.h"
 #include "feed/retransmission.h"
 #include "market.h"
-#include "support/requests.h"
 #include "timing.h"
 
 namespace kavo::benchmarks {
@@ -22,7 +22,7 @@ namespace {
 constexpr int runs = 7;
 
 Bytes login_packet() {
-    test::Login login = test::login("rcvr");
+    client::Login login = client::login("rcvr");
     login.application_protocol = "DoM1.3";
     return esesm::build_packet(esesm::PacketType::login_request, login.payload());
 }

@@ -84,7 +84,7 @@ void Target::tidy() {
 
 double start_seconds(const std::string& symbols) {
     const test::ReservedPort port;
-    const test::FeedReader feed;
+    const client::FeedReader feed;
     std::vector<std::string> arguments = simulator_arguments(port.number(), feed.port(), -1);
     arguments.insert(arguments.end(), {"--symbols", symbols});
     return elapsed_seconds_of([&] {

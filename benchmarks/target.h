@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "support/feed_reader.h"
+#include "client/feed_reader.h"
 #include "support/process.h"
 
 namespace kavo::benchmarks {
@@ -37,7 +37,7 @@ public:
 
 private:
     test::ReservedPort port_;
-    test::FeedReader feed_;  // holds the port to which the feed goes; what comes is not read
+    client::FeedReader feed_;  // holds the port to which the feed goes; what comes is not read
     test::TemporaryFile order_truth_;
     test::TemporaryFile book_truth_;
     test::Process process_;

@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "client/requests.h"
 #include "common/socket.h"
-#include "support/requests.h"
 
 namespace kavo::benchmarks {
 
@@ -73,7 +73,7 @@ Connection::~Connection() {
 }
 
 void Connection::log_in(unsigned number) {
-    const test::Login login = test::login("u" + std::to_string(number));
+    const client::Login login = client::login("u" + std::to_string(number));
     batch_ = esesm::build_packet(esesm::PacketType::login_request, login.payload());
     awaited_ = login_answers;
     send_batch();

@@ -120,7 +120,7 @@ void SimulatedDay::recover_the_rest() {
 
 void SimulatedDay::fetch_history() {
     Peer& peer = stage_.connect_receiver();
-    test::Login login = test::login("audit");
+    client::Login login = client::login("audit");
     login.application_protocol = "DoM1.3";
     Bytes range(16, 0xff);
     std::fill_n(range.begin(), 8, std::uint8_t{0});

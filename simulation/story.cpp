@@ -3,18 +3,18 @@
 #include <algorithm>
 #include <map>
 
+#include "client/transcript.h"
 #include "common/clock.h"
 #include "feed/mach.h"
 #include "model/literal_fields.h"
 #include "model/literal_wire.h"
-#include "support/transcript.h"
 
 namespace kavo::simulation {
 
 namespace {
 
 std::string amount(std::uint32_t quantity, std::uint64_t price) {
-    return std::to_string(quantity) + "@" + test::price_text(price);
+    return std::to_string(quantity) + "@" + client::price_text(price);
 }
 
 std::string request_text(const Bytes& message) {
@@ -63,7 +63,7 @@ std::string taken_of(const Entry& entry) {
 std::string words_of(const Entry& entry) {
     const Bytes& bytes = entry.bytes;
     const bool whole = bytes.size() >= 3 && bytes.size() == model::get(bytes, 0, 2) + 2;
-    return (whole ? test::packet_text(bytes) : "the rest, " + std::to_string(bytes.size()) + " bytes") +
+    return (whole ? client::packet_text(bytes) : "the rest, " + std::to_string(bytes.size()) + " bytes") +
            taken_of(entry);
 }
 
@@ -112,8 +112,8 @@ void Teller::tell_datagram(ByteView datagram) {
     while (const auto packet = mach::take_packet(datagram)) {
         const std::string number = std::to_string(packet->header.sequence) + ": ";
         const bool bare = packet->message.empty();
-        say("feed",
-            number + (bare ? (packet->header.sequence == 0 ? "start" : "heartbeat") : test::dom_text(packet->message)));
+        say("feed", number + (bare ? (packet->header.sequence == 0 ? "start" : "heartbeat")
+                                   : client::dom_text(packet->message)));
     }
 }
 

@@ -12,13 +12,13 @@
 #include <string>
 #include <string_view>
 
+#include "client/transcript.h"
+#include "client/wire_client.h"
 #include "session/esesm.h"
-#include "support/transcript.h"
-#include "support/wire_client.h"
 
 namespace {
 
-using namespace kavo::test;
+using namespace kavo::client;
 using std::chrono::milliseconds;
 
 constexpr const char* commands_text =

@@ -5,7 +5,7 @@
 
 #include "harness/harness.h"
 #include "model/literal_fields.h"
-#include "model/request_maker.h"
+#include "support/request_maker.h"
 
 namespace kavo::fuzz {
 

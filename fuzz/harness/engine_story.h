@@ -6,7 +6,7 @@
 #include <string>
 
 #include "harness/input.h"
-#include "model/side_by_side.h"
+#include "support/side_by_side.h"
 
 namespace kavo::fuzz {
 

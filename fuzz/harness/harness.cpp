@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "model/captured_output.h"
+#include "support/captured_output.h"
 
 namespace kavo::fuzz {
 

@@ -3,8 +3,8 @@
 #include <limits>
 #include <utility>
 
+#include "client/requests.h"
 #include "harness/harness.h"
-#include "support/requests.h"
 
 namespace kavo::fuzz {
 
@@ -103,7 +103,7 @@ Bytes SessionStory::words() {
 Bytes SessionStory::login() {
     constexpr std::array<std::string_view, 6> users{"alice", "bob", "carol", "a b", "alice", ""};
     const std::string_view user = input_.pick(users);
-    test::Login login = test::login(user, input_.below(16));
+    client::Login login = client::login(user, input_.below(16));
     if (input_.one_in(16)) login.requested_sequence = input_.number<std::uint64_t>();
     if (input_.one_in(16)) login.session_protocol = "1.1";
     if (input_.one_in(16)) login.application_protocol = "DoM1.3";
@@ -117,7 +117,7 @@ Bytes SessionStory::login() {
 
 Bytes SessionStory::new_order() {
     const bool sell = input_.below(2) == 1;
-    test::NewOrder order = sell ? test::sell(id()) : test::buy(id());
+    client::NewOrder order = sell ? client::sell(id()) : client::buy(id());
     order.product_id = input_.one_in(16) ? input_.byte() : 1;
     order.quantity = 1 + input_.byte();
     order.price = price();
@@ -130,14 +130,14 @@ Bytes SessionStory::new_order() {
 
 Bytes SessionStory::replace() {
     const std::string replaced = id();
-    test::Replace replacement = test::replace(replaced, id());
+    client::Replace replacement = client::replace(replaced, id());
     replacement.quantity = input_.byte();
     replacement.price = price();
     return replacement.bytes();
 }
 
 Bytes SessionStory::cancel() {
-    return test::cancel(id()).product(input_.one_in(16) ? 2 : 1).bytes();
+    return client::cancel(id()).product(input_.one_in(16) ? 2 : 1).bytes();
 }
 
 Bytes SessionStory::any_packet() {
@@ -238,7 +238,7 @@ void SessionStory::end() {
     for (const std::string& user : audit_.users()) {
         const ClientHandle client = venue_.connect();
         audit_.connected(client);
-        deliver(client, packet('l', test::login(user, 1).payload()));
+        deliver(client, packet('l', client::login(user, 1).payload()));
         lose(client);
     }
     pass();

@@ -2,13 +2,13 @@
 // the retransmissions are those of the feed on paper.
 #include <algorithm>
 
+#include "client/recovery_client.h"
 #include "feed/dom_feed.h"
 #include "feed/retransmission.h"
 #include "harness/harness.h"
 #include "harness/input.h"
 #include "harness/literal_feed.h"
 #include "support/memory_peers.h"
-#include "support/recovery_client.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -103,10 +103,10 @@ private:
         Retransmission service(feed_, clock_, peers.transport(), session);
         RConn& connection = service.open_connection(1);
         service.receive(connection,
-                        esesm::build_packet(esesm::PacketType::login_request, test::receiver_login().payload()));
+                        esesm::build_packet(esesm::PacketType::login_request, client::receiver_login().payload()));
         receiver.received.clear();
         service.receive(connection, esesm::build_packet(esesm::PacketType::retransmission_request,
-                                                        test::retransmission_payload(first, last)));
+                                                        client::retransmission_payload(first, last)));
         Bytes expected = literal_.sent_again(first, last);
         for (const char byte : std::string("\x19\0GAretransmission complete", 27)) {
             expected.push_back(static_cast<std::uint8_t>(byte));

@@ -36,8 +36,8 @@ Bytes framed(char type, ByteView payload) {
 // back every time.
 struct Scene {
     Scene() {
-        venue.enter(test::buy("b1").shares(300).at("189.95"));
-        venue.enter(test::sell("s1").shares(200).at("190.05"));
+        venue.enter(client::buy("b1").shares(300).at("189.95"));
+        venue.enter(client::sell("s1").shares(200).at("190.05"));
         while (venue.feed.last_sequence() < messages) venue.feed.publish(Bytes(1 + venue.feed.last_sequence(), 'm'));
         venue.feed.flush();
         venue.feed.history.trim(kept);
@@ -177,7 +177,7 @@ private:
 constexpr std::array<char, 9> known_types{'l', 'a', 'U', '1', 'T', 'X', 'G', 's', '\0'};
 
 Bytes login(Input& input) {
-    test::Login login = test::login("recv");
+    client::Login login = client::login("recv");
     login.application_protocol = "DoM1.3";
     if (input.one_in(8)) login.session_protocol = "1.1";
     if (input.one_in(8)) login.application_protocol = "MEO2.7";

@@ -17,13 +17,13 @@ void Client::come_in() {
 
 void Client::log_in(std::uint64_t requested_sequence) {
     requested_ = requested_sequence;
-    test::Login login = test::login(identity_.username, requested_sequence);
+    client::Login login = client::login(identity_.username, requested_sequence);
     if (dice_.one_in(3)) login.matching_engine_id = stage_.plan().engine.session;
     say('l', login.payload());
 }
 
 void Client::log_in_badly() {
-    test::Login login = test::login(identity_.username, next_);
+    client::Login login = client::login(identity_.username, next_);
     switch (dice_.below(13)) {
         case 0: login.session_protocol = "1.00"; break;
         case 1: login.application_protocol = "DoM1.3"; break;

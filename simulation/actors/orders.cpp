@@ -29,7 +29,7 @@ void Client::request_something() {
 Bytes Client::new_order() {
     namespace at = meo::layout::new_order;
     const std::size_t products = stage_.plan().symbols.size();
-    test::NewOrder order = dice_.one_in(2) ? test::buy(new_id()) : test::sell(new_id());
+    client::NewOrder order = dice_.one_in(2) ? client::buy(new_id()) : client::sell(new_id());
     const bool buy = (order.order_flags & 1) == 0;
     order.mpid = participant();
     order.product_id = static_cast<std::uint32_t>(dice_.between(1, products));
@@ -53,7 +53,7 @@ Bytes Client::new_order() {
 }
 
 Bytes Client::replacement(const std::string& orig) {
-    test::Replace replacement = test::replace(orig, dice_.one_in(30) ? orig : new_id());
+    client::Replace replacement = client::replace(orig, dice_.one_in(30) ? orig : new_id());
     replacement.mpid = participant();
     replacement.product_id = static_cast<std::uint32_t>(dice_.between(1, stage_.plan().symbols.size()));
     replacement.quantity = size();
@@ -73,7 +73,7 @@ Bytes Client::replacement(const std::string& orig) {
 }
 
 Bytes Client::cancellation(const std::string& orig) {
-    test::Cancel cancellation = test::cancel(orig);
+    client::Cancel cancellation = client::cancel(orig);
     cancellation.mpid = participant();
     if (const auto order = open_.find(orig); order != open_.end()) cancellation.product_id = order->second.product_id;
     if (dice_.one_in(40)) cancellation.product_id = static_cast<std::uint32_t>(dice_.below(5));

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "client/transcript.h"
 #include "feed/mach.h"
-#include "support/transcript.h"
 
 namespace kavo::simulation {
 
@@ -82,7 +82,7 @@ void Receiver::apply(std::uint64_t sequence, const Bytes& message) {
     const bool about_order = message[0] >= first_order_message && message[0] <= last_order_message;
     if (about_order && changed == 0) {
         return complain(printed("message %ju is about an order that nobody added: ", sequence) +
-                        test::dom_text(message));
+                        client::dom_text(message));
     }
     if (changed == 0 || !(steady_ || dice_.one_in(8))) return;
     const std::string& written = stage_.change_line(sequence);
@@ -93,7 +93,7 @@ void Receiver::apply(std::uint64_t sequence, const Bytes& message) {
 Receiver::Touch Receiver::touch(std::uint32_t secid) const {
     Touch touch;
     if (next_ < 3 + stage_.plan().symbols.size()) return touch;  // the definitions are not here yet
-    const test::ReceivedBook::Book& book = book_.book(secid);
+    const client::ReceivedBook::Book& book = book_.book(secid);
     if (!book.bids.empty()) touch.bid = book.bids.rbegin()->first;
     if (!book.asks.empty()) touch.ask = book.asks.begin()->first;
     return touch;

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "client/received_book.h"
+#include "client/requests.h"
 #include "stage/stage.h"
-#include "support/received_book.h"
-#include "support/requests.h"
 
 namespace kavo::simulation {
 
@@ -69,7 +69,7 @@ private:
     bool wants_snapshot_ = false;
     std::size_t datagrams_taken_ = 0;
 
-    test::ReceivedBook book_;
+    client::ReceivedBook book_;
     std::uint64_t first_ = 1;  // everything before it came from a snapshot
     std::uint64_t next_ = 1;
     std::uint64_t last_known_ = 0;          // the highest number that the feed has shown

@@ -111,7 +111,7 @@ void Receiver::say(char packet_type, ByteView payload) {
 
 void Receiver::log_in(std::string_view session, std::string_view application, std::uint64_t sequence,
                       std::uint8_t engines) {
-    test::Login login = test::login("recv", sequence);
+    client::Login login = client::login("recv", sequence);
     login.session_protocol = session;
     login.application_protocol = application;
     login.matching_engine_count = engines;

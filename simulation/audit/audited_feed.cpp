@@ -4,9 +4,9 @@
 
 #include "audit/finding.h"
 #include "audit/packets.h"
+#include "client/transcript.h"
 #include "model/literal_fields.h"
 #include "model/literal_wire.h"
-#include "support/transcript.h"
 
 namespace kavo::simulation {
 
@@ -45,10 +45,10 @@ const Bytes& AuditedFeed::peek() const {
 void AuditedFeed::publish(const Bytes& expected) {
     const std::uint64_t second = stamped_ns() / ns_per_second;
     const auto take = [this](const Bytes& due) {
-        if (published_ == history_.size()) throw Finding("never published: " + test::dom_text(due));
+        if (published_ == history_.size()) throw Finding("never published: " + client::dom_text(due));
         if (message(++published_) == due) return;
         throw Finding(printed("feed message %ju is '", static_cast<std::uintmax_t>(published_)) +
-                      test::dom_text(message(published_)) + "', but should be '" + test::dom_text(due) + "'\n  " +
+                      client::dom_text(message(published_)) + "', but should be '" + client::dom_text(due) + "'\n  " +
                       model::hex(message(published_)) + "\n  " + model::hex(due));
     };
     if (second != announced_second_) take(model::system_time(stamped_ns()));

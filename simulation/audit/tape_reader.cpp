@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "audit/finding.h"
-#include "support/transcript.h"
+#include "client/transcript.h"
 
 namespace kavo::simulation {
 
@@ -52,7 +52,7 @@ std::string in_words(const Entry& entry) {
     switch (entry.what) {
         case What::packet_sent:
             if (!is_whole_packet(entry.bytes)) return "a part of a packet, " + size + ", to " + peer;
-            return "'" + test::packet_text(entry.bytes) + "' to " + peer;
+            return "'" + client::packet_text(entry.bytes) + "' to " + peer;
         case What::packets_pushed: return "the push of what waits for " + peer;
         case What::client_bytes: return "a read of " + size + " from " + peer;
         case What::client_gone: return "a read that finds the end of " + peer;

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "client/control_client.h"
 #include "common/socket.h"
-#include "support/control_client.h"
 #include "support/process.h"
 #include "support/said.h"
 #include "support/venue.h"

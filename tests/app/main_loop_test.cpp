@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/recovery_client.h"
+#include "client/recovery_client.h"
 #include "support/said.h"
 #include "support/venue.h"
 

@@ -153,8 +153,8 @@ std::vector<std::string> keys_of(const std::string& line) {
 
 TEST(BenchPage, ExplainsEveryKeyOfTheOrderTruth) {
     test::Venue venue;
-    venue.enter(test::buy("b1").shares(100).at("189.95"));
-    venue.replace(test::replace("b1", "b2").shares(200).at("189.95"));  // its line has every key
+    venue.enter(client::buy("b1").shares(100).at("189.95"));
+    venue.replace(client::replace("b1", "b2").shares(200).at("189.95"));  // its line has every key
     EXPECT_EQ(words_on(page, "Log key"), keys_of(venue.truth().back()));
 }
 

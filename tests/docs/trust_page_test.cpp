@@ -4,15 +4,14 @@
 
 #include "page.h"
 #include "session/esesm.h"
-#include "support/requests.h"
 #include "support/said.h"
 #include "support/venue.h"
 
 namespace kavo::docs {
 namespace {
 
-using test::buy;
-using test::cancel;
+using client::buy;
+using client::cancel;
 using test::Venue;
 using Lines = std::vector<std::string>;
 

@@ -2,7 +2,6 @@
 
 #include "feed/dom_messages.h"
 #include "support/bytes_of_feed.h"
-#include "support/transcript.h"
 #include "support/venue.h"
 
 namespace kavo::test {

@@ -3,11 +3,10 @@
 
 #include <string>
 
+#include "client/recovery_client.h"
 #include "feed/retransmission.h"
 #include "support/bytes_hex.h"
-#include "support/recovery_client.h"
 #include "support/said.h"
-#include "support/transcript.h"
 #include "support/venue.h"
 
 namespace kavo::test {

@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "client/recovery_client.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
 #include "support/memory_peers.h"
-#include "support/recovery_client.h"
 #include "support/said.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

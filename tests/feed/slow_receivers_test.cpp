@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "client/recovery_client.h"
 #include "feed/retransmission.h"
 #include "support/bytes_of_feed.h"
 #include "support/memory_peers.h"
-#include "support/recovery_client.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

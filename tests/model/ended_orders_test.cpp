@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "model/literal_fields.h"
-#include "model/side_by_side.h"
+#include "support/side_by_side.h"
 
 namespace kavo::model {
 namespace {

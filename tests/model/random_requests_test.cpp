@@ -2,8 +2,8 @@
 // records exactly what the literal venue does, and its feed always leads to its book.
 #include <gtest/gtest.h>
 
-#include "model/request_maker.h"
-#include "model/side_by_side.h"
+#include "support/request_maker.h"
+#include "support/side_by_side.h"
 
 namespace kavo::model {
 namespace {

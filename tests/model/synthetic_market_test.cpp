@@ -2,7 +2,7 @@
 // the same draws in its own way and predicts it.
 #include <gtest/gtest.h>
 
-#include "model/side_by_side.h"
+#include "support/side_by_side.h"
 
 namespace kavo::model {
 namespace {

@@ -25,7 +25,7 @@ Attempt attempt(Venue& venue, const Login& login) {
 TEST(Login, IsCheckedInAFixedOrder) {
     Venue venue;
     const ClientHandle bob = venue.log_in("bob");
-    Login login = test::login("bob", 99);
+    Login login = client::login("bob", 99);
     login.session_protocol = "1.1";
     login.application_protocol = "DoM1.3";
     login.matching_engine_count = 2;
@@ -119,7 +119,7 @@ TEST(Login, MayBeLongerThanItsEntriesTake) {
 
 TEST(Login, SpeaksOneVersionOfTheSessionProtocol) {
     Venue venue;
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     for (const std::string version : {"", "1", "1.", "1.00", "1.1", " 1.0", "2.0", "1.0.0"}) {
         login.session_protocol = version;
         EXPECT_EQ(attempt(venue, login).heard,
@@ -136,7 +136,7 @@ TEST(Login, SpeaksOneVersionOfTheSessionProtocol) {
 
 TEST(Login, LooksAtThreeCharactersOfTheApplicationProtocol) {
     Venue venue;
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     for (const std::string version : {"", "M", "ME", "meo2.7", "DoM1.3", " MEO2.7"}) {
         login.application_protocol = version;
         EXPECT_EQ(attempt(venue, login).heard,
@@ -153,7 +153,7 @@ TEST(Login, LooksAtThreeCharactersOfTheApplicationProtocol) {
 
 TEST(Login, NamesExactlyOneMatchingEngine) {
     Venue venue;
-    Login login = test::login("alice", 5);
+    Login login = client::login("alice", 5);
     login.matching_engine_count = 0;
     EXPECT_EQ(attempt(venue, login).said,
               "bench: login alice REJECTED (C: invalid number of matching engines; requested seq 0, stream next 1)\n");
@@ -168,7 +168,7 @@ TEST(Login, NeedsAUsernameAndAComputerId) {
               "bench: login  REJECTED (X: invalid username/computer ID; requested seq 0, stream next 1)\n");
     EXPECT_EQ(attempt(venue, login("     ")).said,
               "bench: login  REJECTED (X: invalid username/computer ID; requested seq 0, stream next 1)\n");
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     login.computer_id = "";
     EXPECT_EQ(attempt(venue, login).said,
               "bench: login alice REJECTED (X: invalid username/computer ID; requested seq 0, stream next 1)\n");
@@ -177,11 +177,11 @@ TEST(Login, NeedsAUsernameAndAComputerId) {
 TEST(Login, IsForOneConnectionOfAUserAtATime) {
     Venue venue;
     const ClientHandle first = venue.log_in("alice");
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     login.computer_id = "another";
     EXPECT_TRUE(attempt(venue, login).closed);
     EXPECT_FALSE(venue.connection(first).closed);
-    EXPECT_FALSE(attempt(venue, test::login("bob")).closed);
+    EXPECT_FALSE(attempt(venue, client::login("bob")).closed);
     venue.send(first, 'X');
     EXPECT_EQ(attempt(venue, login).heard, "login accepted, engine 1, highest 2");
 }
@@ -190,7 +190,7 @@ TEST(Login, NamesAnyEngineOrTheConfiguredSession) {
     VenueSettings settings;
     settings.engine.session = 7;
     Venue venue(settings);
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     login.matching_engine_id = 1;
     EXPECT_EQ(attempt(venue, login).heard, "login rejected 'S', engine 7, highest 0");
     login.matching_engine_id = 0;
@@ -217,7 +217,7 @@ TEST(Login, BringsSequencedMessagesOfEngineOneWhateverTheSession) {
 TEST(Login, ThatAskedForTooMuchOrTheWrongSessionMayBeRepaired) {
     Venue venue;
     const ClientHandle client = venue.connect();
-    Login login = test::login("alice", 2);
+    Login login = client::login("alice", 2);
     venue.send(client, 'l', login.payload());
     EXPECT_EQ(venue.heard(client), "login rejected 'N', engine 1, highest 0");
     login.requested_sequence = 1;
@@ -294,7 +294,7 @@ TEST(SecondLogin, ThatIsRejectedForGoodClosesTheConnectionAndKeepsTheOrders) {
     const ClientHandle alice = venue.log_in("alice");
     venue.request(alice, buy("b1").at("1.00").bytes());
     venue.heard(alice);
-    Login login = test::login("alice");
+    Login login = client::login("alice");
     login.session_protocol = "9.9";
     EXPECT_EQ(
         said_during([&] { venue.send(alice, 'l', login.payload()); }),

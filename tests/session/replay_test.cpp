@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "support/said.h"
-#include "support/transcript.h"
 #include "support/venue.h"
 
 namespace kavo::test {

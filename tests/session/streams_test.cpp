@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "support/said.h"
-#include "support/transcript.h"
 #include "support/venue.h"
 
 namespace kavo::test {

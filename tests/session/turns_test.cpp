@@ -4,7 +4,6 @@
 #include <string>
 
 #include "support/said.h"
-#include "support/transcript.h"
 #include "support/venue.h"
 
 namespace kavo::test {

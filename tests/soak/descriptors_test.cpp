@@ -7,8 +7,9 @@
 #include <deque>
 #include <set>
 
+#include "client/recovery_client.h"
 #include "soak/bystanders.h"
-#include "support/recovery_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "soak/stage.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

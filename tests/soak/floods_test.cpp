@@ -3,8 +3,9 @@
 
 #include <deque>
 
+#include "client/recovery_client.h"
 #include "soak/bystanders.h"
-#include "support/recovery_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

@@ -10,7 +10,7 @@
 #include <deque>
 
 #include "soak/stage.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

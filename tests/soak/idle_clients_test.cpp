@@ -4,7 +4,7 @@
 #include <deque>
 
 #include "soak/stage.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

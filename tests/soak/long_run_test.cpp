@@ -5,13 +5,14 @@
 #include <deque>
 #include <fstream>
 
+#include "client/feed_handler.h"
 #include "engine/meo_layout.h"
 #include "feed/dom_feed.h"
 #include "session/order_entry.h"
 #include "soak/growing_file.h"
 #include "soak/stage.h"
 #include "soak/trading_client.h"
-#include "support/feed_handler.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "support/recovery_client.h"
+#include "client/recovery_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 
+#include "client/peer.h"
 #include "soak/bystanders.h"
-#include "support/peer.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -4,9 +4,10 @@
 
 #include <array>
 
+#include "client/recovery_client.h"
 #include "soak/receiver.h"
 #include "soak/stage.h"
-#include "support/recovery_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 namespace {

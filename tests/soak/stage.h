@@ -10,13 +10,13 @@
 #include <thread>
 #include <vector>
 
-#include "support/control_client.h"
-#include "support/feed_reader.h"
+#include "client/control_client.h"
+#include "client/feed_reader.h"
+#include "client/peer.h"
+#include "client/wire_client.h"
 #include "support/figures.h"
-#include "support/peer.h"
 #include "support/process.h"
-#include "support/requests.h"
-#include "support/wire_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -8,9 +8,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "client/received_book.h"
+#include "client/wire_client.h"
 #include "support/ledger.h"
-#include "support/received_book.h"
-#include "support/wire_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

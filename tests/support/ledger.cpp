@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "engine/meo_layout.h"
-#include "support/transcript.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -9,10 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "client/dial.h"
+
 namespace kavo::test {
 
-// How long a test waits for something that should have happened long before.
-inline constexpr std::chrono::seconds patience{20};
+using client::patience;
 
 // A TCP port on which nobody listens, kept from every other test process that asks here until this object goes away.
 class ReservedPort {

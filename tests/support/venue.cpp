@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "feed/dom_layout.h"
-#include "support/transcript.h"
 
 namespace kavo::test {
 
@@ -134,7 +133,7 @@ ClientHandle Venue::connect() {
 
 ClientHandle Venue::log_in(const std::string& username, std::uint64_t requested_sequence) {
     const ClientHandle client = connect();
-    send(client, 'l', test::login(username, requested_sequence).payload());
+    send(client, 'l', client::login(username, requested_sequence).payload());
     return client;
 }
 

@@ -7,7 +7,7 @@
 
 #include "session/order_entry.h"
 #include "support/memory_peers.h"
-#include "support/requests.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

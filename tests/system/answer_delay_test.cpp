@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

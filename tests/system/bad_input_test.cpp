@@ -2,7 +2,7 @@
 #include <sys/socket.h>
 
 #include "session/esesm.h"
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

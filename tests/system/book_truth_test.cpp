@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <fstream>
 
+#include "client/received_book.h"
 #include "feed/dom_messages.h"
-#include "support/received_book.h"
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

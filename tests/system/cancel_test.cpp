@@ -1,5 +1,5 @@
 // Cancels, those that come too late among them.
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

@@ -4,7 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -2,7 +2,7 @@
 // scene knows the number of each: the start of the day takes 1 and 2, the first order is datagram 3.
 #include <sstream>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -1,10 +1,10 @@
 // A receiver that follows a badly damaged feed of a fast market, recovers everything it has missed, and holds the very
 // books that the venue writes down, after every single message.
-#include "support/feed_handler.h"
+#include "client/feed_handler.h"
 
 #include <unordered_map>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

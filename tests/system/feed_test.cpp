@@ -5,7 +5,7 @@
 #include <chrono>
 #include <ctime>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "support/control_client.h"
-#include "support/recovery_client.h"
+#include "client/control_client.h"
+#include "client/recovery_client.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

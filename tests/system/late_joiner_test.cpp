@@ -2,8 +2,8 @@
 // from the next one on the feed does the rest.
 #include <map>
 
-#include "support/feed_handler.h"
-#include "support/requests.h"
+#include "client/feed_handler.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "support/feed_reader.h"
+#include "client/feed_reader.h"
+#include "client/wire_client.h"
 #include "support/process.h"
-#include "support/transcript.h"
-#include "support/wire_client.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -1,6 +1,6 @@
 // Users come, are turned away, go, and come back for what they have missed.
 #include "session/esesm.h"
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

@@ -3,7 +3,7 @@
 #include <regex>
 #include <utility>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

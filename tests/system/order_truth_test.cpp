@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "support/ledger.h"
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -1,7 +1,7 @@
 // New orders of real clients: what they are told, what the feed shows, and whom they trade with.
 #include <ctime>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

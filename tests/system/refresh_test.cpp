@@ -1,8 +1,8 @@
 // Snapshots of a running venue: what each type brings over a real connection, and that the books in it are the books.
 #include <algorithm>
 
-#include "support/received_book.h"
-#include "support/requests.h"
+#include "client/received_book.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -1,5 +1,5 @@
 // Orders that are replaced while they rest, as their owners, their counterparties and the feed see it.
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

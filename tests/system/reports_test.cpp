@@ -1,6 +1,6 @@
 // What a run says about itself: every two seconds, every ten seconds, and at its end.
 #include "common/socket.h"
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -7,7 +7,6 @@
 #include "common/socket.h"
 #include "feed/dom_messages.h"
 #include "support/figures.h"
-#include "support/requests.h"
 #include "support/said.h"
 #include "support/venue.h"
 #include "system/full_venue.h"

@@ -1,7 +1,7 @@
 // Orders mistreated by script: what the clients, the feed, standard error and the order truth log say of each fault.
 #include <chrono>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

@@ -2,7 +2,7 @@
 #include <chrono>
 #include <regex>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "support/control_client.h"
+#include "client/control_client.h"
 #include "support/process.h"
+#include "support/scene.h"
 
 namespace kavo::test {
 

@@ -9,8 +9,8 @@
 #include <set>
 #include <sstream>
 
-#include "support/received_book.h"
-#include "support/requests.h"
+#include "client/received_book.h"
+#include "support/scene.h"
 #include "system/full_venue.h"
 
 namespace kavo::test {

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <fstream>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

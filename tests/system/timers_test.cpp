@@ -3,7 +3,7 @@
 // measured in the venue's own heartbeats: on a machine that falls behind they get fewer, never more than one a second.
 #include <chrono>
 
-#include "support/requests.h"
+#include "support/scene.h"
 #include "system/live_venue.h"
 
 namespace kavo::test {

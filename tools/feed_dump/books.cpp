@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "client/recovery_client.h"
 #include "lines.h"
-#include "support/recovery_client.h"
 
 namespace kavo::feed_dump {
 
@@ -77,7 +77,7 @@ void Books::doubt() {
 // The service on this port may be another simulator's: that of this feed has sent this very message.
 void Books::check_service(const mach::Packet& packet) const {
     if (packet.header.type != mach::PacketType::application_data) return;
-    const auto told = test::fetch_range(packet.header.sequence, packet.header.sequence, retrans_port_);
+    const auto told = client::fetch_range(packet.header.sequence, packet.header.sequence, retrans_port_);
     if (told.size() == 1 && std::ranges::equal(told.front().message, packet.message)) return;
     throw std::runtime_error("the service on port " + std::to_string(retrans_port_) + " serves another feed");
 }

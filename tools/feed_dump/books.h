@@ -10,17 +10,17 @@
 #include <string>
 
 #include "arrivals.h"
+#include "client/feed_handler.h"
+#include "client/feed_reader.h"
 #include "common/bytes.h"
 #include "feed/mach.h"
-#include "support/feed_handler.h"
-#include "support/feed_reader.h"
 
 namespace kavo::feed_dump {
 
 class Books {
 public:
     //   retrans_port  of the service on 127.0.0.1 that tells what was missed; 0: there is none
-    Books(test::FeedReader& feed, std::uint16_t retrans_port) : feed_(feed), retrans_port_(retrans_port) {}
+    Books(client::FeedReader& feed, std::uint16_t retrans_port) : feed_(feed), retrans_port_(retrans_port) {}
 
     void take(ByteView datagram);
     // Nothing has come for a moment: what is missing will not come by itself any more.
@@ -39,9 +39,9 @@ private:
     void show_book(std::uint32_t secid) const;
     void show_snapshot(std::uint64_t as_of) const;
 
-    test::FeedReader& feed_;
+    client::FeedReader& feed_;
     std::uint16_t retrans_port_;
-    std::optional<test::FeedHandler> handler_;  // none while the books are unknown
+    std::optional<client::FeedHandler> handler_;  // none while the books are unknown
     Arrivals arrivals_;
     std::uint64_t gap_first_ = 0;  // the latest gap
     std::uint64_t gap_last_ = 0;

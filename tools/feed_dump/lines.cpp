@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
+#include "client/transcript.h"
 #include "common/text.h"
-#include "support/transcript.h"
 
 namespace kavo::feed_dump {
 
@@ -22,7 +22,7 @@ void print_fallen_back() {
 }
 
 void print_message(std::uint64_t sequence, ByteView message, const std::string& note) {
-    const std::string text = test::dom_text(message);
+    const std::string text = client::dom_text(message);
     std::printf("%llu %s%s\n", printable(sequence), text.c_str(), note.empty() ? "" : (" (" + note + ")").c_str());
 }
 

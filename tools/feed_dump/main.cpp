@@ -10,8 +10,8 @@
 
 #include "arrivals.h"
 #include "books.h"
+#include "client/feed_reader.h"
 #include "lines.h"
-#include "support/feed_reader.h"
 
 namespace kavo::feed_dump {
 namespace {
@@ -89,7 +89,7 @@ private:
 };
 
 void listen(const Arguments& arguments) {
-    test::FeedReader feed(arguments.group, arguments.port, arguments.iface);
+    client::FeedReader feed(arguments.group, arguments.port, arguments.iface);
     std::signal(SIGINT, request_stop);
     std::signal(SIGTERM, request_stop);
     Arrivals arrivals;

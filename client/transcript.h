@@ -10,7 +10,7 @@
 #include "common/bytes.h"
 #include "common/price.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 std::string price_text(WirePrice price);  // "189.95"
 
@@ -39,4 +39,4 @@ std::string packet_text(ByteView packet);
 // Lines joined by " | ", the way a scene expects them.
 std::string joined(const std::vector<std::string>& lines);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

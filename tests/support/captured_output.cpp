@@ -1,4 +1,4 @@
-#include "model/captured_output.h"
+#include "support/captured_output.h"
 
 #include <unistd.h>
 

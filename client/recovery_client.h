@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "client/requests.h"
+#include "client/wire_client.h"
 #include "common/bytes.h"
-#include "support/requests.h"
-#include "support/wire_client.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 // A login as the service wants it: for the feed's protocol, and from no place in a stream.
 Login receiver_login(std::string_view username = "recv");
@@ -57,4 +57,4 @@ struct Snapshot {
 };
 Snapshot fetch_snapshot(char type, std::uint16_t port);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

@@ -1,4 +1,4 @@
-#include "support/feed_reader.h"
+#include "client/feed_reader.h"
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -9,11 +9,11 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "client/dial.h"
+#include "client/transcript.h"
 #include "common/socket.h"
-#include "support/process.h"
-#include "support/transcript.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -139,4 +139,4 @@ std::string FeedReader::waiting() {
     return joined(lines);
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

@@ -1,14 +1,14 @@
-#include "support/feed_handler.h"
+#include "client/feed_handler.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <string>
 
+#include "client/dial.h"
+#include "client/recovery_client.h"
 #include "feed/dom_layout.h"
-#include "support/process.h"
-#include "support/recovery_client.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -168,4 +168,4 @@ void FeedHandler::throw_another_feed() const {
     throw std::runtime_error("the service on port " + std::to_string(retransmission_port_) + " serves another feed");
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

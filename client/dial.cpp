@@ -1,4 +1,4 @@
-#include "support/dial.h"
+#include "client/dial.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace kavo::test {
+namespace kavo::client {
 
 int dial(std::uint16_t port, int receive_buffer) {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -27,4 +27,4 @@ int dial(std::uint16_t port, int receive_buffer) {
     return socket;
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

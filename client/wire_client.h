@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "client/requests.h"
 #include "common/bytes.h"
 #include "session/esesm.h"
-#include "support/requests.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 // The packet that these bytes begin with; nothing when it is not whole.
 std::optional<ByteView> first_packet(ByteView bytes);
@@ -74,4 +74,4 @@ private:
     std::uint64_t last_sequence_ = 0;
 };
 
-}  // namespace kavo::test
+}  // namespace kavo::client

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "support/process.h"
+#include "client/dial.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 class ControlClient {
 public:
@@ -35,4 +35,4 @@ private:
 // The number that stands right behind the first place where `label` is found in a text. Throws when there is none.
 std::uint64_t number_behind(std::string_view label, const std::string& text);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

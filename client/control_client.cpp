@@ -1,4 +1,4 @@
-#include "support/control_client.h"
+#include "client/control_client.h"
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-namespace kavo::test {
+namespace kavo::client {
 
 ControlClient::ControlClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in venue{};
@@ -52,4 +52,4 @@ std::uint64_t number_behind(std::string_view label, const std::string& text) {
     return std::stoull(text.substr(at + label.size()));
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

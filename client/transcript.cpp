@@ -1,11 +1,11 @@
-#include "support/transcript.h"
+#include "client/transcript.h"
 
 #include "common/text.h"
 #include "engine/meo_layout.h"
 #include "feed/dom_messages.h"
 #include "session/esesm.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -237,4 +237,4 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

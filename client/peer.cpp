@@ -1,4 +1,4 @@
-#include "support/peer.h"
+#include "client/peer.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -9,13 +9,12 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "client/dial.h"
+#include "client/transcript.h"
+#include "client/wire_client.h"
 #include "session/esesm.h"
-#include "support/dial.h"
-#include "support/process.h"
-#include "support/transcript.h"
-#include "support/wire_client.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -138,4 +137,4 @@ bool is_accepted_login(ByteView packet) {
     return get(entry, at::entry::login_status) == static_cast<char>(esesm::LoginStatus::successful);
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

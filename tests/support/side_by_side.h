@@ -10,10 +10,10 @@
 #include "common/clock.h"
 #include "engine/engine.h"
 #include "feed/dom_feed.h"
-#include "model/captured_output.h"
 #include "model/feed_book.h"
 #include "model/literal_venue.h"
-#include "model/request_maker.h"
+#include "support/captured_output.h"
+#include "support/request_maker.h"
 
 namespace kavo::model {
 

@@ -7,10 +7,10 @@
 #include <limits>
 #include <optional>
 
+#include "client/requests.h"
 #include "common/bytes.h"
-#include "support/requests.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 class Peer {
 public:
@@ -71,4 +71,4 @@ std::uint64_t sequence_of(ByteView packet);
 // True for a login response that accepts.
 bool is_accepted_login(ByteView packet);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

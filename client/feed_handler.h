@@ -8,11 +8,11 @@
 #include <functional>
 #include <map>
 
+#include "client/feed_reader.h"
+#include "client/received_book.h"
 #include "common/bytes.h"
-#include "support/feed_reader.h"
-#include "support/received_book.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 // It throws when the service cannot be had, and when feed and service contradict each other. Its book then stands where
 // it stood, and is nothing to go on from.
@@ -85,4 +85,4 @@ private:
     unsigned datagrams_since_gap_ = 0;
 };
 
-}  // namespace kavo::test
+}  // namespace kavo::client

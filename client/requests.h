@@ -7,7 +7,7 @@
 #include "common/bytes.h"
 #include "common/price.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 // "189.95" as millionths of the currency unit.
 WirePrice wire_price(std::string_view text);
@@ -87,4 +87,4 @@ struct Login {
 };
 Login login(std::string_view username, std::uint64_t requested_sequence = 0);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

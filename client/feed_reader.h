@@ -10,7 +10,7 @@
 #include "common/bytes.h"
 #include "feed/mach.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 class FeedReader {
 public:
@@ -60,4 +60,4 @@ private:
     std::size_t datagrams_ = 0;
 };
 
-}  // namespace kavo::test
+}  // namespace kavo::client

@@ -1,11 +1,11 @@
-#include "support/requests.h"
+#include "client/requests.h"
 
 #include <cmath>
 
 #include "engine/meo_layout.h"
 #include "session/esesm.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -165,4 +165,4 @@ Bytes Login::payload() const {
     return payload;
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

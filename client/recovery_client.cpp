@@ -1,11 +1,11 @@
-#include "support/recovery_client.h"
+#include "client/recovery_client.h"
 
 #include <stdexcept>
 
+#include "client/transcript.h"
 #include "feed/retransmission.h"
-#include "support/transcript.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -52,7 +52,7 @@ std::vector<Bytes> converse(std::uint16_t port, char type, ByteView payload, con
 }  // namespace
 
 Login receiver_login(std::string_view username) {
-    Login login = test::login(username);
+    Login login = client::login(username);
     login.application_protocol = "DoM1.3";
     return login;
 }
@@ -135,4 +135,4 @@ Snapshot fetch_snapshot(char type, std::uint16_t port) {
     return snapshot;
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

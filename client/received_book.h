@@ -9,7 +9,7 @@
 #include "common/bytes.h"
 #include "common/price.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 class ReceivedBook {
 public:
@@ -48,4 +48,4 @@ private:
     std::map<std::uint32_t, Book> books_;
 };
 
-}  // namespace kavo::test
+}  // namespace kavo::client

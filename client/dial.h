@@ -1,13 +1,17 @@
 // A connection to a service of the venue, as a client opens one.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
-namespace kavo::test {
+namespace kavo::client {
+
+// How long a client waits for what should have happened long before.
+inline constexpr std::chrono::seconds patience{20};
 
 // A blocking socket connected to this port of 127.0.0.1, without delay of small packets, to be closed by the caller.
 // Throws when nobody listens.
 //   receive_buffer  bytes; 0 is the system's choice
 int dial(std::uint16_t port, int receive_buffer = 0);
 
-}  // namespace kavo::test
+}  // namespace kavo::client

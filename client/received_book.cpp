@@ -1,9 +1,9 @@
-#include "support/received_book.h"
+#include "client/received_book.h"
 
+#include "client/transcript.h"
 #include "feed/dom_messages.h"
-#include "support/transcript.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -89,4 +89,4 @@ std::string ReceivedBook::truth_line(std::uint64_t sequence, std::uint32_t secid
            ",\"ask\":" + truth_side(book.asks.begin(), book.asks.end()) + "}";
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

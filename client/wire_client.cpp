@@ -1,15 +1,14 @@
-#include "support/wire_client.h"
+#include "client/wire_client.h"
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "client/dial.h"
+#include "client/transcript.h"
 #include "common/socket.h"
-#include "support/dial.h"
-#include "support/process.h"
-#include "support/transcript.h"
 
-namespace kavo::test {
+namespace kavo::client {
 
 namespace {
 
@@ -161,4 +160,4 @@ std::string WireClient::next_with(const std::string& part) {
     }
 }
 
-}  // namespace kavo::test
+}  // namespace kavo::client

@@ -1,4 +1,4 @@
-#include "model/request_maker.h"
+#include "support/request_maker.h"
 
 #include <algorithm>
 #include <cmath>

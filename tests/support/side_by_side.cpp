@@ -1,4 +1,4 @@
-#include "model/side_by_side.h"
+#include "support/side_by_side.h"
 
 #include <algorithm>
 #include <initializer_list>
