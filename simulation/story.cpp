@@ -6,8 +6,8 @@
 #include "client/transcript.h"
 #include "common/clock.h"
 #include "feed/mach.h"
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/fields.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 

@@ -57,11 +57,7 @@ void Auditor::carry_out(std::string_view word, std::string_view argument) {
     if (word == "drop_every") feed_.drop.every = every;
     if (word == "dup_every") feed_.duplicate.every = every;
     if (word == "reorder_every") feed_.reorder.every = every;
-    if (word == "reject") bench_.reject.next = once;
-    if (word == "partial") bench_.partial_fill.next = once;
-    if (word == "fill_on_cancel") bench_.fill_on_cancel.next = once;
-    if (word == "unsolicited_cancel") bench_.unsolicited_cancel.next = once;
-    if (word == "replace_reject") bench_.replace_reject.next = once;
+    bench_.command(word, once);
     if (word == "disconnect") bench_.disconnect_requested = true;
     if (word == "mark") mark(argument);
     if (word == "rate") {
@@ -73,7 +69,7 @@ void Auditor::carry_out(std::string_view word, std::string_view argument) {
         bench_.lapse_announced = false;
     }
     if (word == "pause" || word == "resume") {
-        paused_ = word == "pause";
+        orders_.venue.paused = word == "pause";
         witness_.expect_said("bench: " + std::string(word) + "d at seq " + std::to_string(feed_.last_sequence()));
     }
 }
@@ -82,8 +78,7 @@ void Auditor::mark(std::string_view label) {
     const std::string text(label);
     const std::string sequence = std::to_string(feed_.last_sequence());
     witness_.expect_line(What::book_truth, "{\"mark\":\"" + text + "\",\"seq\":" + sequence + "}");
-    witness_.expect_said("bench: mark " + text + " at seq " + sequence + " orders " +
-                         std::to_string(bench_.reject.occasions));
+    witness_.expect_said("bench: mark " + text + " at seq " + sequence + " orders " + std::to_string(bench_.orders));
 }
 
 }  // namespace kavo::simulation

@@ -5,8 +5,8 @@
 #include "audit/finding.h"
 #include "audit/packets.h"
 #include "client/transcript.h"
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/fields.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 

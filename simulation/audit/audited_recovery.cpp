@@ -5,7 +5,7 @@
 
 #include "audit/finding.h"
 #include "audit/packets.h"
-#include "model/literal_fields.h"
+#include "model/fields.h"
 
 namespace kavo::simulation {
 
@@ -170,9 +170,9 @@ Bytes AuditedRecovery::snapshot(char type) const {
         messages.insert(messages.end(), more.begin(), more.end());
     };
     if (type == 'O' || type == 's') messages.push_back(model::system_state(witness_.now_ns(), plan_.engine.session));
-    if (type == 'O' || type == 'S') add(orders_.definitions());
-    if (type == 'O' || type == 't') add(orders_.trading_statuses());
-    if (type == 'O') add(orders_.resting_orders());
+    if (type == 'O' || type == 'S') add(orders_.venue.definitions());
+    if (type == 'O' || type == 't') add(orders_.venue.trading_statuses());
+    if (type == 'O') add(orders_.venue.resting_orders());
     Bytes reply;
     for (const Bytes& message : messages) {
         Bytes payload = behind_header(9, message);

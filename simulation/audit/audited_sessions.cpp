@@ -137,7 +137,7 @@ void AuditedSessions::handle(Connection& connection, char type, const Bytes& pay
 }
 
 void AuditedSessions::request(Connection& connection, const Bytes& message) {
-    AuditedOrders::Answers answers;
+    model::Answers answers;
     if (!orders_.handle(connection.handle, message, answers)) {
         const std::string type(message.begin(), message.begin() + 2);
         witness_.expect_said("bench: bad MEO message '" + type + "' (" + std::to_string(message.size()) +
@@ -151,7 +151,7 @@ void AuditedSessions::request(Connection& connection, const Bytes& message) {
 }
 
 void AuditedSessions::disconnect_when_scripted(Connection& connection) {
-    const bool due = bench_.disconnect_after != 0 && bench_.reject.occasions >= bench_.disconnect_after;
+    const bool due = bench_.disconnect_after != 0 && bench_.orders >= bench_.disconnect_after;
     if ((!due || bench_.disconnect_done) && !bench_.disconnect_requested) return;
     bench_.disconnect_done = true;
     bench_.disconnect_requested = false;
@@ -171,14 +171,14 @@ void AuditedSessions::deliver(Connection& connection, const Bytes& message) {
 }
 
 void AuditedSessions::deliver() {
-    orders_.cancel_unsolicited();
-    for (const AuditedOrders::Outbound& outbound : std::exchange(orders_.outbox, {})) route(outbound);
+    orders_.venue.cancel_unsolicited();
+    for (const model::Venue::Outbound& outbound : std::exchange(orders_.venue.outbox, {})) route(outbound);
     feed_.expect_flush();
     expect_nothing_waiting();
 }
 
 // A user who is away hears of it with the next login.
-void AuditedSessions::route(const AuditedOrders::Outbound& outbound) {
+void AuditedSessions::route(const model::Venue::Outbound& outbound) {
     Connection& connection = connections_.at(static_cast<std::size_t>(outbound.client));
     if (connection.open && connection.logged_in) return deliver(connection, outbound.message);
     streams_[connection.username].push_back(outbound.message);
@@ -273,7 +273,7 @@ void AuditedSessions::drop(Connection& connection, const std::string& reason, bo
         witness_.expect_said("bench: dropping the connection of " + connection.username + " (" + reason + ")");
     }
     close(connection);
-    orders_.client_dropped(connection.handle, connection.username);
+    orders_.venue.client_dropped(connection.handle, connection.username);
 }
 
 void AuditedSessions::expect_nothing_waiting(Connection& connection) {

@@ -1,6 +1,6 @@
 #include "audit/packets.h"
 
-#include "model/literal_fields.h"
+#include "model/fields.h"
 
 namespace kavo::simulation {
 

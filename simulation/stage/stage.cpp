@@ -41,7 +41,7 @@ void Stage::start_day() {
     feed_.faults = plan_.faults;
     bench_.open_order_truth("/dev/null");
     order_truth_.attach_to(bench_.order_truth);
-    if (!plan_.scenario.empty()) bench_.arm_scenario(plan_.scenario.text());
+    if (plan_.bench.scripted()) bench_.arm_scenario(plan_.bench.scenario());
     engine_.book_truth.open("/dev/null");
     book_truth_.attach_to(engine_.book_truth);
     for (const Symbol& symbol : plan_.symbols) engine_.add_product(symbol.name, symbol.reference);
