@@ -120,7 +120,7 @@ Request EngineStory::any_bytes() {
 
 // A stretch of requests from the random maker, which knows what is on the books and aims at it.
 void EngineStory::made_requests() {
-    model::RequestMaker maker(input_.number<std::uint16_t>(), sides_.venue, sides_.world.wall_ns);
+    model::RequestMaker maker(input_.number<std::uint16_t>(), sides_.venue, sides_.world);
     maker.wraps_prices = input_.below(2) == 1;
     for (std::size_t left = 1 + input_.below(16); left > 0 && effort_ < most_effort; --left) {
         check(sides_.handle(maker.next()));

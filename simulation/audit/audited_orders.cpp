@@ -27,7 +27,7 @@ bool crossed(const model::Product& product) {
 }  // namespace
 
 AuditedOrders::AuditedOrders(Witness& witness, AuditedFeed& feed, const Plan& plan)
-    : witness_(witness), feed_(feed), venue(settings_of(plan), world_on_tape()) {
+    : venue(settings_of(plan), world_on_tape()), witness_(witness), feed_(feed) {
     venue.bench = plan.bench;
 }
 

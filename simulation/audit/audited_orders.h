@@ -21,17 +21,14 @@ public:
     // False when the message is no request at all.
     bool handle(int client, const Bytes& message, model::Answers& answers);
 
+    model::Venue venue;
+
 private:
     model::World world_on_tape();
     void expect_uncrossed();
 
     Witness& witness_;
     AuditedFeed& feed_;
-
-public:
-    model::Venue venue;
-
-private:
     std::set<std::uint32_t> barred_;  // products whose best offer is, or has been, one at price 0
 };
 

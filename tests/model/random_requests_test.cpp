@@ -27,7 +27,7 @@ void PrintTo(const Run& run, std::ostream* out) {
 
 class RandomRequests : public testing::TestWithParam<Run> {
 protected:
-    RandomRequests() : sides_(settings()), maker_(GetParam().seed, sides_.venue, sides_.world.wall_ns) {
+    RandomRequests() : sides_(settings()), maker_(GetParam().seed, sides_.venue, sides_.world) {
         maker_.wraps_prices = GetParam().wraps_prices;
     }
 

@@ -241,7 +241,7 @@ char RequestMaker::tif() {
 }
 
 std::uint64_t RequestMaker::expire_time(char tif) {
-    const std::uint64_t now = wall_ns_ / nanoseconds_in_a_millisecond;
+    const std::uint64_t now = world_.wall_ns / nanoseconds_in_a_millisecond;
     if (tif != 'T') return one_in(100) ? now + 1000 : 0;
     return one_in(6) ? pick<std::uint64_t>({0, now - 1, now}) : now + 1 + below(1000);
 }

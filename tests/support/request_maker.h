@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "model/venue.h"
+#include "support/still_world.h"
 
 namespace kavo::model {
 
@@ -19,9 +19,9 @@ struct Request {
 
 class RequestMaker {
 public:
-    // Prices, ids worth naming and expiry times are taken from the venue and its clock as they stand at each request.
-    RequestMaker(std::uint64_t seed, const Venue& venue, const std::uint64_t& wall_ns)
-        : random_(seed), venue_(venue), wall_ns_(wall_ns) {}
+    // Prices, ids worth naming and expiry times are taken from the venue and its world as they stand at each request.
+    RequestMaker(std::uint64_t seed, const Venue& venue, const StillWorld& world)
+        : random_(seed), venue_(venue), world_(world) {}
 
     Request next();
 
@@ -62,7 +62,7 @@ private:
 
     std::mt19937_64 random_;
     const Venue& venue_;
-    const std::uint64_t& wall_ns_;
+    const StillWorld& world_;
     std::vector<int> seats_{0, 1, 2, 3};  // the handle that sits there now
     int next_handle_ = 4;
 };
