@@ -93,18 +93,17 @@ void AuditedFeed::take_flush(std::uint64_t count) {
     const std::string at = " seq " + std::to_string(first);
     const Bytes datagram = datagram_of(first, count);
     flushed_ += count;
-    drop.occasions = duplicate.occasions = reorder.occasions = packets;  // all three count the datagrams
-    ++packets;
+    ++packets;  // which all three faults count
     const bool in_burst = packets >= burst_start_ && packets - burst_start_ < burst_count_;
-    if (drop.happens(in_burst)) {
+    if (drop.happens_on(packets, in_burst)) {
         ++dropped;
         expect_fault("dropped" + at + " (packet " + std::to_string(packets) + ", " + std::to_string(count) +
                      " message(s))");
         last_flush_ms_ = tape_.now_ms();
         return;
     }
-    const bool twice = duplicate.happens();
-    if (reorder.happens()) {
+    const bool twice = duplicate.happens_on(packets);
+    if (reorder.happens_on(packets)) {
         ++reordered;
         held_ = datagram;
         expect_fault("reordered" + at + " (held behind the next packet)");

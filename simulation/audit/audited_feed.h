@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "audit/fault_script.h"
 #include "audit/tape_reader.h"
+#include "model/fault_script.h"
 #include "plan.h"
 
 namespace kavo::simulation {
@@ -37,9 +37,9 @@ public:
     void expect_start();
     void run_heartbeat();
 
-    FaultScript drop;
-    FaultScript duplicate;
-    FaultScript reorder;
+    model::FaultScript drop;
+    model::FaultScript duplicate;
+    model::FaultScript reorder;
 
     // As the venue reports them.
     std::uint64_t packets = 0;
