@@ -63,7 +63,7 @@ void Books::trade(std::uint64_t id, std::uint32_t quantity) {
     if (quantity == 0 || quantity > order.leaves) throw std::runtime_error("more executed than was there");
     product(order.product_id).last = order.price;
     product(order.product_id).volume += quantity;
-    order.leaves -= quantity;
+    order.fill(quantity);
     if (order.leaves == 0) remove(id);
 }
 

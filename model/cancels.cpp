@@ -28,7 +28,7 @@ void Venue::lose_race(int client, const Order& order, Answers& answers) {
     ++bench.race_fills;
     world_.commentary("bench: cancel of " + order.client_order_id +
                       " loses the race to a fill (executed in full; the cancel is rejected 'D')");
-    fill_resting(order.id, order.leaves, false);
+    fill_resting(order, order.leaves, false);
     for (const Outbound& outbound : outbox) {
         if (outbound.client == client) answers.push_back(outbound.message);
     }

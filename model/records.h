@@ -68,6 +68,11 @@ struct Order {
     std::uint16_t order_flags = 0;
     std::uint32_t size = 0;  // as the client asked for it last
     std::uint32_t executed = 0;
+
+    void fill(std::uint32_t quantity) {
+        leaves -= quantity;
+        executed += quantity;
+    }
 };
 
 inline std::uint32_t book_price(std::uint64_t wire_price) {

@@ -18,27 +18,25 @@ void Venue::match(Order& incoming, Answers& answers) {
         const Order maker = books.resting.at(best.front());
         const std::uint32_t quantity = std::min(incoming.leaves, maker.leaves);
         const std::uint64_t match_number = next_match_number_;
-        fill_resting(maker.id, quantity, true);
-        incoming.leaves -= quantity;
+        fill_resting(maker, quantity, true);
+        incoming.fill(quantity);
         if (incoming.owner < 0) continue;
-        const Fill fill{match_number, next_execution_id_, maker.price, quantity, 'R'};
-        answers.push_back(report_fill(incoming, fill, incoming.leaves));
+        answers.push_back(report_fill(incoming, {match_number, next_execution_id_, maker.price, quantity, 'R'}));
     }
 }
 
 // Trades shares of a resting order at its own price.
-void Venue::fill_resting(std::uint64_t order_id, std::uint32_t quantity, bool may_be_cut) {
-    Order& maker = books.resting.at(order_id);
-    const std::uint32_t product_id = maker.product_id;
+//   maker  a copy: the one on the book may be gone on return
+void Venue::fill_resting(Order maker, std::uint32_t quantity, bool may_be_cut) {
     if (may_be_cut) quantity = cut_by_fault(maker, quantity);
     const Fill fill{next_match_number_++, next_execution_id_, maker.price, quantity, 'A'};
     publish(order_executed(world_.stamp_ns(), maker, fill));
-    if (maker.owner >= 0) {
-        outbox.push_back({maker.owner, report_fill(maker, fill, maker.leaves - quantity)});
-        if (quantity == maker.leaves) close(maker.client_order_id);
-    }
-    books.trade(order_id, quantity);
-    book_changed(product_id);
+    books.trade(maker.id, quantity);
+    book_changed(maker.product_id);
+    if (maker.owner < 0) return;
+    maker.fill(quantity);
+    outbox.push_back({maker.owner, report_fill(maker, fill)});
+    if (maker.leaves == 0) close(maker.client_order_id);
 }
 
 // The fault strikes where a client's order would be gone: round lots of half of it are left to trade.
@@ -53,14 +51,12 @@ std::uint32_t Venue::cut_by_fault(const Order& order, std::uint32_t quantity) {
     return cut;
 }
 
-// One line of truth and one report with an id of its own.
-//   leaves  of the order, behind this trade
-Bytes Venue::report_fill(Order& order, const Fill& fill, std::uint32_t leaves) {
+// One line of truth and one report with an id of its own, of an order that the trade has been taken off already.
+Bytes Venue::report_fill(const Order& order, const Fill& fill) {
     ++bench.fills;
     ++next_execution_id_;
-    order.executed += fill.quantity;
     Truth truth = truth_of("fill", order);
-    truth.leaves = leaves;
+    truth.leaves = order.leaves;
     truth.last_quantity = fill.quantity;
     write(truth);
     return execution(now_ns_, order, books.product(order.product_id).listing, fill);

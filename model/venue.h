@@ -138,9 +138,9 @@ private:
     // trades.cpp
     bool reaches_touch(const Order& order) const;
     void match(Order& incoming, Answers& answers);
-    void fill_resting(std::uint64_t order_id, std::uint32_t quantity, bool may_be_cut);
+    void fill_resting(Order maker, std::uint32_t quantity, bool may_be_cut);
     std::uint32_t cut_by_fault(const Order& order, std::uint32_t quantity);
-    Bytes report_fill(Order& order, const Fill& fill, std::uint32_t leaves);
+    Bytes report_fill(const Order& order, const Fill& fill);
 
     // market.cpp
     void tick(Product& product);

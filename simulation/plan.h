@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "app/options.h"
 #include "dice.h"
-#include "engine/engine.h"
 #include "feed/dom_feed.h"
 #include "model/bench.h"
 #include "model/records.h"
@@ -31,6 +31,9 @@ struct Plan {
     bool restless_clock = false;  // time passes within a pass too, not only between two
     std::uint64_t start_ms = 0;   // steady clock
     std::uint64_t start_wall_ns = 0;
+
+    // As they would stand on the command line and in the environment.
+    Options options() const;
 };
 
 Plan plan_for(std::uint64_t seed, Dice& dice);

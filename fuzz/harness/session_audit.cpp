@@ -29,7 +29,7 @@ std::map<std::string, std::uint64_t> count_by_reason(const std::vector<Bytes>& m
 
 }  // namespace
 
-test::MemoryPeer& SessionAudit::connection_of(const Peer& peer) {
+MemoryPeer& SessionAudit::connection_of(const Peer& peer) {
     return venue_.connection(static_cast<ClientHandle>(&peer - peers_.data()));
 }
 
@@ -80,7 +80,7 @@ void SessionAudit::lost(ClientHandle client) {
 // Of all peers, not only of the one that the step was about.
 void SessionAudit::end_step() {
     for (Peer& peer : peers_) {
-        const test::MemoryPeer& connection = connection_of(peer);
+        const MemoryPeer& connection = connection_of(peer);
         require(peer.heard == connection.packets.size(), "nobody is sent what nothing called for");
         require(peer.open == !connection.closed, "connections end when they must, and only then");
         require(!connection.waiting, "nothing is left waiting behind a packet that was to follow");

@@ -85,7 +85,7 @@ private:
 
     std::uint64_t now_ms() const { return venue_.clock.steady_ms(); }
     User& user_of(const Peer& peer) { return users_[peer.username]; }
-    test::MemoryPeer& connection_of(const Peer& peer);
+    MemoryPeer& connection_of(const Peer& peer);
 
     test::Venue& venue_;
     std::uint8_t session_;

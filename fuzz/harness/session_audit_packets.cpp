@@ -119,7 +119,7 @@ void SessionAudit::replay(Peer& peer, std::uint64_t from, std::uint64_t highest)
 
 void SessionAudit::start_session(Peer& peer) {
     User& user = user_of(peer);
-    const std::size_t messages = 1 + venue_.engine.products().size();
+    const std::size_t messages = 1 + venue_.engine.books.products().size();
     user.messages.resize(messages);
     if (in_lapse()) return;
     for (std::uint64_t number = 1; number <= messages; ++number) {

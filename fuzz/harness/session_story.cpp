@@ -226,7 +226,7 @@ void SessionStory::steer() {
         case 4: bench.fill_on_cancel_next = static_cast<std::uint32_t>(input_.below(3)); return;
         case 5: bench.unsolicited_cancel_next = static_cast<std::uint32_t>(input_.below(3)); return;
         case 6: bench.replace_reject_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        default: venue_.engine.paused = input_.below(2) == 1; return;
+        default: venue_.engine.market.paused = input_.below(2) == 1; return;
     }
 }
 

@@ -8,7 +8,7 @@
 #include "harness/harness.h"
 #include "harness/input.h"
 #include "harness/literal_feed.h"
-#include "support/memory_peers.h"
+#include "memory/memory_peers.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -98,9 +98,9 @@ private:
 
     // A receiver of its own for every request.
     void ask(std::uint64_t first, std::uint64_t last) {
-        test::MemoryPeers peers;
-        test::MemoryPeer& receiver = peers.peers[1];
-        Retransmission service(feed_, clock_, peers.transport(), session);
+        MemoryPeers peers;
+        MemoryPeer& receiver = peers.peers[1];
+        Retransmission service(feed_, clock_, peers.transport(), session, commentary_);
         RConn& connection = service.open_connection(1);
         service.receive(connection,
                         esesm::build_packet(esesm::PacketType::login_request, client::receiver_login().payload()));
@@ -150,9 +150,11 @@ private:
     Input input_;
     std::size_t effort_ = 0;
     Clock clock_ = standing_clock();
+    Commentary commentary_{[](std::string_view) {}};
     std::vector<Bytes> datagrams_;
     DomFeed feed_{session, clock_,
-                  [this](ByteView datagram) { datagrams_.emplace_back(datagram.begin(), datagram.end()); }};
+                  [this](ByteView datagram) { datagrams_.emplace_back(datagram.begin(), datagram.end()); },
+                  commentary_};
     LiteralFeed literal_{session, start_ms};
 };
 

@@ -89,7 +89,6 @@ protected:
         EXPECT_EQ(bench.disconnect_cancels > 0, GetParam().acod);
     }
 
-    WithoutCommentary without_commentary_;
     SideBySide sides_;
     RequestMaker maker_;
 };

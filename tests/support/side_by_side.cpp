@@ -1,7 +1,6 @@
 #include "support/side_by_side.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <sstream>
 #include <tuple>
@@ -13,18 +12,7 @@
 namespace kavo::model {
 namespace {
 
-// The scripted faults of the bench, in the order in which the model has them.
-struct Knobs {
-    std::uint32_t kavo::Bench::*every;
-    std::uint32_t kavo::Bench::*next;
-};
-constexpr std::array<Knobs, std::tuple_size_v<Faults>> knobs{{
-    {&kavo::Bench::reject_every, &kavo::Bench::reject_next},
-    {&kavo::Bench::partial_fill_every, &kavo::Bench::partial_next},
-    {&kavo::Bench::fill_on_cancel_every, &kavo::Bench::fill_on_cancel_next},
-    {&kavo::Bench::unsolicited_cancel_every, &kavo::Bench::unsolicited_cancel_next},
-    {&kavo::Bench::replace_reject_every, &kavo::Bench::replace_reject_next},
-}};
+static_assert(std::tuple_size_v<Faults> == scripted_faults.size());
 
 Bytes to_bytes(ByteView view) {
     return {view.begin(), view.end()};
@@ -96,10 +84,16 @@ bool all_sequenced(const OutboundMessages& messages) {
     return std::all_of(messages.begin(), messages.end(), [](const OutboundMessage& m) { return m.sequenced; });
 }
 
-std::vector<Bytes> messages_of(const DomFeed::StateBuilder& build) {
+// As a refresh would give them out.
+std::vector<Bytes> messages_of(const DomFeed& feed, const DomFeed::StateBuilder& build) {
     std::vector<Bytes> messages;
-    build([&messages](ByteView message) { messages.push_back(to_bytes(message)); });
+    build([&](ByteView message) { feed.stamp(messages.emplace_back(to_bytes(message))); });
     return messages;
+}
+
+// Of a log or of the commentary: each text is one line.
+std::function<void(std::string_view line)> lines_into(std::vector<std::string>& lines) {
+    return [&lines](std::string_view line) { lines.emplace_back(line.substr(0, line.size() - 1)); };
 }
 
 // The product that a feed message is about; 0 when it is about none.
@@ -113,13 +107,15 @@ std::uint32_t product_touched_by(const Bytes& message) {
 
 SideBySide::SideBySide(const Settings& settings)
     : venue(settings, world.around_venue()),
-      feed_(settings.session, clock_, [](ByteView) {}),
+      commentary_(lines_into(commentary_lines_)),
+      feed_(
+          settings.session, clock_, [](ByteView) {}, commentary_),
       generator_(settings.seed),
-      engine_(feed_, generator_, engine_settings(settings), bench_, clock_),
-      order_truth_(bench_.order_truth),
-      book_truth_(engine_.book_truth),
+      engine_(feed_, generator_, engine_settings(settings), bench_, clock_, commentary_),
       books_from_feed_(settings.symbols) {
-    for (const Symbol& symbol : settings.symbols) engine_.add_product(symbol.name, symbol.reference);
+    engine_.order_truth.log.write_to(lines_into(order_truth_));
+    engine_.books.truth.write_to(lines_into(book_truth_));
+    for (const Symbol& symbol : settings.symbols) engine_.books.add_product(symbol.name, symbol.reference);
     let_pass(0);
 }
 
@@ -132,14 +128,14 @@ void SideBySide::let_pass(std::uint64_t ms, std::uint64_t ns) {
 void SideBySide::arm(const Faults& faults) {
     for (std::size_t i = 0; i < faults.size(); ++i) {
         FaultScript& script = venue.bench.faults[i].script;
-        bench_.*knobs[i].every = script.every = faults[i].script.every;
-        bench_.*knobs[i].next = script.next = faults[i].script.next;
+        bench_.*scripted_faults[i].every = script.every = faults[i].script.every;
+        bench_.*scripted_faults[i].next = script.next = faults[i].script.next;
     }
 }
 
 void SideBySide::pause(bool paused) {
     venue.paused = paused;
-    engine_.paused = paused;
+    engine_.market.paused = paused;
 }
 
 std::string SideBySide::start_day() {
@@ -236,8 +232,9 @@ std::string SideBySide::compare_feeds() {
 }
 
 std::string SideBySide::compare_truths() {
-    return difference("order truth", order_truth_.new_lines(), std::exchange(world.order_truth, {})) +
-           difference("book truth", book_truth_.new_lines(), std::exchange(world.book_truth, {}));
+    return difference("order truth", std::exchange(order_truth_, {}), std::exchange(world.order_truth, {})) +
+           difference("book truth", std::exchange(book_truth_, {}), std::exchange(world.book_truth, {})) +
+           difference("commentary", std::exchange(commentary_lines_, {}), std::exchange(world.commentary, {}));
 }
 
 std::string SideBySide::compare_counters() const {
@@ -246,15 +243,16 @@ std::string SideBySide::compare_counters() const {
     std::string differences = engine == model ? "" : "engine: " + engine + "\nmodel:  " + model + "\n";
     differences +=
         numbers_differ("disconnect_cancels", bench_.counters.disconnect_cancels, venue.bench.disconnect_cancels);
-    for (std::size_t i = 0; i < knobs.size(); ++i) {
+    for (std::size_t i = 0; i < scripted_faults.size(); ++i) {
         const Bench::Fault& fault = venue.bench.faults[i];
-        differences += numbers_differ(std::string(fault.control_word), bench_.*knobs[i].next, fault.script.next);
+        differences +=
+            numbers_differ(std::string(fault.control_word), bench_.*scripted_faults[i].next, fault.script.next);
     }
     return differences;
 }
 
 std::string SideBySide::compare_book(std::uint32_t product_id) const {
-    const kavo::Product& product = engine_.products().at(product_id - 1);
+    const kavo::Product& product = engine_.books.products().at(product_id - 1);
     const Product& expected = venue.books.product(product_id);
     const Product& from_feed = books_from_feed_.product(product_id);
     std::string differences = numbers_differ("last price", product.last, expected.last);
@@ -283,7 +281,7 @@ std::string SideBySide::compare_all_books() {
 // A refresh tells the orders one by one in the order in which they would trade: the engine's must be the model's, byte
 // by byte, and the one that the feed led to.
 std::string SideBySide::compare_queues() {
-    const std::vector<Bytes> refresh = messages_of(feed_.state.resting_orders);
+    const std::vector<Bytes> refresh = messages_of(feed_, feed_.state.resting_orders);
     std::string differences = difference("resting orders", refresh, venue.resting_orders());
     const std::vector<Order> led_to = books_from_feed_.resting_orders();
     const auto is_same = [](const Bytes& message, const Order& order) {
@@ -297,9 +295,9 @@ std::string SideBySide::compare_queues() {
 
 std::string SideBySide::compare_refreshed_definitions() {
     std::string differences =
-        difference("refreshed definitions", messages_of(feed_.state.series_definitions), venue.definitions());
-    return differences.append(
-        difference("refreshed statuses", messages_of(feed_.state.series_trading_status), venue.trading_statuses()));
+        difference("refreshed definitions", messages_of(feed_, feed_.state.series_definitions), venue.definitions());
+    return differences.append(difference("refreshed statuses", messages_of(feed_, feed_.state.series_trading_status),
+                                         venue.trading_statuses()));
 }
 
 }  // namespace kavo::model

@@ -12,7 +12,6 @@
 #include "engine/engine.h"
 #include "feed/dom_feed.h"
 #include "model/venue.h"
-#include "support/captured_output.h"
 #include "support/request_maker.h"
 #include "support/still_world.h"
 
@@ -57,12 +56,14 @@ private:
     std::string compare_refreshed_definitions();
 
     Clock clock_;
+    std::vector<std::string> order_truth_;
+    std::vector<std::string> book_truth_;
+    std::vector<std::string> commentary_lines_;
+    Commentary commentary_;
     kavo::Bench bench_;
     DomFeed feed_;
     Generator generator_;
     Engine engine_;
-    LinesOf order_truth_;
-    LinesOf book_truth_;
     Books books_from_feed_;
     std::uint64_t compared_sequence_ = 0;
     std::vector<std::uint32_t> touched_products_;

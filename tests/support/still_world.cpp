@@ -9,7 +9,7 @@ World StillWorld::around_venue() {
             .publish = [this](const Bytes& message) { return publish(message); },
             .order_truth = [this](const std::string& line) { order_truth.push_back(line); },
             .book_truth = [this](const std::string& line) { book_truth.push_back(line); },
-            .commentary = [](const std::string&) {}};
+            .commentary = [this](const std::string& line) { commentary.push_back(line); }};
 }
 
 std::uint64_t StillWorld::publish(const Bytes& message) {

@@ -23,6 +23,7 @@ struct StillWorld {
     std::uint64_t feed_sequence = 0;  // number of the last message
     std::vector<std::string> order_truth;
     std::vector<std::string> book_truth;
+    std::vector<std::string> commentary;
 
 private:
     std::uint64_t publish(const Bytes& message);
