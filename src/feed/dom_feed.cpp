@@ -12,22 +12,24 @@ DomFeed::DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_dat
     : session_(session), clock_(clock), send_datagram_(std::move(send_datagram)), last_flush_ms_(clock.steady_ms()) {}
 
 void DomFeed::send_start() {
-    send_datagram_(mach::bare_packet(0, mach::PacketType::start, session_));
+    send_datagram_(build(mach::Header{0, mach::layout::header_size, mach::PacketType::start, session_}));
     reset_datagram();
 }
 
 void DomFeed::publish(ByteView message) {
     const std::uint64_t sequence = history.next();
-    esesm::write_sequenced(history.append(esesm::sequenced_size(message.size())), sequence, message);
+    esesm::build_sequenced(history.append(esesm::sequenced_size(message.size())), sequence, message);
     history.trim(history_limit_messages);
     ++counters.messages;
 
     const std::size_t size = mach::layout::header_size + message.size();
     if (fill_ + size > datagram_.size()) flush();
     if (size > datagram_.size()) return;
-    const MutableBytes packet = MutableBytes(datagram_).subspan(fill_, size);
-    mach::write_header(packet, sequence, mach::PacketType::application_data, session_);
-    std::copy(message.begin(), message.end(), packet.begin() + mach::layout::header_size);
+    const mach::HeaderBytes header =
+        build(mach::Header{sequence, static_cast<std::uint16_t>(size), mach::PacketType::application_data, session_});
+    const auto behind_header =
+        std::copy(header.begin(), header.end(), datagram_.begin() + static_cast<std::ptrdiff_t>(fill_));
+    std::copy(message.begin(), message.end(), behind_header);
     fill_ += size;
     if (message_count_++ == 0) first_sequence_ = sequence;
 }
@@ -44,7 +46,8 @@ void DomFeed::publish_timed(ByteView message, std::uint64_t wall_ns) {
 void DomFeed::heartbeat_when_idle() {
     if (elapsed_ms(clock_.steady_ms(), last_flush_ms_) < heartbeat_after_ms) return;
     flush();
-    send_datagram_(mach::bare_packet(last_sequence(), mach::PacketType::heartbeat, session_));
+    send_datagram_(
+        build(mach::Header{last_sequence(), mach::layout::header_size, mach::PacketType::heartbeat, session_}));
     reset_datagram();
 }
 
