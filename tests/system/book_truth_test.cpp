@@ -99,7 +99,7 @@ TEST(BookTruth, BeginsWithTheFirstQuoteAlone) {
             "[" + cents.substr(0, 3) + "." + cents.substr(3) + "00," + std::to_string(first->quantity) + "]";
         EXPECT_EQ(truth.lines().at(0),
                   "{\"seq\":" + std::to_string(message.sequence) + ",\"secid\":1,\"symbol\":\"AAPL\",\"bid\":[" +
-                      (first.side == 'B' ? level : "") + "],\"ask\":[" + (first.side == 'S' ? level : "") + "]}");
+                      (first->side == 'B' ? level : "") + "],\"ask\":[" + (first->side == 'S' ? level : "") + "]}");
         return;
     }
     FAIL() << "no quote";
