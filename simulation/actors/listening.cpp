@@ -3,8 +3,9 @@
 #include <utility>
 
 #include "actors/client.h"
+#include "client/packets.h"
+#include "client/responses.h"
 #include "common/clock.h"
-#include "engine/meo_layout.h"
 
 namespace kavo::simulation {
 
@@ -22,35 +23,34 @@ void Client::read() {
     incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
     const Peer* reading = peer_;
     std::size_t at = 0;
-    while (peer_ == reading && incoming_.size() - at >= 3) {
-        const ByteView rest = ByteView(incoming_).subspan(at);
-        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
-        if (size > rest.size()) break;
-        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
-        at += size;
+    while (peer_ == reading) {
+        const auto packet = client::first_packet(ByteView(incoming_).subspan(at));
+        if (!packet) break;
+        at += packet->size();
+        take_packet(*packet);
     }
     if (peer_ != reading) return;
     incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
     if (peer_->closed) leave();
 }
 
-void Client::take_packet(char type, ByteView payload) {
-    if (type == 'r') return take_login_response(payload);
-    if (type != 's' || impostor_) return;
-    take_message(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
+void Client::take_packet(ByteView packet) {
+    if (const auto response = client::read_login_response(packet)) return take_login_response(*response);
+    const auto data = client::read_sequenced(packet);
+    if (data && !impostor_) take_message(data->sequence, data->message);
 }
 
 // One who asked for the present end of the stream knows that it misses something, and goes on from there.
-void Client::take_login_response(ByteView payload) {
-    if (get(payload, Letter{1}) == 'L' && identity_.only_one && !impostor_ && complaint_.empty()) {
+void Client::take_login_response(const esesm::LoginResponse::Entry& response) {
+    const bool taken = response.login_status == esesm::LoginStatus::already_logged_in;
+    if (taken && identity_.only_one && !impostor_ && complaint_.empty()) {
         complaint_ =
             identity_.username + " is told that it is logged in already, though it has closed before it came back";
     }
-    if (get(payload, Letter{1}) != ' ') return;
+    if (response.login_status != esesm::LoginStatus::successful) return;
     logged_in_ = true;
     if (impostor_) return;
-    const std::uint64_t highest = get(payload, Number<std::uint64_t>{3});
-    if (requested_ == 0) next_ = std::max(next_, highest + 1);
+    if (requested_ == 0) next_ = std::max(next_, response.highest_sequence + 1);
 }
 
 // A gap means that something was lost on the way, or that the venue was silent on purpose: whichever it was, the client
@@ -71,33 +71,27 @@ void Client::take_message(std::uint64_t sequence, ByteView message) {
 }
 
 void Client::follow(ByteView message) {
-    namespace layout = meo::layout;
-    const std::string_view type = as_text(message.first(2));
-    const auto id_in = [&](Text field) { return std::string(terminated_text(message, field)); };
-    if (type == "O1") {
-        namespace at = layout::order_accepted;
-        open_[id_in(at::client_order_id)] = {get(message, at::product_id), (get(message, at::order_flags) & 1) == 0,
-                                             get(message, at::price), get(message, at::quantity), 0};
-    } else if (type == "P1") {
+    if (const auto accepted = client::read_order_accepted(message)) {
+        open_[std::string(accepted->client_order_id)] = {accepted->product_id, !accepted->flags.sell(), accepted->price,
+                                                         accepted->quantity, 0};
+    } else if (client::read_order_resting(message)) {
         agenda_.add(stage_.now_ms() + unsolicited_cancel_delay_ms - dice_.below(2));
-    } else if (type == "E1") {
-        namespace at = layout::execution;
-        const auto order = open_.find(id_in(at::client_order_id));
+    } else if (const auto fill = client::read_execution(message)) {
+        const auto order = open_.find(std::string(fill->client_order_id));
         if (order == open_.end()) return;
-        const std::uint32_t quantity = std::min(order->second.leaves, get(message, at::quantity));
+        const std::uint32_t quantity = std::min(order->second.leaves, fill->quantity);
         order->second.leaves -= quantity;
         order->second.executed += quantity;
-        if (order->second.leaves == 0) note_end(std::string(order->first), get(message, layout::timestamp));
-    } else if (type == "XN") {
-        note_end(id_in(layout::order_cancelled::client_order_id), get(message, layout::timestamp));
-    } else if (type == "MN") {
-        namespace at = layout::modify_notification;
-        auto order = open_.extract(id_in(at::orig_client_order_id));
-        if (order.empty() || get(message, at::leaves) == 0) return;
-        note_end(order.key(), get(message, layout::timestamp));
-        order.key() = id_in(at::client_order_id);
-        order.mapped().price = get(message, at::price);
-        order.mapped().leaves = get(message, at::leaves);
+        if (order->second.leaves == 0) note_end(std::string(order->first), fill->timestamp);
+    } else if (const auto gone = client::read_order_cancelled(message)) {
+        note_end(std::string(gone->client_order_id), gone->timestamp);
+    } else if (const auto replaced = client::read_modify_notification(message)) {
+        auto order = open_.extract(std::string(replaced->orig_client_order_id));
+        if (order.empty() || replaced->leaves == 0) return;
+        note_end(order.key(), replaced->timestamp);
+        order.key() = std::string(replaced->client_order_id);
+        order.mapped().price = replaced->price;
+        order.mapped().leaves = replaced->leaves;
         open_.insert(std::move(order));
     }
 }
