@@ -102,7 +102,7 @@ std::string FeedReader::next_message(const std::string& start) {
     while (steady_clock::now() < deadline) {
         const std::optional<Packet> packet = next_packet(std::chrono::milliseconds(100));
         if (!packet || packet->message.empty()) continue;
-        const std::string text = dom_text(packet->message);
+        std::string text = dom_text(packet->message);
         if (text.starts_with(start)) return text;
     }
     return {};

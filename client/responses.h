@@ -80,7 +80,7 @@ struct OrderCancelled {
     std::string_view client_order_id;
     std::uint32_t product_id = 0;
     std::uint64_t order_id = 0;
-    std::uint32_t leaves = 0;
+    std::uint32_t leaves = 0;  // 0; but all of an order that was never let on the book, being post-only
     meo::SystemCancelReason reason = meo::SystemCancelReason::client_request;
 };
 
@@ -99,7 +99,7 @@ struct ModifyResponse {
     bool accepted() const { return reason == meo::ModifyReason::accepted; }
 };
 
-// "MN": the order as it stands after a replace. Without leaves it is closed.
+// "MN": the order as it stands after a replace, with its new total as its quantity. Without leaves it is closed.
 struct ModifyNotification {
     std::uint64_t timestamp = 0;
     std::string_view mpid;

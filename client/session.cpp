@@ -58,14 +58,14 @@ void Session::sent(std::size_t count, std::uint64_t now_ms) {
     last_sent_ms_ = now_ms;
 }
 
-// What waits to be sent is a sign of life as good as a heartbeat.
+// What waits to be sent is a sign of life as good as a heartbeat. Heartbeats go on behind a hole and a refusal, since
+// the caller may log in again.
 void Session::check_time(std::uint64_t now_ms) {
-    if (!connected_ || end_ != End::none) return;
-    if (elapsed_ms(now_ms, last_heard_ms_) >= timing_.silence_limit_ms) {
-        end_ = End::silence;
-    } else if (outgoing_.empty() && elapsed_ms(now_ms, last_sent_ms_) >= timing_.heartbeat_after_ms) {
-        say(esesm::PacketType::client_heartbeat);
-    }
+    if (!connected_) return;
+    const bool silent = elapsed_ms(now_ms, last_heard_ms_) >= timing_.silence_limit_ms;
+    if (silent && end_ == End::none) end_ = End::silence;
+    const bool due = elapsed_ms(now_ms, last_sent_ms_) >= timing_.heartbeat_after_ms;
+    if (due && outgoing_.empty()) say(esesm::PacketType::client_heartbeat);
 }
 
 void Session::receive(ByteView bytes, std::uint64_t now_ms) {

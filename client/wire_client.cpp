@@ -128,7 +128,7 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
 std::optional<Bytes> WireClient::next_packet() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
-        const auto packet = next_packet_or_heartbeat();
+        auto packet = next_packet_or_heartbeat();
         if (!packet || !has_type(*packet, esesm::PacketType::server_heartbeat)) return packet;
     }
     return std::nullopt;
@@ -138,7 +138,7 @@ std::optional<Bytes> WireClient::next_packet_or_heartbeat() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
         keep_all_alive();
-        const auto packet = next_packet_of_any_kind(longest_wait);
+        auto packet = next_packet_of_any_kind(longest_wait);
         if (packet || closed_) return packet;
     }
     return std::nullopt;
@@ -158,7 +158,7 @@ std::string WireClient::next(std::size_t count) {
 
 std::string WireClient::next_with(const std::string& part) {
     while (true) {
-        const std::string line = next();
+        std::string line = next();
         if (line.find(part) != std::string::npos || line == "closed" || line == "silence") return line;
     }
 }

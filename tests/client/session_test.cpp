@@ -290,6 +290,21 @@ TEST(SessionHeartbeat, IsNotPiledUpInFrontOfAConnectionThatTakesNothing) {
     EXPECT_EQ(bytes_of(line.session.to_send()), heartbeat_from_client);
 }
 
+TEST(SessionHeartbeat, GoesOnBehindAHoleAndEndsWithTheConnection) {
+    Line line(1);
+    line.session.log_in();
+    line.said();
+    line.hear({login_answer(LoginStatus::successful, 0), numbered(2)});
+    EXPECT_EQ(line.session.end(), Session::End::hole);
+    line.now_ms += 500;
+    line.session.check_time(line.now_ms);
+    EXPECT_EQ(line.said(), heartbeat_from_client);
+    line.session.disconnected();
+    line.now_ms += 500;
+    line.session.check_time(line.now_ms);
+    EXPECT_TRUE(line.session.to_send().empty());
+}
+
 TEST(SessionHeartbeat, LeavesTheRestOfAPacketThatWasSentInPart) {
     Line line(1);
     line.session.say(esesm::PacketType::client_test);
