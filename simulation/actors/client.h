@@ -71,8 +71,8 @@ private:
 
     // listening.cpp
     void read();
-    void take_packet(ByteView packet);
-    void take_login_response(const esesm::LoginResponse::Entry& response);
+    void take_packet(char type, ByteView payload);
+    void take_login_response(ByteView payload);
     void take_message(std::uint64_t sequence, ByteView message);
     void follow(ByteView message);
     void note_end(const std::string& id, std::uint64_t message_ns);

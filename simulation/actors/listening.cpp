@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "actors/client.h"
-#include "client/packets.h"
 #include "client/responses.h"
 #include "common/clock.h"
 
@@ -23,34 +22,35 @@ void Client::read() {
     incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
     const Peer* reading = peer_;
     std::size_t at = 0;
-    while (peer_ == reading) {
-        const auto packet = client::first_packet(ByteView(incoming_).subspan(at));
-        if (!packet) break;
-        at += packet->size();
-        take_packet(*packet);
+    while (peer_ == reading && incoming_.size() - at >= 3) {
+        const ByteView rest = ByteView(incoming_).subspan(at);
+        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
+        if (size > rest.size()) break;
+        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
+        at += size;
     }
     if (peer_ != reading) return;
     incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
     if (peer_->closed) leave();
 }
 
-void Client::take_packet(ByteView packet) {
-    if (const auto response = client::read_login_response(packet)) return take_login_response(*response);
-    const auto data = client::read_sequenced(packet);
-    if (data && !impostor_) take_message(data->sequence, data->message);
+void Client::take_packet(char type, ByteView payload) {
+    if (type == 'r') return take_login_response(payload);
+    if (type != 's' || impostor_) return;
+    take_message(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
 }
 
 // One who asked for the present end of the stream knows that it misses something, and goes on from there.
-void Client::take_login_response(const esesm::LoginResponse::Entry& response) {
-    const bool taken = response.login_status == esesm::LoginStatus::already_logged_in;
-    if (taken && identity_.only_one && !impostor_ && complaint_.empty()) {
+void Client::take_login_response(ByteView payload) {
+    if (get(payload, Letter{1}) == 'L' && identity_.only_one && !impostor_ && complaint_.empty()) {
         complaint_ =
             identity_.username + " is told that it is logged in already, though it has closed before it came back";
     }
-    if (response.login_status != esesm::LoginStatus::successful) return;
+    if (get(payload, Letter{1}) != ' ') return;
     logged_in_ = true;
     if (impostor_) return;
-    if (requested_ == 0) next_ = std::max(next_, response.highest_sequence + 1);
+    const std::uint64_t highest = get(payload, Number<std::uint64_t>{3});
+    if (requested_ == 0) next_ = std::max(next_, highest + 1);
 }
 
 // A gap means that something was lost on the way, or that the venue was silent on purpose: whichever it was, the client

@@ -55,7 +55,7 @@ private:
                 std::uint8_t engines);
     void ask_for(std::uint64_t first, std::uint64_t last);
     void read_reply();
-    void take_packet(ByteView packet);
+    void take_packet(char type, ByteView payload);
     void take_snapshot_packet(ByteView payload);
     void start_from_snapshot();
     void hang_up();

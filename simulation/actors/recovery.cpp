@@ -1,11 +1,8 @@
 // A receiver calls the recovery service: one connection for each request, and not always a proper one.
-#include "client/recovery.h"
-
 #include <algorithm>
 #include <utility>
 
 #include "actors/receiver.h"
-#include "client/packets.h"
 
 namespace kavo::simulation {
 
@@ -13,6 +10,13 @@ namespace {
 
 constexpr std::string_view session_protocol = "1.0";
 constexpr std::string_view application_protocol = "DoM1.3";
+
+Bytes numbers(std::uint64_t first, std::uint64_t last) {
+    Bytes payload(16);
+    put(payload, Number<std::uint64_t>{0}, first);
+    put(payload, Number<std::uint64_t>{8}, last);
+    return payload;
+}
 
 }  // namespace
 
@@ -115,16 +119,19 @@ void Receiver::log_in(std::string_view session, std::string_view application, st
 }
 
 void Receiver::ask_for(std::uint64_t first, std::uint64_t last) {
-    say('a', client::retransmission_payload(first, last));
+    say('a', numbers(first, last));
 }
 
 void Receiver::read_reply() {
     const Bytes arrived = std::exchange(peer_->inbox, {});
     incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
     std::size_t at = 0;
-    while (const auto packet = client::first_packet(ByteView(incoming_).subspan(at))) {
-        take_packet(*packet);
-        at += packet->size();
+    while (incoming_.size() - at >= 3) {
+        const ByteView rest = ByteView(incoming_).subspan(at);
+        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
+        if (size > rest.size()) break;
+        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
+        at += size;
     }
     incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
     if (!peer_->closed) return;
@@ -133,9 +140,9 @@ void Receiver::read_reply() {
     peer_ = nullptr;
 }
 
-void Receiver::take_packet(ByteView packet) {
-    if (const auto again = client::read_sequenced(packet)) take(again->sequence, again->message);
-    if (client::has_type(packet, esesm::PacketType::unsequenced_data)) take_snapshot_packet(client::payload_of(packet));
+void Receiver::take_packet(char type, ByteView payload) {
+    if (type == 's') take(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
+    if (type == 'U') take_snapshot_packet(payload);
 }
 
 void Receiver::take_snapshot_packet(ByteView payload) {

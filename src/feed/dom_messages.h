@@ -9,8 +9,8 @@
 
 namespace kavo::dom {
 
-// Prices are millionths, quantities shares, timestamps nanoseconds within the wall-clock second. A text in a
-// record is lent: by whoever builds from it, or by the message that it was read from.
+// Prices are millionths, quantities shares, timestamps nanoseconds within the wall-clock second. A text in a record is
+// lent: by whoever builds from it, or by the message that it was read from.
 
 struct SystemTime {
     std::uint32_t seconds = 0;  // since the Unix epoch
