@@ -176,19 +176,19 @@ std::string SideBySide::handle(const Request& request) {
     OutboundMessages answers;
     std::optional<Answers> expected;
     if (request.kind == Request::Kind::new_order) {
-        meo::NewOrderRequest parsed;
-        handled = meo::parse_new_order(request.message, parsed);
-        if (handled) engine_.new_order(request.client, parsed, answers);
+        const auto parsed = meo::read_new_order(request.message);
+        handled = parsed.has_value();
+        if (handled) engine_.new_order(request.client, *parsed, answers);
         expected = venue.new_order(request.client, request.message);
     } else if (request.kind == Request::Kind::modify) {
-        meo::ModifyRequest parsed;
-        handled = meo::parse_modify(request.message, parsed);
-        if (handled) engine_.modify(request.client, parsed, answers);
+        const auto parsed = meo::read_modify(request.message);
+        handled = parsed.has_value();
+        if (handled) engine_.modify(request.client, *parsed, answers);
         expected = venue.modify(request.client, request.message);
     } else {
-        meo::CancelRequest parsed;
-        handled = meo::parse_cancel(request.message, parsed);
-        if (handled) engine_.cancel(request.client, parsed, answers);
+        const auto parsed = meo::read_cancel(request.message);
+        handled = parsed.has_value();
+        if (handled) engine_.cancel(request.client, *parsed, answers);
         expected = venue.cancel(request.client, request.message);
     }
     if (handled != expected.has_value()) return "one side takes this for a request and the other does not\n";
