@@ -116,11 +116,10 @@ private:
 
     void enter(client::NewOrder order, WirePrice price) {
         order.price = price;
-        meo::NewOrderRequest request;
         const Bytes message = order.bytes();
-        meo::parse_new_order(message, request);
+        const auto request = meo::read_new_order(message);
         answers_.clear();
-        engine_.new_order(0, request, answers_);
+        engine_.new_order(0, *request, answers_);
         engine_.outbox.clear();
         feed_.flush();
     }

@@ -47,7 +47,7 @@ struct Settings {
 
 Bytes sequenced_answer(std::size_t message_size) {
     Bytes packet(esesm::sequenced_size(message_size));
-    esesm::write_sequenced(packet, 1, Bytes(message_size));
+    esesm::build_sequenced(packet, 1, Bytes(message_size));
     return packet;
 }
 
@@ -85,7 +85,7 @@ const Script& cancelled_order() {
 // As long as those of a venue with one product: the login's own answer, the session and the product.
 const Script& login() {
     static const Script script{
-        {esesm::build_login_response({{}}), sequenced_answer(meo::layout::start_of_session::size),
+        {build(esesm::LoginResponse{{{}}}), sequenced_answer(meo::layout::start_of_session::size),
          sequenced_answer(meo::layout::symbol_update::size)},
         {},
         {}};

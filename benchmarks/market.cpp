@@ -62,12 +62,11 @@ void Market::fill_history() {
 }
 
 void Market::rest_orders(std::size_t count, ClientHandle client) {
-    meo::NewOrderRequest request;
     for (std::size_t i = 0; i < count; ++i) {
         if (client == crowd) resting_.push_back(entered_);
-        meo::parse_new_order(packets_.new_order(entered_++).subspan(header_size), request);
+        const auto request = meo::read_new_order(packets_.new_order(entered_++).subspan(header_size));
         answers_.clear();
-        engine.new_order(client, request, answers_);
+        engine.new_order(client, *request, answers_);
         feed.flush();
     }
 }

@@ -1,6 +1,6 @@
 #include "client/dial.h"
 
-#include <netinet/in.h>
+#include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,6 +25,12 @@ int dial(std::uint16_t port, int receive_buffer) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return socket;
+}
+
+in_addr ipv4_address(const std::string& text) {
+    in_addr address{};
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1) throw std::runtime_error("no address: " + text);
+    return address;
 }
 
 }  // namespace kavo::client

@@ -1,8 +1,11 @@
-// A connection to a service of the venue, as a client opens one.
+// Addresses and connections, as a client of the venue needs them.
 #pragma once
+
+#include <netinet/in.h>
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace kavo::client {
 
@@ -13,5 +16,8 @@ inline constexpr std::chrono::seconds patience{20};
 // Throws when nobody listens.
 //   receive_buffer  bytes; 0 is the system's choice
 int dial(std::uint16_t port, int receive_buffer = 0);
+
+// An IPv4 address of four numbers. Throws for anything else.
+in_addr ipv4_address(const std::string& text);
 
 }  // namespace kavo::client

@@ -1,6 +1,5 @@
 #include "client/feed_reader.h"
 
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,8 +9,8 @@
 #include <stdexcept>
 
 #include "client/dial.h"
+#include "client/feed_messages.h"
 #include "client/transcript.h"
-#include "common/socket.h"
 
 namespace kavo::client {
 
@@ -28,14 +27,14 @@ constexpr int receive_buffer_bytes = 4 << 20;  // a receiver that is late must n
 }
 
 int open_receiver(const std::string& address, std::uint16_t port) {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr = ipv4_address(address);
     const int receiver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(receiver, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     setsockopt(receiver, SOL_SOCKET, SO_RCVBUF, &receive_buffer_bytes, sizeof receive_buffer_bytes);
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    name.sin_addr = to_address(address);
     if (bind(receiver, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
         give_up(receiver, "cannot listen on " + address + ":" + std::to_string(port));
     }
@@ -43,7 +42,7 @@ int open_receiver(const std::string& address, std::uint16_t port) {
 }
 
 bool is_multicast(const std::string& address) {
-    return IN_MULTICAST(ntohl(to_address(address).s_addr));
+    return IN_MULTICAST(ntohl(ipv4_address(address).s_addr));
 }
 
 }  // namespace
@@ -51,10 +50,10 @@ bool is_multicast(const std::string& address) {
 // SO_REUSEADDR would let two tests share a port, but the system never chooses one that is taken.
 FeedReader::FeedReader() : socket_(open_receiver("127.0.0.1", 0)) {}
 
-FeedReader::FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address)
-    : socket_(open_receiver(group, port)) {
+FeedReader::FeedReader(const std::string& group, std::uint16_t port, const std::string& interface_address) {
+    const ip_mreq membership{ipv4_address(group), ipv4_address(interface_address)};
+    socket_ = open_receiver(group, port);
     if (!is_multicast(group)) return;
-    ip_mreq membership{to_address(group), to_address(interface_address)};
     if (setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0) {
         give_up(socket_, "cannot join " + group + " on " + interface_address);
     }
@@ -86,7 +85,7 @@ std::optional<FeedReader::Packet> FeedReader::next_packet(std::chrono::milliseco
         const std::optional<Bytes> datagram = next_datagram(longest);
         if (!datagram) return std::nullopt;
         ByteView rest = *datagram;
-        while (const auto packet = mach::take_packet(rest)) {
+        while (const auto packet = read_feed_packet(rest)) {
             packets_.push_back({packet->header, Bytes(packet->message.begin(), packet->message.end())});
         }
         if (packets_.empty()) throw std::runtime_error("a datagram without packets");
@@ -103,7 +102,7 @@ std::string FeedReader::next_message(const std::string& start) {
     while (steady_clock::now() < deadline) {
         const std::optional<Packet> packet = next_packet(std::chrono::milliseconds(100));
         if (!packet || packet->message.empty()) continue;
-        const std::string text = dom_text(packet->message);
+        std::string text = dom_text(packet->message);
         if (text.starts_with(start)) return text;
     }
     return {};

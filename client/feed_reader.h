@@ -54,7 +54,7 @@ public:
 private:
     std::optional<std::string> next_line(std::chrono::milliseconds longest);
 
-    int socket_;
+    int socket_ = -1;
     std::deque<Packet> packets_;  // of the latest datagram
     std::uint64_t last_sequence_ = 0;
     std::size_t datagrams_ = 0;

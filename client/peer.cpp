@@ -10,8 +10,8 @@
 #include <stdexcept>
 
 #include "client/dial.h"
+#include "client/packets.h"
 #include "client/transcript.h"
-#include "client/wire_client.h"
 #include "session/esesm.h"
 
 namespace kavo::client {
@@ -25,10 +25,6 @@ using std::chrono::steady_clock;
 bool wait_for(int socket, short event, milliseconds longest) {
     pollfd polled{socket, event, 0};
     return poll(&polled, 1, static_cast<int>(std::max(longest, milliseconds(0)).count())) > 0;
-}
-
-bool has_type(ByteView packet, esesm::PacketType type) {
-    return get(packet, esesm::layout::packet::type) == static_cast<char>(type);
 }
 
 }  // namespace
@@ -123,18 +119,6 @@ std::optional<ByteView> Peer::next_packet(milliseconds longest) {
 void Peer::break_off() const {
     const linger at_once{1, 0};
     setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-}
-
-std::uint64_t sequence_of(ByteView packet) {
-    if (!has_type(packet, esesm::PacketType::sequenced_data)) return 0;
-    return get(packet, esesm::layout::sequenced_packet::sequence);
-}
-
-bool is_accepted_login(ByteView packet) {
-    namespace at = esesm::layout::login_response;
-    if (!has_type(packet, esesm::PacketType::login_response)) return false;
-    const ByteView entry = packet.subspan(esesm::layout::packet::header_size + at::min_size);
-    return get(entry, at::entry::login_status) == static_cast<char>(esesm::LoginStatus::successful);
 }
 
 }  // namespace kavo::client

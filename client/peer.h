@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 
+#include "client/packets.h"
 #include "client/requests.h"
 #include "common/bytes.h"
 
@@ -64,11 +65,5 @@ private:
     bool reset_ = false;     // as sending has shown; what had come before that may still be taken
     End end_ = End::none;
 };
-
-// The number of a sequenced packet; 0 for a packet of any other type.
-std::uint64_t sequence_of(ByteView packet);
-
-// True for a login response that accepts.
-bool is_accepted_login(ByteView packet);
 
 }  // namespace kavo::client

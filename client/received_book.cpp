@@ -1,7 +1,7 @@
 #include "client/received_book.h"
 
+#include "client/feed_messages.h"
 #include "client/transcript.h"
-#include "feed/dom_messages.h"
 
 namespace kavo::client {
 
@@ -25,14 +25,16 @@ std::string truth_side(LevelIterator level, LevelIterator end) {
 }  // namespace
 
 std::uint32_t ReceivedBook::apply(ByteView message) {
-    if (dom::SeriesDefinition m; read(message, m)) books_[m.secid].symbol = m.symbol;
-    if (dom::AddOrder m; read(message, m)) return add(m.order_id, {m.secid, m.side == 'B', m.price, m.quantity});
-    if (dom::ModifyOrder m; read(message, m)) return change(m.order_id, m.price, m.quantity);
-    if (dom::DeleteOrder m; read(message, m)) return change(m.order_id, 0, 0);
-    if (dom::OrderExecuted m; read(message, m)) {
-        const auto order = orders_.find(m.order_id);
+    if (const auto m = read_series_definition(message)) books_[m->secid].symbol = m->symbol;
+    if (const auto m = read_add_order(message)) {
+        return add(m->order_id, {m->secid, m->side == 'B', m->price, m->quantity});
+    }
+    if (const auto m = read_modify_order(message)) return change(m->order_id, m->price, m->quantity);
+    if (const auto m = read_delete_order(message)) return change(m->order_id, 0, 0);
+    if (const auto m = read_order_executed(message)) {
+        const auto order = orders_.find(m->order_id);
         if (order == orders_.end()) return 0;
-        return change(m.order_id, order->second.price, order->second.quantity - m.quantity);
+        return change(m->order_id, order->second.price, order->second.quantity - m->quantity);
     }
     return 0;
 }

@@ -1,15 +1,13 @@
 #include "client/transcript.h"
 
+#include "client/feed_messages.h"
+#include "client/packets.h"
+#include "client/responses.h"
 #include "common/text.h"
-#include "engine/meo_layout.h"
-#include "feed/dom_messages.h"
-#include "session/esesm.h"
 
 namespace kavo::client {
 
 namespace {
-
-namespace layout = meo::layout;
 
 // One line that grows by words.
 class Line {
@@ -36,126 +34,115 @@ std::string amount(std::uint64_t quantity, WirePrice price) {
 std::string order(std::uint64_t id) {
     return "#" + std::to_string(id);
 }
-std::string quoted(char letter) {
-    return std::string("'") + letter + "'";
+template <typename Code>
+char letter(Code code) {
+    return static_cast<char>(code);
+}
+std::string quoted(char code) {
+    return std::string("'") + code + "'";
 }
 
-std::string new_order_response_text(ByteView m) {
-    namespace at = layout::new_order_response;
+std::string text(const NewOrderResponse& m) {
     Line line("NR");
-    line << terminated_text(m, at::client_order_id);
-    if (get(m, at::reason) == ' ') {
-        line << "accepted" << order(get(m, at::order_id));
+    line << m.client_order_id;
+    if (m.accepted()) {
+        line << "accepted" << order(m.order_id);
     } else {
-        line << "rejected" << quoted(get(m, at::reason));
+        line << "rejected" << quoted(letter(m.reason));
     }
-    return (line << amount(get(m, at::quantity), get(m, at::price))).text();
+    return (line << amount(m.quantity, m.price)).text();
 }
 
-std::string order_accepted_text(ByteView m) {
-    namespace at = layout::order_accepted;
+std::string text(const OrderAccepted& m) {
     Line line("O1");
-    line << terminated_text(m, at::client_order_id) << order(get(m, at::order_id))
-         << ((get(m, at::order_flags) & 1) != 0 ? "sell" : "buy") << amount(get(m, at::quantity), get(m, at::price))
-         << "tif" << get(m, at::tif) << "type" << get(m, at::order_type);
+    line << m.client_order_id << order(m.order_id) << (m.flags.sell() ? "sell" : "buy") << amount(m.quantity, m.price)
+         << "tif" << letter(m.tif) << "type" << letter(m.order_type);
     return line.text();
 }
 
-std::string order_resting_text(ByteView m) {
-    namespace at = layout::order_resting;
+std::string text(const OrderResting& m) {
     Line line("P1");
-    line << terminated_text(m, at::client_order_id) << order(get(m, at::order_id))
-         << "@" + price_text(get(m, at::price)) << (get(m, at::at_touch) == 'Y' ? "touch" : "behind");
+    line << m.client_order_id << order(m.order_id) << "@" + price_text(m.price) << (m.at_touch ? "touch" : "behind");
     return line.text();
 }
 
-std::string execution_text(ByteView m) {
-    namespace at = layout::execution;
+std::string text(const Execution& m) {
     Line line("E1");
-    line << terminated_text(m, at::client_order_id) << amount(get(m, at::quantity), get(m, at::price))
-         << (get(m, at::side) == 0 ? "buy" : "sell") << (get(m, at::liquidity) == 'A' ? "added" : "removed")
-         << std::string{get(m, at::liquidity), get(m, at::market)} << "match" << get(m, at::match_number) << "exec"
-         << get(m, at::execution_id);
+    line << m.client_order_id << amount(m.quantity, m.price) << (m.buy ? "buy" : "sell")
+         << (m.liquidity == meo::Liquidity::added ? "added" : "removed") << std::string{letter(m.liquidity), m.market}
+         << "match" << m.match_number << "exec" << m.execution_id;
     return line.text();
 }
 
-std::string order_cancelled_text(ByteView m) {
-    namespace at = layout::order_cancelled;
+std::string text(const OrderCancelled& m) {
     Line line("XN");
-    line << terminated_text(m, at::client_order_id) << order(get(m, at::order_id)) << "leaves" << get(m, at::leaves)
-         << quoted(get(m, at::reason));
+    line << m.client_order_id << order(m.order_id) << "leaves" << m.leaves << quoted(letter(m.reason));
     return line.text();
 }
 
-std::string modify_response_text(ByteView m) {
-    namespace at = layout::modify_response;
+std::string text(const ModifyResponse& m) {
     Line line("MR");
-    line << terminated_text(m, at::client_order_id) << "for" << terminated_text(m, at::orig_client_order_id);
-    if (get(m, at::reason) == ' ') {
-        line << "accepted" << order(get(m, at::order_id)) << "leaves" << get(m, at::leaves);
+    line << m.client_order_id << "for" << m.orig_client_order_id;
+    if (m.accepted()) {
+        line << "accepted" << order(m.order_id) << "leaves" << m.leaves;
     } else {
-        line << "rejected" << quoted(get(m, at::reason)) << order(get(m, at::order_id));
+        line << "rejected" << quoted(letter(m.reason)) << order(m.order_id);
     }
     return line.text();
 }
 
-std::string modify_notification_text(ByteView m) {
-    namespace at = layout::modify_notification;
+std::string text(const ModifyNotification& m) {
     Line line("MN");
-    line << terminated_text(m, at::client_order_id) << "for" << terminated_text(m, at::orig_client_order_id)
-         << order(get(m, at::order_id)) << amount(get(m, at::quantity), get(m, at::price)) << "leaves"
-         << get(m, at::leaves) << "tif" << get(m, at::tif);
+    line << m.client_order_id << "for" << m.orig_client_order_id << order(m.order_id) << amount(m.quantity, m.price)
+         << "leaves" << m.leaves << "tif" << letter(m.tif);
     return line.text();
 }
 
-std::string cancel_response_text(ByteView m) {
-    namespace at = layout::cancel_response;
+std::string text(const CancelResponse& m) {
     Line line("CR");
-    line << terminated_text(m, at::client_order_id) << "of" << terminated_text(m, at::orig_client_order_id);
-    if (get(m, at::reason) == ' ') {
-        line << "accepted" << order(get(m, at::order_id));
+    line << m.client_order_id << "of" << m.orig_client_order_id;
+    if (m.accepted()) {
+        line << "accepted" << order(m.order_id);
     } else {
-        line << "rejected" << quoted(get(m, at::reason));
-        if (get(m, at::order_id) != 0) line << order(get(m, at::order_id));
+        line << "rejected" << quoted(letter(m.reason));
+        if (m.order_id != 0) line << order(m.order_id);
     }
     return line.text();
 }
 
-std::string start_of_session_text(ByteView m) {
-    namespace at = layout::start_of_session;
-    return (Line("SN") << padded_text(m, at::version) << "session" << get(m, at::session)).text();
+std::string text(const StartOfSession& m) {
+    return (Line("SN") << m.version << "session" << m.session).text();
 }
 
-std::string symbol_update_text(ByteView m) {
-    namespace at = layout::symbol_update;
-    return (Line("SU") << get(m, at::product_id) << padded_text(m, at::symbol) << get(m, at::listing_market)).text();
+std::string text(const SymbolUpdate& m) {
+    return (Line("SU") << m.product_id << m.symbol << m.listing_market).text();
 }
 
-struct Response {
-    std::string_view type;
-    std::size_t size;
-    std::string (*text)(ByteView message);
-};
-constexpr Response responses[] = {
-    {"NR", layout::new_order_response::size, new_order_response_text},
-    {"O1", layout::order_accepted::size, order_accepted_text},
-    {"P1", layout::order_resting::size, order_resting_text},
-    {"E1", layout::execution::size, execution_text},
-    {"XN", layout::order_cancelled::size, order_cancelled_text},
-    {"MR", layout::modify_response::size, modify_response_text},
-    {"MN", layout::modify_notification::size, modify_notification_text},
-    {"CR", layout::cancel_response::size, cancel_response_text},
-    {"SN", layout::start_of_session::size, start_of_session_text},
-    {"SU", layout::symbol_update::size, symbol_update_text},
-};
+std::string text(const dom::AddOrder& m) {
+    Line line("add");
+    line << m.secid << order(m.order_id) << m.side << amount(m.quantity, m.price);
+    if (!m.attribution.empty()) line << m.attribution;
+    return line.text();
+}
 
-std::string login_response_text(ByteView payload) {
-    namespace at = esesm::layout::login_response;
-    const ByteView entry = payload.subspan(at::min_size, at::entry::size);
-    const char status = get(entry, at::entry::login_status);
-    return "login " + (status == ' ' ? "accepted" : "rejected " + quoted(status)) + ", engine " +
-           std::to_string(get(entry, at::entry::matching_engine_id)) + ", highest " +
-           std::to_string(get(entry, at::entry::highest_sequence));
+std::string text(const dom::ModifyOrder& m) {
+    Line line("modify");
+    line << m.secid << order(m.order_id) << amount(m.quantity, m.price);
+    if (m.lost_priority) line << "lost priority";
+    return line.text();
+}
+
+std::string text(const dom::OrderExecuted& m) {
+    Line line("executed");
+    line << m.secid << order(m.order_id) << amount(m.quantity, m.price) << "match" << m.match_number << "resting"
+         << (m.resting_sell ? 'S' : 'B');
+    return line.text();
+}
+
+std::string text(const esesm::LoginResponse::Entry& response) {
+    const bool accepted = response.login_status == esesm::LoginStatus::successful;
+    return "login " + (accepted ? "accepted" : "rejected " + quoted(letter(response.login_status))) + ", engine " +
+           std::to_string(response.matching_engine_id) + ", highest " + std::to_string(response.highest_sequence);
 }
 
 std::string unknown(ByteView message) {
@@ -171,61 +158,46 @@ std::string price_text(WirePrice price) {
 }
 
 std::string meo_text(ByteView message) {
-    for (const Response& response : responses) {
-        if (message.size() == response.size && as_text(message.first(layout::type.size)) == response.type) {
-            return response.text(message);
-        }
-    }
+    if (const auto m = read_new_order_response(message)) return text(*m);
+    if (const auto m = read_order_accepted(message)) return text(*m);
+    if (const auto m = read_order_resting(message)) return text(*m);
+    if (const auto m = read_execution(message)) return text(*m);
+    if (const auto m = read_order_cancelled(message)) return text(*m);
+    if (const auto m = read_modify_response(message)) return text(*m);
+    if (const auto m = read_modify_notification(message)) return text(*m);
+    if (const auto m = read_cancel_response(message)) return text(*m);
+    if (const auto m = read_start_of_session(message)) return text(*m);
+    if (const auto m = read_symbol_update(message)) return text(*m);
     return unknown(message);
 }
 
 std::string dom_text(ByteView message) {
-    if (dom::SystemTime m; read(message, m)) return (Line("time") << m.seconds).text();
-    if (dom::SystemState m; read(message, m)) return (Line("state") << "session" << m.session).text();
-    if (dom::SeriesDefinition m; read(message, m)) {
-        return (Line("definition") << m.secid << m.symbol << m.listing_market).text();
+    if (const auto m = read_system_time(message)) return (Line("time") << m->seconds).text();
+    if (const auto m = read_system_state(message)) return (Line("state") << "session" << m->session).text();
+    if (const auto m = read_series_definition(message)) {
+        return (Line("definition") << m->secid << m->symbol << m->listing_market).text();
     }
-    if (dom::SeriesOpen m; read(message, m)) return (Line("open") << m.secid).text();
-    if (dom::SeriesTradingStatus m; read(message, m)) return (Line("status") << m.secid).text();
-    if (dom::AddOrder m; read(message, m)) {
-        Line line("add");
-        line << m.secid << order(m.order_id) << m.side << amount(m.quantity, m.price);
-        if (!m.attribution.empty()) line << m.attribution;
-        return line.text();
-    }
-    if (dom::ModifyOrder m; read(message, m)) {
-        Line line("modify");
-        line << m.secid << order(m.order_id) << amount(m.quantity, m.price);
-        if (m.lost_priority) line << "lost priority";
-        return line.text();
-    }
-    if (dom::DeleteOrder m; read(message, m)) return (Line("delete") << m.secid << order(m.order_id)).text();
-    if (dom::OrderExecuted m; read(message, m)) {
-        Line line("executed");
-        line << m.secid << order(m.order_id) << amount(m.quantity, m.price) << "match" << m.match_number << "resting"
-             << (m.resting_sell ? 'S' : 'B');
-        return line.text();
-    }
+    if (const auto m = read_series_open(message)) return (Line("open") << m->secid).text();
+    if (const auto m = read_series_trading_status(message)) return (Line("status") << m->secid).text();
+    if (const auto m = read_add_order(message)) return text(*m);
+    if (const auto m = read_modify_order(message)) return text(*m);
+    if (const auto m = read_delete_order(message)) return (Line("delete") << m->secid << order(m->order_id)).text();
+    if (const auto m = read_order_executed(message)) return text(*m);
     return unknown(message);
 }
 
 std::string packet_text(ByteView packet) {
-    namespace sequenced = esesm::layout::sequenced_packet;
-    const ByteView payload = packet.subspan(esesm::layout::packet::header_size);
-    switch (static_cast<esesm::PacketType>(get(packet, esesm::layout::packet::type))) {
-        case esesm::PacketType::login_response: return login_response_text(payload);
-        case esesm::PacketType::goodbye: {
-            const std::string_view text = as_text(payload.subspan(esesm::layout::goodbye::min_size));
-            return "goodbye " + quoted(get(payload, esesm::layout::goodbye::goodbye_reason)) + " " + std::string(text);
-        }
-        case esesm::PacketType::server_heartbeat: return "heartbeat";
-        case esesm::PacketType::replay_complete: return "replay complete";
-        case esesm::PacketType::sequenced_data:
-            return std::to_string(get(packet, sequenced::sequence)) + ": " +
-                   meo_text(packet.subspan(sequenced::header_size));
-        case esesm::PacketType::unsequenced_data: return "unsequenced: " + meo_text(payload);
-        default: return "unknown packet";
+    if (const auto response = read_login_response(packet)) return text(*response);
+    if (const auto goodbye = read_goodbye(packet)) {
+        return "goodbye " + quoted(letter(goodbye->reason)) + " " + std::string(goodbye->text);
     }
+    if (const auto data = read_sequenced(packet)) {
+        return std::to_string(data->sequence) + ": " + meo_text(data->message);
+    }
+    if (has_type(packet, esesm::PacketType::unsequenced_data)) return "unsequenced: " + meo_text(payload_of(packet));
+    if (has_type(packet, esesm::PacketType::server_heartbeat)) return "heartbeat";
+    if (has_type(packet, esesm::PacketType::replay_complete)) return "replay complete";
+    return "unknown packet";
 }
 
 std::string joined(const std::vector<std::string>& lines) {

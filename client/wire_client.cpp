@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "client/dial.h"
+#include "client/packets.h"
 #include "client/transcript.h"
-#include "common/socket.h"
 
 namespace kavo::client {
 
@@ -15,26 +15,22 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds heartbeat_interval{500};
 constexpr milliseconds longest_wait{100};  // then it is time to look whether a heartbeat is due
 
-bool is_heartbeat(ByteView packet) {
-    return get(packet, esesm::layout::packet::type) == static_cast<char>(esesm::PacketType::server_heartbeat);
+// It waits as long as it is told to, not as long as the session would.
+constexpr Session::Timing timing{.heartbeat_after_ms = 500, .silence_limit_ms = Session::never_ms};
+
+std::uint64_t now_ms() {
+    const auto now = steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<milliseconds>(now).count());
 }
 
 }  // namespace
 
-std::optional<ByteView> first_packet(ByteView bytes) {
-    namespace at = esesm::layout::packet;
-    if (bytes.size() < at::header_size) return std::nullopt;
-    const std::size_t size = end_of(at::length) + get(bytes, at::length);
-    if (bytes.size() < size) return std::nullopt;
-    return bytes.first(size);
-}
-
 std::vector<WireClient*> WireClient::all_;
 
-WireClient::WireClient(std::uint16_t port) : socket_(dial(port)) {
+WireClient::WireClient(std::uint16_t port) : socket_(dial(port)), session_(Login{}, timing) {
+    session_.connected(now_ms());
     all_.push_back(this);
 }
 
@@ -56,50 +52,58 @@ void WireClient::reset() {
 }
 
 void WireClient::send_bytes(ByteView bytes) {
-    last_sent_ = steady_clock::now();
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) return;  // the venue has gone; reading will tell
-        bytes = bytes.subspan(static_cast<std::size_t>(sent));
+    session_.say_bytes(bytes);
+    send_all();
+}
+
+// A venue that has gone takes nothing any more; reading will tell.
+void WireClient::send_all() {
+    while (!session_.to_send().empty()) {
+        const ByteView waiting = session_.to_send();
+        const ssize_t sent = ::send(socket_, waiting.data(), waiting.size(), MSG_NOSIGNAL);
+        session_.sent(sent > 0 ? static_cast<std::size_t>(sent) : waiting.size(), now_ms());
     }
 }
 
 void WireClient::send_packet(char type, ByteView payload) {
-    send_bytes(esesm::build_packet(static_cast<esesm::PacketType>(type), payload));
+    session_.say(static_cast<esesm::PacketType>(type), payload);
+    send_all();
 }
 
 void WireClient::log_in(const Login& login) {
-    send_packet('l', login.payload());
+    session_.log_in(login);
+    send_all();
 }
 void WireClient::send(const NewOrder& order) {
-    send_packet('U', order.bytes());
+    session_.send(order);
+    send_all();
 }
 void WireClient::send(const Replace& request) {
-    send_packet('U', request.bytes());
+    session_.send(request);
+    send_all();
 }
 void WireClient::send(const Cancel& request) {
-    send_packet('U', request.bytes());
+    session_.send(request);
+    send_all();
 }
 void WireClient::send_heartbeat() {
-    send_packet('1');
+    session_.say(esesm::PacketType::client_heartbeat);
+    send_all();
 }
 
 void WireClient::keep_all_alive() {
     for (WireClient* client : all_) {
-        const bool due = steady_clock::now() - client->last_sent_ >= heartbeat_interval;
-        if (due && !client->silent_ && !client->closed_) client->send_heartbeat();
+        if (client->silent_ || client->closed_) continue;
+        client->session_.check_time(now_ms());
+        client->send_all();
     }
 }
 
 std::optional<Bytes> WireClient::take_packet() {
-    const auto first = first_packet(ByteView(received_).subspan(taken_));
-    if (!first) return std::nullopt;
-    Bytes packet(first->begin(), first->end());
-    taken_ += packet.size();
-    if (get(packet, esesm::layout::packet::type) == static_cast<char>(esesm::PacketType::sequenced_data)) {
-        last_sequence_ = get(packet, esesm::layout::sequenced_packet::sequence);
-    }
-    return packet;
+    const auto arrival = session_.next();
+    if (!arrival) return std::nullopt;
+    if (arrival->sequence != 0) last_sequence_ = arrival->sequence;
+    return Bytes(arrival->packet.begin(), arrival->packet.end());
 }
 
 std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
@@ -113,11 +117,10 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
         std::uint8_t chunk[65'536];
         const ssize_t count = recv(socket_, chunk, sizeof chunk, 0);
         if (count <= 0) {
+            session_.disconnected();
             closed_ = true;
         } else {
-            received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(taken_));
-            taken_ = 0;
-            received_.insert(received_.end(), chunk, chunk + count);
+            session_.receive(ByteView(chunk, static_cast<std::size_t>(count)), now_ms());
         }
     }
 }
@@ -125,8 +128,8 @@ std::optional<Bytes> WireClient::next_packet_of_any_kind(milliseconds longest) {
 std::optional<Bytes> WireClient::next_packet() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
-        const auto packet = next_packet_or_heartbeat();
-        if (!packet || !is_heartbeat(*packet)) return packet;
+        auto packet = next_packet_or_heartbeat();
+        if (!packet || !has_type(*packet, esesm::PacketType::server_heartbeat)) return packet;
     }
     return std::nullopt;
 }
@@ -135,7 +138,7 @@ std::optional<Bytes> WireClient::next_packet_or_heartbeat() {
     const auto deadline = steady_clock::now() + patience;
     while (steady_clock::now() < deadline) {
         keep_all_alive();
-        const auto packet = next_packet_of_any_kind(longest_wait);
+        auto packet = next_packet_of_any_kind(longest_wait);
         if (packet || closed_) return packet;
     }
     return std::nullopt;
@@ -155,7 +158,7 @@ std::string WireClient::next(std::size_t count) {
 
 std::string WireClient::next_with(const std::string& part) {
     while (true) {
-        const std::string line = next();
+        std::string line = next();
         if (line.find(part) != std::string::npos || line == "closed" || line == "silence") return line;
     }
 }

@@ -1,4 +1,5 @@
-// An order-entry client on a real TCP connection, as a trading system would be: blocking, and in no hurry.
+// An order-entry client on a real TCP connection, blocking, and in no hurry: a session with a socket. It gives out
+// every packet as it came, and says whatever it is told to, right or wrong.
 #pragma once
 
 #include <chrono>
@@ -8,13 +9,10 @@
 #include <vector>
 
 #include "client/requests.h"
+#include "client/session.h"
 #include "common/bytes.h"
-#include "session/esesm.h"
 
 namespace kavo::client {
-
-// The packet that these bytes begin with; nothing when it is not whole.
-std::optional<ByteView> first_packet(ByteView bytes);
 
 class WireClient {
 public:
@@ -56,21 +54,22 @@ public:
 
     // The number of the latest sequenced message that was read; the next login asks for the one after it.
     std::uint64_t last_sequence() const { return last_sequence_; }
+    // What the session has made of the packets that were read.
+    const Session& session() const { return session_; }
     bool closed() const { return closed_; }
     int socket() const { return socket_; }
 
 private:
     std::optional<Bytes> take_packet();
+    void send_all();
     static void keep_all_alive();
 
     static std::vector<WireClient*> all_;
 
     int socket_;
-    Bytes received_;
-    std::size_t taken_ = 0;  // bytes of it that have been given out as packets
+    Session session_;
     bool closed_ = false;
     bool silent_ = false;
-    std::chrono::steady_clock::time_point last_sent_ = std::chrono::steady_clock::now();
     std::uint64_t last_sequence_ = 0;
 };
 

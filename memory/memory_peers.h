@@ -29,6 +29,9 @@ struct MemoryPeer {
     bool waiting = false;   // the last packet may still wait for another
     bool finished = false;  // by the service
     int closed = 0;         // by the service, so often
+
+    // What a poll would find: bytes, or an end.
+    bool has_input() const { return !sends.empty() || ended || broken || (finished && !stays); }
 };
 
 class MemoryPeers {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <map>
 
+#include "client/feed_messages.h"
 #include "client/transcript.h"
 #include "common/clock.h"
-#include "feed/mach.h"
 #include "model/fields.h"
 #include "model/wire.h"
 
@@ -109,7 +109,7 @@ void Teller::tell_bytes(const std::string& who, int fd, const Bytes& bytes) {
 }
 
 void Teller::tell_datagram(ByteView datagram) {
-    while (const auto packet = mach::take_packet(datagram)) {
+    while (const auto packet = client::read_feed_packet(datagram)) {
         const std::string number = std::to_string(packet->header.sequence) + ": ";
         const bool bare = packet->message.empty();
         say("feed", number + (bare ? (packet->header.sequence == 0 ? "start" : "heartbeat")

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "client/packets.h"
 #include "client/transcript.h"
 #include "client/wire_client.h"
 #include "session/esesm.h"
@@ -123,13 +124,9 @@ bool next_line(WireClient& client, std::string& line) {
 
 // Why a packet is no accepted login; empty for one that is.
 std::string refusal(kavo::ByteView packet) {
-    namespace at = kavo::esesm::layout;
-    if (packet_text(packet).starts_with("login accepted")) return {};
-    if (kavo::get(packet, at::packet::type) != 'r') return "refused";
-    const kavo::ByteView entry = packet.subspan(at::packet::header_size + at::login_response::min_size);
-    const auto status =
-        static_cast<kavo::esesm::LoginStatus>(kavo::get(entry, at::login_response::entry::login_status));
-    return std::string(kavo::esesm::login_status_text(status));
+    if (is_accepted_login(packet)) return {};
+    const auto response = read_login_response(packet);
+    return response ? std::string(kavo::esesm::login_status_text(response->login_status)) : "refused";
 }
 
 // Returns when the venue has let the user in.

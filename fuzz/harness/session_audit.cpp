@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "feed/mach.h"
+#include "client/feed_messages.h"
 #include "harness/harness.h"
 
 namespace kavo::fuzz {
@@ -139,7 +139,7 @@ void SessionAudit::check_feed() {
     for (; datagrams_read_ < venue_.datagrams.size(); ++datagrams_read_) {
         ByteView datagram = venue_.datagrams[datagrams_read_];
         require(datagram.size() <= 1400, "a datagram has at most 1400 bytes");
-        while (const auto packet = mach::take_packet(datagram)) {
+        while (const auto packet = client::read_feed_packet(datagram)) {
             if (packet->header.type == mach::PacketType::application_data) ++feed_sequence_;
             require(packet->header.sequence == feed_sequence_, "the numbers of the feed have no gaps");
         }

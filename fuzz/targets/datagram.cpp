@@ -2,8 +2,7 @@
 // when they are built again.
 #include <algorithm>
 
-#include "feed/dom_messages.h"
-#include "feed/mach.h"
+#include "client/feed_messages.h"
 #include "harness/harness.h"
 #include "harness/literal_login.h"
 
@@ -12,22 +11,22 @@ namespace {
 
 // What is read of a message is all that a receiver knows of it: built from that, it must read the same.
 template <typename Record>
-int reads_as(ByteView message) {
-    Record record;
-    if (!read(message, record)) return 0;
-    const auto rebuilt = build(record);
+int reads_as(std::optional<Record> (*read)(ByteView message), ByteView message) {
+    const auto record = read(message);
+    if (!record) return 0;
+    const auto rebuilt = build(*record);
     require(rebuilt.size() == message.size() && rebuilt[0] == message[0], "a message is read when it has its size");
-    Record again;
-    require(read(rebuilt, again) && build(again) == rebuilt, "a message built from what was read reads the same");
+    const auto again = read(rebuilt);
+    require(again && build(*again) == rebuilt, "a message built from what was read reads the same");
     return 1;
 }
 
 void read_message(ByteView message) {
-    const int kinds = reads_as<dom::SystemTime>(message) + reads_as<dom::SystemState>(message) +
-                      reads_as<dom::SeriesDefinition>(message) + reads_as<dom::SeriesOpen>(message) +
-                      reads_as<dom::SeriesTradingStatus>(message) + reads_as<dom::AddOrder>(message) +
-                      reads_as<dom::ModifyOrder>(message) + reads_as<dom::DeleteOrder>(message) +
-                      reads_as<dom::OrderExecuted>(message);
+    const int kinds = reads_as(client::read_system_time, message) + reads_as(client::read_system_state, message) +
+                      reads_as(client::read_series_definition, message) + reads_as(client::read_series_open, message) +
+                      reads_as(client::read_series_trading_status, message) +
+                      reads_as(client::read_add_order, message) + reads_as(client::read_modify_order, message) +
+                      reads_as(client::read_delete_order, message) + reads_as(client::read_order_executed, message);
     require(kinds <= 1, "a message is of one type at most");
 }
 
@@ -42,7 +41,7 @@ void take_apart(ByteView datagram) {
     while (true) {
         const ByteView before = datagram;
         const std::size_t size = literal_size(before);
-        const auto packet = mach::take_packet(datagram);
+        const auto packet = client::read_feed_packet(datagram);
         require(packet.has_value() == (size != 0), "a packet is taken when it is whole");
         if (!packet) return;
         count_step();

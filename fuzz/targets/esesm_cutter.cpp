@@ -9,7 +9,7 @@
 namespace kavo::fuzz {
 namespace {
 
-using Received = std::optional<esesm::ReceiveBuffer::Packet>;
+using Received = std::optional<esesm::Packet>;
 using Expected = std::optional<LiteralCutter::Packet>;
 
 constexpr std::size_t most_chunk_sizes = 16;

@@ -22,11 +22,11 @@ bool same(const LoginRequest& read, const LiteralLogin& literal) {
 }
 
 // One login for each entry, each answered in another way.
-std::vector<esesm::LoginResponseEntry> answers_to(const LoginRequest& request) {
-    std::vector<esesm::LoginResponseEntry> answers;
+esesm::LoginResponse answers_to(const LoginRequest& request) {
+    esesm::LoginResponse answers;
     for (const LoginRequest::Entry& entry : request.entries) {
         const auto status = static_cast<esesm::LoginStatus>(entry.requested_sequence);
-        answers.push_back({status, entry.matching_engine_id, entry.requested_sequence});
+        answers.entries.push_back({status, entry.matching_engine_id, entry.requested_sequence});
     }
     return answers;
 }
@@ -40,9 +40,10 @@ ByteView only_packet(esesm::ReceiveBuffer& buffer, const Bytes& packet, esesm::P
     return cut->payload;
 }
 
-void check_response(const std::vector<esesm::LoginResponseEntry>& answers) {
+void check_response(const esesm::LoginResponse& response) {
+    const std::vector<esesm::LoginResponse::Entry>& answers = response.entries;
     esesm::ReceiveBuffer buffer;
-    const Bytes packet = esesm::build_login_response(answers);
+    const Bytes packet = build(response);
     const ByteView payload = only_packet(buffer, packet, esesm::PacketType::login_response);
     require(payload.size() == 1 + 10 * answers.size() && payload[0] == answers.size(), "a response holds its entries");
     for (std::size_t i = 0; i < answers.size(); ++i) {
@@ -58,23 +59,19 @@ void check_goodbye(const LoginRequest& request) {
     const std::string text(login_status_text(status));
     require(!text.empty(), "every status has a text");
     esesm::ReceiveBuffer buffer;
-    const Bytes packet = esesm::build_goodbye(esesm::GoodbyeReason::done, text);
+    const Bytes packet = build(esesm::Goodbye{esesm::GoodbyeReason::done, text});
     const ByteView payload = only_packet(buffer, packet, esesm::PacketType::goodbye);
     require(as_text(payload) == "A" + text, "a goodbye is its reason and its text");
 }
 
 void read_login(ByteView payload) {
-    LoginRequest request;
-    const bool read = parse_login_request(payload, request);
+    const auto request = esesm::read_login_request(payload);
     const std::optional<LiteralLogin> literal = literal_login(payload);
-    require(read == literal.has_value(), "a login is read when it is as long as it says");
-    if (!read) return;
-    require(same(request, *literal), "a login is read as it stands on paper");
-
-    LoginRequest used{"old", "old", "old", "old", {{1, 1}, {2, 2}}};
-    require(parse_login_request(payload, used) && same(used, *literal), "a record can be used again");
-    check_response(answers_to(request));
-    check_goodbye(request);
+    require(request.has_value() == literal.has_value(), "a login is read when it is as long as it says");
+    if (!request) return;
+    require(same(*request, *literal), "a login is read as it stands on paper");
+    check_response(answers_to(*request));
+    check_goodbye(*request);
 }
 
 }  // namespace

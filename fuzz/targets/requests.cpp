@@ -53,51 +53,48 @@ void check_order_reports(const meo::NewOrderRequest& request, const model::Order
 }
 
 bool check_new_order(ByteView message, const model::Bytes& paper) {
-    meo::NewOrderRequest request;
-    const bool read = parse_new_order(message, request);
+    const auto request = meo::read_new_order(message);
     const std::optional<model::NewOrder> literal = model::read_new_order(paper);
-    require(read == literal.has_value(), "a new order is read when it is one");
-    if (!read) return false;
+    require(request.has_value() == literal.has_value(), "a new order is read when it is one");
+    if (!request) return false;
     const auto reason = meo::NewOrderReason::invalid_price;
-    require(same(build(meo::NewOrderResponse{now_ns, request, order_id, reason}),
+    require(same(build(meo::NewOrderResponse{now_ns, *request, order_id, reason}),
                  model::new_order_response(now_ns, *literal, order_id, 'J')),
             "NR");
     require(
-        same(build(meo::OrderAccepted{now_ns, request, order_id}), model::order_accepted(now_ns, *literal, order_id)),
+        same(build(meo::OrderAccepted{now_ns, *request, order_id}), model::order_accepted(now_ns, *literal, order_id)),
         "O1");
-    require(request.mpid.complete() == (literal->mpid.size() == 4), "a participant has four characters");
-    require(request.client_order_id.empty() == literal->client_order_id.empty(), "an id is empty when it reads so");
-    check_order_reports(request, literal_order(*literal));
+    require(request->mpid.complete() == (literal->mpid.size() == 4), "a participant has four characters");
+    require(request->client_order_id.empty() == literal->client_order_id.empty(), "an id is empty when it reads so");
+    check_order_reports(*request, literal_order(*literal));
     return true;
 }
 
 bool check_modify(ByteView message, const model::Bytes& paper) {
-    meo::ModifyRequest request;
-    const bool read = parse_modify(message, request);
+    const auto request = meo::read_modify(message);
     const std::optional<model::Modify> literal = model::read_modify(paper);
-    require(read == literal.has_value(), "a replace is read when it is one");
-    if (!read) return false;
+    require(request.has_value() == literal.has_value(), "a replace is read when it is one");
+    if (!request) return false;
     model::Order order;
     order.id = order_id;
     order.product_id = 3;
     const auto reason = meo::ModifyReason::scripted;
-    require(same(build(meo::ModifyResponse{now_ns, request, order_id, leaves, reason}),
+    require(same(build(meo::ModifyResponse{now_ns, *request, order_id, leaves, reason}),
                  model::modify_response(now_ns, *literal, order_id, leaves, 'H')),
             "MR");
-    require(same(build(meo::ModifyNotification{now_ns, request, order.product_id, order_id, leaves}),
+    require(same(build(meo::ModifyNotification{now_ns, *request, order.product_id, order_id, leaves}),
                  model::modify_notice(now_ns, *literal, order, leaves)),
             "MN");
     return true;
 }
 
 bool check_cancel(ByteView message, const model::Bytes& paper) {
-    meo::CancelRequest request;
-    const bool read = parse_cancel(message, request);
+    const auto request = meo::read_cancel(message);
     const std::optional<model::Cancel> literal = model::read_cancel(paper);
-    require(read == literal.has_value(), "a cancel is read when it is one");
-    if (!read) return false;
+    require(request.has_value() == literal.has_value(), "a cancel is read when it is one");
+    if (!request) return false;
     const auto reason = meo::CancelReason::unknown_or_late;
-    require(same(build(meo::CancelResponse{now_ns, request, order_id, reason}),
+    require(same(build(meo::CancelResponse{now_ns, *request, order_id, reason}),
                  model::cancel_response(now_ns, *literal, order_id, 'D')),
             "CR");
     return true;

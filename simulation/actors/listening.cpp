@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "actors/client.h"
+#include "client/responses.h"
 #include "common/clock.h"
-#include "engine/meo_layout.h"
 
 namespace kavo::simulation {
 
@@ -71,33 +71,27 @@ void Client::take_message(std::uint64_t sequence, ByteView message) {
 }
 
 void Client::follow(ByteView message) {
-    namespace layout = meo::layout;
-    const std::string_view type = as_text(message.first(2));
-    const auto id_in = [&](Text field) { return std::string(terminated_text(message, field)); };
-    if (type == "O1") {
-        namespace at = layout::order_accepted;
-        open_[id_in(at::client_order_id)] = {get(message, at::product_id), (get(message, at::order_flags) & 1) == 0,
-                                             get(message, at::price), get(message, at::quantity), 0};
-    } else if (type == "P1") {
+    if (const auto accepted = client::read_order_accepted(message)) {
+        open_[std::string(accepted->client_order_id)] = {accepted->product_id, !accepted->flags.sell(), accepted->price,
+                                                         accepted->quantity, 0};
+    } else if (client::read_order_resting(message)) {
         agenda_.add(stage_.now_ms() + unsolicited_cancel_delay_ms - dice_.below(2));
-    } else if (type == "E1") {
-        namespace at = layout::execution;
-        const auto order = open_.find(id_in(at::client_order_id));
+    } else if (const auto fill = client::read_execution(message)) {
+        const auto order = open_.find(std::string(fill->client_order_id));
         if (order == open_.end()) return;
-        const std::uint32_t quantity = std::min(order->second.leaves, get(message, at::quantity));
+        const std::uint32_t quantity = std::min(order->second.leaves, fill->quantity);
         order->second.leaves -= quantity;
         order->second.executed += quantity;
-        if (order->second.leaves == 0) note_end(std::string(order->first), get(message, layout::timestamp));
-    } else if (type == "XN") {
-        note_end(id_in(layout::order_cancelled::client_order_id), get(message, layout::timestamp));
-    } else if (type == "MN") {
-        namespace at = layout::modify_notification;
-        auto order = open_.extract(id_in(at::orig_client_order_id));
-        if (order.empty() || get(message, at::leaves) == 0) return;
-        note_end(order.key(), get(message, layout::timestamp));
-        order.key() = id_in(at::client_order_id);
-        order.mapped().price = get(message, at::price);
-        order.mapped().leaves = get(message, at::leaves);
+        if (order->second.leaves == 0) note_end(std::string(order->first), fill->timestamp);
+    } else if (const auto gone = client::read_order_cancelled(message)) {
+        note_end(std::string(gone->client_order_id), gone->timestamp);
+    } else if (const auto replaced = client::read_modify_notification(message)) {
+        auto order = open_.extract(std::string(replaced->orig_client_order_id));
+        if (order.empty() || replaced->leaves == 0) return;
+        note_end(order.key(), replaced->timestamp);
+        order.key() = std::string(replaced->client_order_id);
+        order.mapped().price = replaced->price;
+        order.mapped().leaves = replaced->leaves;
         open_.insert(std::move(order));
     }
 }

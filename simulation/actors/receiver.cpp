@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "client/feed_messages.h"
 #include "client/transcript.h"
-#include "feed/mach.h"
 
 namespace kavo::simulation {
 
@@ -43,7 +43,7 @@ void Receiver::take_datagrams() {
 }
 
 void Receiver::take_datagram(ByteView datagram) {
-    while (const auto packet = mach::take_packet(datagram)) {
+    while (const auto packet = client::read_feed_packet(datagram)) {
         if (packet->header.type == mach::PacketType::heartbeat) {
             last_known_ = std::max(last_known_, packet->header.sequence);
         }

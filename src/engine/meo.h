@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -116,11 +117,14 @@ struct CancelRequest {
     std::uint32_t product_id = 0;
 };
 
-// Each parser is false for another type and for a message that is too short; content is the engine's to judge.
-// What lies behind the smallest size is ignored.
-bool parse_new_order(ByteView message, NewOrderRequest& request);
-bool parse_modify(ByteView message, ModifyRequest& request);
-bool parse_cancel(ByteView message, CancelRequest& request);
+// The texts are lent by the message.
+EchoFields read_echo(ByteView message, const layout::Echo& at);
+
+// Nothing for another type and for a message that is too short; content is the engine's to judge. What lies behind the
+// smallest size is ignored.
+std::optional<NewOrderRequest> read_new_order(ByteView message);
+std::optional<ModifyRequest> read_modify(ByteView message);
+std::optional<CancelRequest> read_cancel(ByteView message);
 
 enum class NewOrderReason : char {
     accepted = ' ',

@@ -16,7 +16,9 @@ ClientOrderId get_client_order_id(ByteView message, Text field) {
     return ClientOrderId(terminated_text(message, field));
 }
 
-EchoFields get_echo(ByteView message, const layout::Echo& at) {
+}  // namespace
+
+EchoFields read_echo(ByteView message, const layout::Echo& at) {
     return {get(message, at.a),
             get(message, at.b),
             get(message, at.c),
@@ -29,11 +31,14 @@ EchoFields get_echo(ByteView message, const layout::Echo& at) {
             get(message, at.g)};
 }
 
-}  // namespace
+// Each record is made in its place at the caller's, and filled there: an order is never copied on its way to the
+// engine.
 
-bool parse_new_order(ByteView message, NewOrderRequest& request) {
+std::optional<NewOrderRequest> read_new_order(ByteView message) {
     namespace at = layout::new_order;
-    if (!is_message(message, "N1", at::min_size)) return false;
+    std::optional<NewOrderRequest> read;
+    if (!is_message(message, "N1", at::min_size)) return read;
+    NewOrderRequest& request = read.emplace();
     request.mpid = get_mpid(message, at::mpid);
     request.client_order_id = get_client_order_id(message, at::client_order_id);
     request.product_id = get(message, at::product_id);
@@ -42,14 +47,16 @@ bool parse_new_order(ByteView message, NewOrderRequest& request) {
     request.flags = {get(message, at::order_flags)};
     request.tif = static_cast<TimeInForce>(get(message, at::tif));
     request.order_type = static_cast<OrderType>(get(message, at::order_type));
-    request.echo = get_echo(message, at::echo);
+    request.echo = read_echo(message, at::echo);
     request.expire_time = get(message, at::expire_time);
-    return true;
+    return read;
 }
 
-bool parse_modify(ByteView message, ModifyRequest& request) {
+std::optional<ModifyRequest> read_modify(ByteView message) {
     namespace at = layout::modify;
-    if (!is_message(message, "M1", at::min_size)) return false;
+    std::optional<ModifyRequest> read;
+    if (!is_message(message, "M1", at::min_size)) return read;
+    ModifyRequest& request = read.emplace();
     request.mpid = get_mpid(message, at::mpid);
     request.client_order_id = get_client_order_id(message, at::client_order_id);
     request.orig_client_order_id = get_client_order_id(message, at::orig_client_order_id);
@@ -58,17 +65,19 @@ bool parse_modify(ByteView message, ModifyRequest& request) {
     request.quantity = get(message, at::quantity);
     request.echo = get(message, at::echo);
     request.tif = static_cast<TimeInForce>(get(message, at::tif));
-    return true;
+    return read;
 }
 
-bool parse_cancel(ByteView message, CancelRequest& request) {
+std::optional<CancelRequest> read_cancel(ByteView message) {
     namespace at = layout::cancel;
-    if (!is_message(message, "CO", at::min_size)) return false;
+    std::optional<CancelRequest> read;
+    if (!is_message(message, "CO", at::min_size)) return read;
+    CancelRequest& request = read.emplace();
     request.mpid = get_mpid(message, at::mpid);
     request.client_order_id = get_client_order_id(message, at::client_order_id);
     request.orig_client_order_id = get_client_order_id(message, at::orig_client_order_id);
     request.product_id = get(message, at::product_id);
-    return true;
+    return read;
 }
 
 }  // namespace kavo::meo

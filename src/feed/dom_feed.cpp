@@ -14,13 +14,13 @@ DomFeed::DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_dat
       last_flush_ms_(clock.steady_ms()) {}
 
 void DomFeed::send_start() {
-    way_out_.send_untouched(mach::bare_packet(0, mach::PacketType::start, session_));
+    way_out_.send_untouched(build(mach::Header{.type = mach::PacketType::start, .session = session_}));
     begin_datagram();
 }
 
 void DomFeed::publish(ByteView message) {
     const std::uint64_t sequence = history.next();
-    esesm::write_sequenced(history.append(esesm::sequenced_size(message.size())), sequence, message);
+    esesm::build_sequenced(history.append(esesm::sequenced_size(message.size())), sequence, message);
     history.trim(history_limit_messages);
     ++counters.messages;
 
@@ -51,7 +51,8 @@ void DomFeed::flush() {
 void DomFeed::heartbeat_when_idle() {
     if (elapsed_ms(clock_.steady_ms(), last_flush_ms_) < heartbeat_after_ms) return;
     flush();
-    way_out_.send_untouched(mach::bare_packet(last_sequence(), mach::PacketType::heartbeat, session_));
+    way_out_.send_untouched(
+        build(mach::Header{.sequence = last_sequence(), .type = mach::PacketType::heartbeat, .session = session_}));
     begin_datagram();
 }
 

@@ -18,10 +18,6 @@ void put_type(MutableBytes message, MessageType type) {
     put(message, layout::type, static_cast<std::uint8_t>(type));
 }
 
-bool is_message(ByteView message, MessageType type, std::size_t size) {
-    return message.size() == size && get(message, layout::type) == static_cast<std::uint8_t>(type);
-}
-
 }  // namespace
 
 std::array<std::uint8_t, layout::system_time::size> build(const SystemTime& record) {
@@ -128,79 +124,6 @@ std::array<std::uint8_t, layout::order_executed::size> build(const OrderExecuted
     put(message, at::quantity, record.quantity);
     put(message, at::resting_sell, static_cast<std::uint8_t>(record.resting_sell));
     return message;
-}
-
-bool read(ByteView message, SystemTime& record) {
-    namespace at = layout::system_time;
-    if (!is_message(message, MessageType::system_time, at::size)) return false;
-    record = {get(message, at::seconds)};
-    return true;
-}
-
-bool read(ByteView message, SystemState& record) {
-    namespace at = layout::system_state;
-    if (!is_message(message, MessageType::system_state, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::session)};
-    return true;
-}
-
-bool read(ByteView message, SeriesDefinition& record) {
-    namespace at = layout::series_definition;
-    if (!is_message(message, MessageType::series_definition, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid), padded_text(message, at::symbol),
-              get(message, at::listing_market)};
-    return true;
-}
-
-bool read(ByteView message, SeriesOpen& record) {
-    namespace at = layout::series_open;
-    if (!is_message(message, MessageType::series_open, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid)};
-    return true;
-}
-
-bool read(ByteView message, SeriesTradingStatus& record) {
-    namespace at = layout::series_trading_status;
-    if (!is_message(message, MessageType::series_trading_status, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid)};
-    return true;
-}
-
-bool read(ByteView message, AddOrder& record) {
-    namespace at = layout::add_order;
-    if (!is_message(message, MessageType::add_order, at::size)) return false;
-    record = {get(message, layout::timestamp),
-              get(message, at::secid),
-              get(message, at::order_id),
-              get(message, at::side),
-              get(message, at::price),
-              get(message, at::quantity),
-              padded_text(message, at::attribution)};
-    return true;
-}
-
-bool read(ByteView message, ModifyOrder& record) {
-    namespace at = layout::modify_order;
-    if (!is_message(message, MessageType::modify_order, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid),    get(message, at::order_id),
-              get(message, at::price),         get(message, at::quantity), get(message, at::flag) != 0};
-    return true;
-}
-
-bool read(ByteView message, DeleteOrder& record) {
-    namespace at = layout::delete_order;
-    if (!is_message(message, MessageType::delete_order, at::size)) return false;
-    record = {get(message, layout::timestamp), get(message, at::secid), get(message, at::order_id)};
-    return true;
-}
-
-bool read(ByteView message, OrderExecuted& record) {
-    namespace at = layout::order_executed;
-    if (!is_message(message, MessageType::order_executed, at::size)) return false;
-    record = {get(message, layout::timestamp),    get(message, at::secid), get(message, at::order_id),
-              get(message, at::match_number),     get(message, at::price), get(message, at::quantity),
-              get(message, at::resting_sell) != 0};
-    return true;
 }
 
 }  // namespace kavo::dom

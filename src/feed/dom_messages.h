@@ -1,4 +1,4 @@
-// The messages of the depth-of-market feed as plain records, built into bytes and read back from them.
+// The messages of the depth-of-market feed as plain records, and built into bytes.
 #pragma once
 
 #include <array>
@@ -9,8 +9,8 @@
 
 namespace kavo::dom {
 
-// Prices are millionths, quantities shares, timestamps nanoseconds within the wall-clock second. A text that a record
-// lends must outlive the call that builds from it; a text read back is owned by the message that was read.
+// Prices are millionths, quantities shares, timestamps nanoseconds within the wall-clock second. A text in a record is
+// lent: by whoever builds from it, or by the message that it was read from.
 
 struct SystemTime {
     std::uint32_t seconds = 0;  // since the Unix epoch
@@ -74,16 +74,5 @@ std::array<std::uint8_t, layout::add_order::size> build(const AddOrder& record);
 std::array<std::uint8_t, layout::modify_order::size> build(const ModifyOrder& record);
 std::array<std::uint8_t, layout::delete_order::size> build(const DeleteOrder& record);
 std::array<std::uint8_t, layout::order_executed::size> build(const OrderExecuted& record);
-
-// True when the message has this type and exactly its size.
-bool read(ByteView message, SystemTime& record);
-bool read(ByteView message, SystemState& record);
-bool read(ByteView message, SeriesDefinition& record);
-bool read(ByteView message, SeriesOpen& record);
-bool read(ByteView message, SeriesTradingStatus& record);
-bool read(ByteView message, AddOrder& record);
-bool read(ByteView message, ModifyOrder& record);
-bool read(ByteView message, DeleteOrder& record);
-bool read(ByteView message, OrderExecuted& record);
 
 }  // namespace kavo::dom

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 
 #include "common/bytes.h"
 
@@ -29,23 +28,13 @@ inline constexpr std::size_t max_datagram_bytes = 1400;
 
 struct Header {
     std::uint64_t sequence = 0;
-    std::uint16_t length = layout::header_size;
+    std::uint16_t length = layout::header_size;  // of the whole packet
     PacketType type = PacketType::heartbeat;
     std::uint8_t session = 0;
 };
 
-// Writes the header at the start of `packet`, whose length it states.
-void write_header(MutableBytes packet, std::uint64_t sequence, PacketType type, std::uint8_t session);
-
-// A packet that is nothing but its header: start and heartbeat.
-using BarePacket = std::array<std::uint8_t, layout::header_size>;
-BarePacket bare_packet(std::uint64_t sequence, PacketType type, std::uint8_t session);
-
-struct Packet {
-    Header header;
-    ByteView message;  // empty for start and heartbeat
-};
-// Takes the first packet off a datagram; nothing when what is left is no whole packet.
-std::optional<Packet> take_packet(ByteView& datagram);
+using HeaderBytes = std::array<std::uint8_t, layout::header_size>;
+// A start or a heartbeat is nothing else.
+HeaderBytes build(const Header& header);
 
 }  // namespace kavo::mach

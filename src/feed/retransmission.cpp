@@ -115,7 +115,7 @@ void Retransmission::run_timer(RConn& connection) {
     say_goodbye(connection, GoodbyeReason::login_timeout, esesm::login_timeout_text);
 }
 
-void Retransmission::on_rconn_packet(RConn& connection, const esesm::ReceiveBuffer::Packet& packet) {
+void Retransmission::on_rconn_packet(RConn& connection, const esesm::Packet& packet) {
     switch (packet.type) {
         case esesm::PacketType::login_request: return log_in(connection, packet.payload);
         case esesm::PacketType::client_heartbeat:
@@ -128,18 +128,18 @@ void Retransmission::on_rconn_packet(RConn& connection, const esesm::ReceiveBuff
 }
 
 void Retransmission::log_in(RConn& connection, ByteView payload) {
-    esesm::LoginRequest request;
-    if (!esesm::parse_login_request(payload, request)) {
+    const auto request = esesm::read_login_request(payload);
+    if (!request) {
         return say_goodbye(connection, GoodbyeReason::bad_packet, esesm::malformed_login_text);
     }
-    const LoginStatus status = check(request);
-    send(connection, esesm::build_login_response({{status, session_, feed_.last_sequence()}}));
+    const LoginStatus status = check(*request);
+    send(connection, build(esesm::LoginResponse{{{status, session_, feed_.last_sequence()}}}));
     if (status == LoginStatus::successful) {
         connection.logged_in = true;
         return;
     }
     const std::string_view text = login_status_text(status);
-    commentary_.say("bench: retransmission login %s REJECTED (%c: %s)\n", request.username.c_str(),
+    commentary_.say("bench: retransmission login %s REJECTED (%c: %s)\n", request->username.c_str(),
                     static_cast<char>(status), std::string(text).c_str());
     // One who asked for a wrong sequence may try again on the same connection.
     if (status != LoginStatus::invalid_start_sequence) say_goodbye(connection, GoodbyeReason::done, text);
@@ -182,7 +182,7 @@ bool Retransmission::send_rest(RConn& connection) {
 
 // Nothing more of the connection is handled. It ends when the receiver has taken everything.
 void Retransmission::say_goodbye(RConn& connection, GoodbyeReason reason, std::string_view text) {
-    send(connection, esesm::build_goodbye(reason, text));
+    send(connection, build(esesm::Goodbye{reason, text}));
     farewells_.add(std::exchange(connection.fd, no_socket), std::exchange(connection.outgoing, {}));
 }
 

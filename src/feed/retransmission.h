@@ -8,39 +8,10 @@
 
 #include "common/farewells.h"
 #include "feed/dom_feed.h"
+#include "feed/recovery_layout.h"
 #include "session/esesm.h"
 
 namespace kavo {
-
-namespace layout::retransmission_request {  // payload of a retransmission request packet
-inline constexpr Number<std::uint64_t> first{0};
-inline constexpr Number<std::uint64_t> last{8};  // inclusive
-inline constexpr std::size_t min_size = end_of(last);
-static_assert(adjoin(first, last));
-}  // namespace layout::retransmission_request
-
-namespace layout::refresh_request {  // payload of an unsequenced packet from the receiver
-inline constexpr Letter request{0};  // 'R'
-inline constexpr Letter refresh_type{1};
-inline constexpr std::size_t min_size = end_of(refresh_type);
-static_assert(adjoin(request, refresh_type));
-}  // namespace layout::refresh_request
-
-namespace layout::refresh_message {  // payload of an unsequenced packet to the receiver; the message follows
-inline constexpr Letter reply{0};    // 'r'
-inline constexpr Number<std::uint64_t> as_of{1};
-inline constexpr std::size_t header_size = end_of(as_of);
-static_assert(adjoin(reply, as_of));
-}  // namespace layout::refresh_message
-
-namespace layout::refresh_end {
-inline constexpr Letter end{0};  // 'E'
-inline constexpr Letter refresh_type{1};
-inline constexpr std::size_t size = end_of(refresh_type);
-static_assert(adjoin(end, refresh_type));
-}  // namespace layout::refresh_end
-
-enum class RefreshType : char { all = 'O', definitions = 'S', system_state = 's', trading_status = 't' };
 
 // One receiver's connection, until it has been told goodbye.
 struct RConn {
@@ -90,7 +61,7 @@ private:
     void take_turn(RConn& connection, std::uint64_t until_ns);
     void read(RConn& connection);
     void cut_packets(RConn& connection, std::uint64_t until_ns);
-    void on_rconn_packet(RConn& connection, const esesm::ReceiveBuffer::Packet& packet);
+    void on_rconn_packet(RConn& connection, const esesm::Packet& packet);
     void log_in(RConn& connection, ByteView payload);
     void retransmit(RConn& connection, ByteView payload);
     void send(RConn& connection, ByteView bytes);

@@ -134,7 +134,7 @@ void OrderEntry::serve_packets(ClientHandle handle, std::uint64_t until_ns) {
     if (serving.open()) push(serving);
 }
 
-void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::Packet& packet) {
+void OrderEntry::handle_packet(ClientHandle handle, const esesm::Packet& packet) {
     MeoClient& sender = client(handle);
     switch (packet.type) {
         case esesm::PacketType::login_request: return log_in(handle, packet.payload);
@@ -152,7 +152,7 @@ void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::
 // Ends a connection without a word to the engine, deliberately even when it is logged in: its orders stay, whatever
 // happens to those of a dropped one.
 void OrderEntry::say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text) {
-    send(client, esesm::build_goodbye(reason, text));
+    send(client, build(esesm::Goodbye{reason, text}));
     close(client);
 }
 

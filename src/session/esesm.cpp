@@ -6,7 +6,7 @@ namespace kavo::esesm {
 
 namespace {
 
-void write_header(MutableBytes packet, PacketType type) {
+void put_header(MutableBytes packet, PacketType type) {
     namespace at = layout::packet;
     put(packet, at::length, static_cast<std::uint16_t>(packet.size() - end_of(at::length)));
     put(packet, at::type, static_cast<char>(type));
@@ -29,40 +29,49 @@ std::string_view login_status_text(LoginStatus status) {
     return "unknown status";
 }
 
-bool parse_login_request(ByteView payload, LoginRequest& request) {
+std::optional<Packet> read_packet(ByteView bytes) {
+    namespace at = layout::packet;
+    if (bytes.size() < end_of(at::length) || get(bytes, at::length) == 0) return std::nullopt;
+    const std::size_t size = end_of(at::length) + get(bytes, at::length);
+    if (bytes.size() < size) return std::nullopt;
+    return Packet{static_cast<PacketType>(get(bytes, at::type)), bytes.first(size).subspan(at::header_size)};
+}
+
+std::optional<LoginRequest> read_login_request(ByteView payload) {
     namespace at = layout::login_request;
-    request.entries.clear();
-    if (payload.size() < at::min_size) return false;
+    if (payload.size() < at::min_size) return std::nullopt;
+    LoginRequest request;
     request.session_protocol_version = padded_text(payload, at::session_protocol_version);
     request.username = padded_text(payload, at::username);
     request.computer_id = padded_text(payload, at::computer_id);
     request.application_protocol_version = padded_text(payload, at::application_protocol_version);
     const std::size_t count = get(payload, at::matching_engine_count);
-    if (payload.size() < at::min_size + count * at::entry::size) return false;
+    if (payload.size() < at::min_size + count * at::entry::size) return std::nullopt;
     for (std::size_t i = 0; i < count; ++i) {
         const ByteView entry = payload.subspan(at::min_size + i * at::entry::size, at::entry::size);
         request.entries.push_back(
             {get(entry, at::entry::matching_engine_id), get(entry, at::entry::requested_sequence)});
     }
-    return true;
+    return request;
 }
 
 Bytes build_packet(PacketType type, ByteView payload) {
     Bytes packet(layout::packet::header_size + payload.size());
-    write_header(packet, type);
+    put_header(packet, type);
     std::copy(payload.begin(), payload.end(), packet.begin() + layout::packet::header_size);
     return packet;
 }
 
-Bytes build_goodbye(GoodbyeReason reason, std::string_view text) {
+Bytes build(const Goodbye& goodbye) {
     Bytes payload(layout::goodbye::min_size);
-    put(payload, layout::goodbye::goodbye_reason, static_cast<char>(reason));
-    payload.insert(payload.end(), text.begin(), text.end());
+    put(payload, layout::goodbye::goodbye_reason, static_cast<char>(goodbye.reason));
+    payload.insert(payload.end(), goodbye.text.begin(), goodbye.text.end());
     return build_packet(PacketType::goodbye, payload);
 }
 
-Bytes build_login_response(const std::vector<LoginResponseEntry>& entries) {
+Bytes build(const LoginResponse& response) {
     namespace at = layout::login_response;
+    const std::vector<LoginResponse::Entry>& entries = response.entries;
     Bytes payload(at::min_size + entries.size() * at::entry::size);
     put(payload, at::entry_count, static_cast<std::uint8_t>(entries.size()));
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -74,34 +83,19 @@ Bytes build_login_response(const std::vector<LoginResponseEntry>& entries) {
     return build_packet(PacketType::login_response, payload);
 }
 
-void write_sequenced(MutableBytes packet, std::uint64_t sequence, ByteView message) {
+void build_sequenced(MutableBytes packet, std::uint64_t sequence, ByteView message) {
     namespace at = layout::sequenced_packet;
-    write_header(packet, PacketType::sequenced_data);
+    put_header(packet, PacketType::sequenced_data);
     put(packet, at::sequence, sequence);
     put(packet, at::matching_engine_id, only_matching_engine);
     std::copy(message.begin(), message.end(), packet.begin() + at::header_size);
 }
 
-std::size_t ReceiveBuffer::whole_packet_size() const {
-    constexpr auto length = layout::packet::length;
-    if (rest().size() < end_of(length) || get(rest(), length) == 0) return 0;
-    const std::size_t size = end_of(length) + get(rest(), length);
-    return size <= rest().size() ? size : 0;
-}
-
-std::optional<ReceiveBuffer::Packet> ReceiveBuffer::next() const {
-    namespace at = layout::packet;
-    const std::size_t size = whole_packet_size();
-    if (size == 0) return std::nullopt;
-    const ByteView packet = rest().first(size);
-    return Packet{static_cast<PacketType>(get(packet, at::type)), packet.subspan(at::header_size)};
-}
-
-std::optional<ReceiveBuffer::Packet> ReceiveBuffer::cut() {
+std::optional<Packet> ReceiveBuffer::cut() {
     namespace at = layout::packet;
     if (rest().size() >= end_of(at::length) && get(rest(), at::length) == 0) cut_ = bytes_.size();
     const auto packet = next();
-    cut_ += whole_packet_size();
+    if (packet) cut_ += at::header_size + packet->payload.size();
     return packet;
 }
 

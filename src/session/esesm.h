@@ -114,20 +114,35 @@ struct LoginRequest {
     std::vector<Entry> entries;
 };
 
-struct LoginResponseEntry {
-    LoginStatus login_status = LoginStatus::successful;
-    std::uint8_t matching_engine_id = 0;
-    std::uint64_t highest_sequence = 0;  // the last number assigned, 0 when there was none
+struct LoginResponse {
+    struct Entry {
+        LoginStatus login_status = LoginStatus::successful;
+        std::uint8_t matching_engine_id = 0;
+        std::uint64_t highest_sequence = 0;  // the last number assigned, 0 when there was none
+    };
+    std::vector<Entry> entries;
 };
 
-// False when the payload is cut short; `request` then holds nothing to rely on. Bytes behind the last entry are
-// ignored.
-bool parse_login_request(ByteView payload, LoginRequest& request);
+struct Goodbye {
+    GoodbyeReason reason = GoodbyeReason::done;
+    std::string_view text;  // lent
+};
+
+// A packet as it lies in the bytes that it was read from.
+struct Packet {
+    PacketType type;
+    ByteView payload;
+};
+
+// The packet that these bytes begin with; nothing while it is not whole, and for a length of zero.
+std::optional<Packet> read_packet(ByteView bytes);
+// Nothing when the payload is cut short. Bytes behind the last entry are ignored.
+std::optional<LoginRequest> read_login_request(ByteView payload);
 
 // Builders give one whole packet, ready to be sent. A payload is at most 65,534 bytes; nobody hands them more.
 Bytes build_packet(PacketType type, ByteView payload);
-Bytes build_goodbye(GoodbyeReason reason, std::string_view text);
-Bytes build_login_response(const std::vector<LoginResponseEntry>& entries);
+Bytes build(const Goodbye& goodbye);
+Bytes build(const LoginResponse& response);
 
 inline constexpr std::uint8_t only_matching_engine = 1;  // deliberately not the session that a login response carries
 
@@ -142,24 +157,20 @@ inline constexpr std::array<std::uint8_t, 4> replay_complete{
 constexpr std::size_t sequenced_size(std::size_t message_size) {
     return layout::sequenced_packet::header_size + message_size;
 }
-void write_sequenced(MutableBytes packet, std::uint64_t sequence, ByteView message);
+void build_sequenced(MutableBytes packet, std::uint64_t sequence, ByteView message);
 
 // What has been received and not yet been cut into packets.
 class ReceiveBuffer {
 public:
-    struct Packet {
-        PacketType type;
-        ByteView payload;  // valid until the buffer is touched again
-    };
-
-    // The next whole packet, in arrival order; nothing while it is incomplete. A length of zero makes the rest
-    // unreadable: everything received so far is thrown away, and reading starts afresh with whatever arrives next.
+    // The next whole packet, in arrival order, valid until the buffer is touched again; nothing while it is incomplete.
+    // A length of zero makes the rest unreadable: everything received so far is thrown away, and reading starts afresh
+    // with whatever arrives next.
     std::optional<Packet> cut();
 
     // True when the next cut() gives a packet.
-    bool holds_packet() const { return whole_packet_size() != 0; }
+    bool holds_packet() const { return next().has_value(); }
     // That packet, left where it is; nothing when there is none.
-    std::optional<Packet> next() const;
+    std::optional<Packet> next() const { return read_packet(rest()); }
     // Bytes that have not been cut.
     std::size_t size() const { return rest().size(); }
 
@@ -168,7 +179,6 @@ public:
 
 private:
     ByteView rest() const { return ByteView(bytes_).subspan(cut_); }
-    std::size_t whole_packet_size() const;  // of the next packet; 0 when it is not there yet
 
     Bytes bytes_;
     std::size_t cut_ = 0;  // bytes before this one have been handed out

@@ -23,15 +23,15 @@ bool may_try_again(LoginStatus status) {
 }  // namespace
 
 void OrderEntry::log_in(ClientHandle handle, ByteView payload) {
-    esesm::LoginRequest request;
-    if (!esesm::parse_login_request(payload, request)) {
+    const auto request = esesm::read_login_request(payload);
+    if (!request) {
         return say_goodbye(client(handle), esesm::GoodbyeReason::bad_packet, esesm::malformed_login_text);
     }
     // Even a login that is rejected leaves a stream for its name, deliberately before the checks.
-    SessionStream& stream = streams_[request.username];
-    const LoginStatus status = check(handle, request, stream);
-    if (status != LoginStatus::successful) return reject(client(handle), request, stream, status);
-    accept(handle, request, stream);
+    SessionStream& stream = streams_[request->username];
+    const LoginStatus status = check(handle, *request, stream);
+    if (status != LoginStatus::successful) return reject(client(handle), *request, stream, status);
+    accept(handle, *request, stream);
 }
 
 LoginStatus OrderEntry::check(ClientHandle handle, const esesm::LoginRequest& request, const SessionStream& stream) {
@@ -62,9 +62,9 @@ bool OrderEntry::waits_for_replay(ClientHandle handle) {
         case esesm::PacketType::client_heartbeat:
         case esesm::PacketType::client_test: return false;
         case esesm::PacketType::login_request: {
-            esesm::LoginRequest request;
-            if (!esesm::parse_login_request(packet->payload, request)) return true;
-            return check(handle, request, streams_[request.username]) != LoginStatus::successful;
+            const auto request = esesm::read_login_request(packet->payload);
+            if (!request) return true;
+            return check(handle, *request, streams_[request->username]) != LoginStatus::successful;
         }
         default: return true;
     }
@@ -99,7 +99,7 @@ void OrderEntry::reject(MeoClient& client, const esesm::LoginRequest& request, c
     commentary_.say("bench: login %s REJECTED (%c: %s; requested seq %llu, stream next %llu)\n",
                     request.username.c_str(), static_cast<char>(status), std::string(text).c_str(),
                     printable(requested), printable(stream.next_sequence()));
-    send(client, esesm::build_login_response({{status, session_, stream.next_sequence() - 1}}));
+    send(client, build(esesm::LoginResponse{{{status, session_, stream.next_sequence() - 1}}}));
     if (!may_try_again(status)) say_goodbye(client, esesm::GoodbyeReason::done, text);
 }
 
@@ -116,7 +116,7 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
     commentary_.say(
         "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
         user.username.c_str(), printable(requested), printable(next), printable(accepted), printable(next - accepted));
-    start_replay(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), accepted);
+    start_replay(user, build(esesm::LoginResponse{{{LoginStatus::successful, session_, next - 1}}}), accepted);
 
     if (stream.stored.size() == 0) {
         answers_.clear();

@@ -122,7 +122,7 @@ private:
     void look_again(ClientHandle handle, std::uint64_t turn_ns);
     ReadEnd read(MeoClient& client);
     void serve_packets(ClientHandle handle, std::uint64_t until_ns);
-    void handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::Packet& packet);
+    void handle_packet(ClientHandle handle, const esesm::Packet& packet);
     void say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std::string_view text);
     void drop(ClientHandle handle, std::string_view reason, Announce announce);
     void close(MeoClient& client);

@@ -23,16 +23,16 @@ void OrderEntry::dispatch(ClientHandle handle, ByteView message) {
 
 // False for a type that nobody knows and for a message that is too short for its type.
 bool OrderEntry::handle_request(ClientHandle handle, ByteView message) {
-    if (meo::NewOrderRequest request; meo::parse_new_order(message, request)) {
-        engine_.new_order(handle, request, answers_);
+    if (const auto request = meo::read_new_order(message)) {
+        engine_.new_order(handle, *request, answers_);
         return true;
     }
-    if (meo::CancelRequest request; meo::parse_cancel(message, request)) {
-        engine_.cancel(handle, request, answers_);
+    if (const auto request = meo::read_cancel(message)) {
+        engine_.cancel(handle, *request, answers_);
         return true;
     }
-    if (meo::ModifyRequest request; meo::parse_modify(message, request)) {
-        engine_.modify(handle, request, answers_);
+    if (const auto request = meo::read_modify(message)) {
+        engine_.modify(handle, *request, answers_);
         return true;
     }
     return false;
@@ -43,7 +43,7 @@ void OrderEntry::end_bad_session(ClientHandle handle, ByteView message) {
     const std::string type(as_text(message.first(type_size)));
     commentary_.say("bench: bad MEO message '%s' (%zu bytes) from %s — goodbye\n", type.c_str(), message.size(),
                     sender.username.c_str());
-    send(sender, esesm::build_goodbye(esesm::GoodbyeReason::bad_packet, "unknown or malformed application message"));
+    send(sender, build(esesm::Goodbye{esesm::GoodbyeReason::bad_packet, "unknown or malformed application message"}));
     drop(handle, "bad packet", Announce::yes);
 }
 

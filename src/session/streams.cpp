@@ -52,7 +52,7 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std:
 ByteView OrderEntry::store(SessionStream& stream, ByteView message) {
     const std::uint64_t sequence = stream.next_sequence();
     const MutableBytes packet = stream.stored.append(esesm::sequenced_size(message.size()));
-    esesm::write_sequenced(packet, sequence, message);
+    esesm::build_sequenced(packet, sequence, message);
     return packet;
 }
 

@@ -248,11 +248,11 @@ TEST(Cancel, AfterTooManyOrdersHaveEndedFindsThemAllForgotten) {
     venue.engine.order_truth.log.write_to({});  // a hundred thousand lines that nobody would read
     const auto end_one = [&](std::uint64_t number) {
         const std::string id = "i" + std::to_string(number);
-        meo::NewOrderRequest request;
         OutboundMessages answers;
         const Bytes message = buy(id).immediate().at("1.00").bytes();
-        ASSERT_TRUE(meo::parse_new_order(message, request));
-        venue.engine.new_order(0, request, answers);
+        const auto request = meo::read_new_order(message);
+        ASSERT_TRUE(request);
+        venue.engine.new_order(0, *request, answers);
         ASSERT_EQ(answers.size(), 3u);
     };
     const auto late = [&](const std::string& id) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "client/feed_messages.h"
 #include "feed/dom_messages.h"
 #include "support/bytes_of_feed.h"
 #include "support/venue.h"
@@ -121,24 +122,24 @@ TEST(SystemTime, StandsInFrontOfEveryKindOfBookChange) {
 TEST(BookChange, IsStampedWithTheNanosecondsOfItsSecond) {
     Venue venue;
     venue.enter(buy("b1").at("1.00"));
-    dom::AddOrder added;
-    ASSERT_TRUE(read(venue.published_bytes().back(), added));
-    EXPECT_EQ(added.timestamp, 123'456'789u);
+    const auto added = client::read_add_order(venue.published_bytes().back());
+    ASSERT_TRUE(added);
+    EXPECT_EQ(added->timestamp, 123'456'789u);
     venue.clock.advance_ms(1000);
     venue.enter(sell("s1").shares(50).at("1.00"));
-    dom::OrderExecuted executed;
-    ASSERT_TRUE(read(venue.published_bytes().back(), executed));
-    EXPECT_EQ(executed.timestamp, 123'456'789u);
+    const auto executed = client::read_order_executed(venue.published_bytes().back());
+    ASSERT_TRUE(executed);
+    EXPECT_EQ(executed->timestamp, 123'456'789u);
     venue.clock.advance_ms(1);
     venue.replace(replace("b1", "b2").at("1.00"));
-    dom::ModifyOrder modified;
-    ASSERT_TRUE(read(venue.published_bytes().back(), modified));
-    EXPECT_EQ(modified.timestamp, 124'456'789u);
+    const auto modified = client::read_modify_order(venue.published_bytes().back());
+    ASSERT_TRUE(modified);
+    EXPECT_EQ(modified->timestamp, 124'456'789u);
     venue.clock.advance_ms(1);
     venue.cancel(cancel("b2"));
-    dom::DeleteOrder deleted;
-    ASSERT_TRUE(read(venue.published_bytes().back(), deleted));
-    EXPECT_EQ(deleted.timestamp, 125'456'789u);
+    const auto deleted = client::read_delete_order(venue.published_bytes().back());
+    ASSERT_TRUE(deleted);
+    EXPECT_EQ(deleted->timestamp, 125'456'789u);
 }
 
 TEST(StateBuilders, TellTheSessionAndTheProducts) {
@@ -190,10 +191,14 @@ TEST(StateBuilders, LeaveTheStampToTheFeed) {
     Venue venue;
     venue.enter(buy("b1").at("1.00"));
     venue.clock.advance_ms(1);
-    dom::AddOrder added;
-    venue.feed.state.resting_orders([&](ByteView message) { ASSERT_TRUE(read(message, added)); });
-    EXPECT_EQ(added.order_id, 1000u);
-    EXPECT_EQ(added.timestamp, 0u);
+    int orders = 0;
+    venue.feed.state.resting_orders([&](ByteView message) {
+        const auto added = client::read_add_order(message);
+        ASSERT_TRUE(added);
+        EXPECT_EQ(added->timestamp, 0u);
+        ++orders;
+    });
+    EXPECT_EQ(orders, 1);
 }
 
 }  // namespace

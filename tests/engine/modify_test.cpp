@@ -241,11 +241,11 @@ TEST(Replace, NotifiesWithTheProductOfTheOrderWhateverTheRequestSays) {
     venue.enter(buy("b1").product(2).at("189.95"));
     Replace replacement = replace("b1", "b2").at("189.96");
     replacement.product_id = 77;
-    meo::ModifyRequest request;
     const Bytes message = replacement.bytes();
-    ASSERT_TRUE(meo::parse_modify(message, request));
+    const auto request = meo::read_modify(message);
+    ASSERT_TRUE(request);
     OutboundMessages answers;
-    venue.engine.modify(0, request, answers);
+    venue.engine.modify(0, *request, answers);
     ASSERT_EQ(answers.size(), 2u);
     EXPECT_EQ(get(answers[0].message.bytes(), layout::modify_response::product_id), 77u);
     EXPECT_EQ(get(answers[1].message.bytes(), layout::modify_notification::product_id), 2u);

@@ -281,20 +281,20 @@ public:
         return times.size();
     }
     std::size_t times_of(std::size_t lines, const NewOrder& order) {
-        meo::NewOrderRequest request;
         const Bytes message = order.bytes();
-        EXPECT_TRUE(meo::parse_new_order(message, request));
-        return times_of(lines, [&](OutboundMessages& answers) { engine.new_order(0, request, answers); });
+        const auto request = meo::read_new_order(message);
+        EXPECT_TRUE(request);
+        return times_of(lines, [&](OutboundMessages& answers) { engine.new_order(0, *request, answers); });
     }
     std::size_t times_of(std::size_t lines, const Replace& replacement) {
-        meo::ModifyRequest request;
-        EXPECT_TRUE(meo::parse_modify(replacement.bytes(), request));
-        return times_of(lines, [&](OutboundMessages& answers) { engine.modify(0, request, answers); });
+        const auto request = meo::read_modify(replacement.bytes());
+        EXPECT_TRUE(request);
+        return times_of(lines, [&](OutboundMessages& answers) { engine.modify(0, *request, answers); });
     }
     std::size_t times_of(std::size_t lines, const Cancel& cancellation) {
-        meo::CancelRequest request;
-        EXPECT_TRUE(meo::parse_cancel(cancellation.bytes(), request));
-        return times_of(lines, [&](OutboundMessages& answers) { engine.cancel(0, request, answers); });
+        const auto request = meo::read_cancel(cancellation.bytes());
+        EXPECT_TRUE(request);
+        return times_of(lines, [&](OutboundMessages& answers) { engine.cancel(0, *request, answers); });
     }
 };
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "client/feed_messages.h"
 #include "engine/meo_layout.h"
 #include "feed/dom_messages.h"
 #include "support/bytes_of_feed.h"
@@ -19,11 +20,11 @@ VenueSettings standing_market() {
 
 // The id that an order gets now, far from the market. The next one gets a later id.
 std::uint64_t next_order_id(Venue& venue) {
-    meo::NewOrderRequest request;
     OutboundMessages answers;
     const Bytes message = buy("probe").immediate().at("0.01").bytes();
-    EXPECT_TRUE(meo::parse_new_order(message, request));
-    venue.engine.new_order(0, request, answers);
+    const auto request = meo::read_new_order(message);
+    EXPECT_TRUE(request);
+    venue.engine.new_order(0, *request, answers);
     return get(answers.front().message.bytes(), meo::layout::new_order_response::order_id);
 }
 
@@ -83,9 +84,9 @@ TEST(SyntheticMarket, FillsASideUpFromThreeLevelsToFour) {
         venue.engine.tick();
         std::string sides;
         for (const Bytes& message : venue.published_bytes()) {
-            dom::AddOrder added;
-            ASSERT_TRUE(read(message, added));
-            sides += added.side;
+            const auto added = client::read_add_order(message);
+            ASSERT_TRUE(added);
+            sides += added->side;
         }
         if (sides.starts_with("SSS")) {
             EXPECT_EQ(sides, "SSSB");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "client/feed_messages.h"
 #include "feed/dom_messages.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
@@ -142,8 +143,8 @@ constexpr std::uint64_t within(std::uint64_t second, std::uint64_t ns = 0) {
 std::string announcements(const DomFeed& feed) {
     std::string list;
     for (std::uint64_t sequence = 1; sequence < feed.next_sequence(); ++sequence) {
-        dom::SystemTime time;
-        list += read(feed.message(sequence), time) ? std::to_string(time.seconds) : ".";
+        const auto time = client::read_system_time(feed.message(sequence));
+        list += time ? std::to_string(time->seconds) : ".";
     }
     return list;
 }

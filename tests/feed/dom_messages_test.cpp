@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "client/feed_messages.h"
 #include "support/bytes_hex.h"
 
 namespace kavo::dom {
@@ -60,75 +61,9 @@ TEST(OrderExecutedMessage, TellsARestingSellFromARestingBuy) {
     EXPECT_EQ(build(OrderExecuted{0, 1, 1, 1, 1, 1, true})[37], 1u);
     EXPECT_EQ(build(OrderExecuted{0, 1, 1, 1, 1, 1, false})[37], 0u);
 
-    OrderExecuted read_back;
-    ASSERT_TRUE(read(build(OrderExecuted{0, 1, 1, 1, 1, 1, false}), read_back));
-    EXPECT_FALSE(read_back.resting_sell);
-}
-
-// Which of the nine readers take a message, as the types they read.
-std::string readers_of(ByteView message) {
-    std::string list;
-    const auto ask = [&](auto record, const char* type) {
-        if (read(message, record)) list += std::string(type) + " ";
-    };
-    ask(SystemTime{}, "time");
-    ask(SystemState{}, "state");
-    ask(SeriesDefinition{}, "definition");
-    ask(SeriesOpen{}, "open");
-    ask(SeriesTradingStatus{}, "status");
-    ask(AddOrder{}, "add");
-    ask(ModifyOrder{}, "modify");
-    ask(DeleteOrder{}, "delete");
-    ask(OrderExecuted{}, "executed");
-    return list;
-}
-
-struct TypeAndSize {
-    std::uint8_t type;
-    std::size_t size;
-    const char* name;
-};
-constexpr TypeAndSize all_types[] = {
-    {0x31, 5, "time "},    {0x53, 15, "state "},  {0x01, 42, "definition "},
-    {0x05, 9, "open "},    {0x04, 12, "status "}, {0x14, 34, "add "},
-    {0x15, 30, "modify "}, {0x17, 17, "delete "}, {0x18, 38, "executed "},
-};
-
-TEST(DomReaders, TakeAMessageOfTheirTypeAtExactlyItsSize) {
-    for (const TypeAndSize& entry : all_types) {
-        Bytes message(entry.size);
-        message[0] = entry.type;
-        EXPECT_EQ(readers_of(message), entry.name);
-        message.push_back(0);
-        EXPECT_EQ(readers_of(message), "") << entry.name << "with a byte too many";
-        message.resize(entry.size - 1);
-        EXPECT_EQ(readers_of(message), "") << entry.name << "with a byte too few";
-    }
-}
-
-TEST(DomReaders, TakeNoOtherType) {
-    for (int type = 0; type < 256; ++type) {
-        const auto is_type = [type](const TypeAndSize& entry) { return entry.type == type; };
-        if (std::any_of(std::begin(all_types), std::end(all_types), is_type)) continue;
-        for (const TypeAndSize& entry : all_types) {
-            Bytes message(entry.size);
-            message[0] = static_cast<std::uint8_t>(type);
-            EXPECT_EQ(readers_of(message), "") << type;
-        }
-    }
-    EXPECT_EQ(readers_of({}), "");
-}
-
-TEST(DomReaders, GiveTextsWithoutTheirPadding) {
-    const auto definition_bytes = build(SeriesDefinition{0, 1, "BRK B", 'N'});
-    SeriesDefinition definition;
-    ASSERT_TRUE(read(definition_bytes, definition));
-    EXPECT_EQ(definition.symbol, "BRK B");
-
-    const auto add_bytes = build(AddOrder{0, 1, 1, 'B', 1, 1, ""});
-    AddOrder add;
-    ASSERT_TRUE(read(add_bytes, add));
-    EXPECT_EQ(add.attribution, "");
+    const auto read_back = client::read_order_executed(build(OrderExecuted{0, 1, 1, 1, 1, 1, false}));
+    ASSERT_TRUE(read_back);
+    EXPECT_FALSE(read_back->resting_sell);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "client/feed_messages.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
 
@@ -272,8 +273,8 @@ TEST_F(ReorderedDatagram, IsSentUnchangedThoughTheNextOneWasBuiltInItsPlace) {
     ASSERT_EQ(caught.sent.size(), 2u);
     ByteView held = caught.sent[1];
     EXPECT_EQ(held.size(), 84u);
-    EXPECT_EQ(to_hex(mach::take_packet(held)->message), to_hex(Bytes(30, 1)));
-    EXPECT_EQ(to_hex(mach::take_packet(held)->message), to_hex(Bytes(30, 2)));
+    EXPECT_EQ(to_hex(client::read_feed_packet(held)->message), to_hex(Bytes(30, 1)));
+    EXPECT_EQ(to_hex(client::read_feed_packet(held)->message), to_hex(Bytes(30, 2)));
 }
 
 TEST_F(ReorderedDatagram, IsLostWhenTheNextOneIsHeldToo) {

@@ -1,6 +1,7 @@
 // The messages of the depth-of-market feed, byte by byte, built and read back.
 #include <gtest/gtest.h>
 
+#include "client/feed_messages.h"
 #include "feed/dom_messages.h"
 #include "support/bytes_hex.h"
 
@@ -24,9 +25,9 @@ TEST(DomBytes, SystemTime) {
     )");
     EXPECT_EQ(to_hex(build(SystemTime{0x24232221})), to_hex(bytes));
 
-    SystemTime read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.seconds, 0x24232221u);
+    const auto read_back = client::read_system_time(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->seconds, 0x24232221u);
 }
 
 TEST(DomBytes, SystemState) {
@@ -39,10 +40,10 @@ TEST(DomBytes, SystemState) {
     )");
     EXPECT_EQ(to_hex(build(SystemState{timestamp, 200})), to_hex(bytes));
 
-    SystemState read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.session, 200u);
+    const auto read_back = client::read_system_state(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->session, 200u);
 }
 
 TEST(DomBytes, SeriesDefinition) {
@@ -61,12 +62,12 @@ TEST(DomBytes, SeriesDefinition) {
     )");
     EXPECT_EQ(to_hex(build(SeriesDefinition{timestamp, secid, "AAPL", 'Q'})), to_hex(bytes));
 
-    SeriesDefinition read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
-    EXPECT_EQ(read_back.symbol, "AAPL");
-    EXPECT_EQ(read_back.listing_market, 'Q');
+    const auto read_back = client::read_series_definition(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
+    EXPECT_EQ(read_back->symbol, "AAPL");
+    EXPECT_EQ(read_back->listing_market, 'Q');
 }
 
 TEST(DomBytes, SeriesOpen) {
@@ -77,10 +78,10 @@ TEST(DomBytes, SeriesOpen) {
     )");
     EXPECT_EQ(to_hex(build(SeriesOpen{timestamp, secid})), to_hex(bytes));
 
-    SeriesOpen read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
+    const auto read_back = client::read_series_open(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
 }
 
 TEST(DomBytes, SeriesTradingStatus) {
@@ -94,10 +95,10 @@ TEST(DomBytes, SeriesTradingStatus) {
     )");
     EXPECT_EQ(to_hex(build(SeriesTradingStatus{timestamp, secid})), to_hex(bytes));
 
-    SeriesTradingStatus read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
+    const auto read_back = client::read_series_trading_status(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
 }
 
 TEST(DomBytes, AddOrder) {
@@ -114,15 +115,15 @@ TEST(DomBytes, AddOrder) {
     EXPECT_EQ(to_hex(build(AddOrder{timestamp, secid, order_id, 'S', dollars_190_05, quantity, "RTAL"})),
               to_hex(bytes));
 
-    AddOrder read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
-    EXPECT_EQ(read_back.order_id, order_id);
-    EXPECT_EQ(read_back.side, 'S');
-    EXPECT_EQ(read_back.price, dollars_190_05);
-    EXPECT_EQ(read_back.quantity, quantity);
-    EXPECT_EQ(read_back.attribution, "RTAL");
+    const auto read_back = client::read_add_order(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
+    EXPECT_EQ(read_back->order_id, order_id);
+    EXPECT_EQ(read_back->side, 'S');
+    EXPECT_EQ(read_back->price, dollars_190_05);
+    EXPECT_EQ(read_back->quantity, quantity);
+    EXPECT_EQ(read_back->attribution, "RTAL");
 }
 
 TEST(DomBytes, ModifyOrder) {
@@ -137,14 +138,14 @@ TEST(DomBytes, ModifyOrder) {
     )");
     EXPECT_EQ(to_hex(build(ModifyOrder{timestamp, secid, order_id, dollars_190_05, quantity, true})), to_hex(bytes));
 
-    ModifyOrder read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
-    EXPECT_EQ(read_back.order_id, order_id);
-    EXPECT_EQ(read_back.price, dollars_190_05);
-    EXPECT_EQ(read_back.quantity, quantity);
-    EXPECT_TRUE(read_back.lost_priority);
+    const auto read_back = client::read_modify_order(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
+    EXPECT_EQ(read_back->order_id, order_id);
+    EXPECT_EQ(read_back->price, dollars_190_05);
+    EXPECT_EQ(read_back->quantity, quantity);
+    EXPECT_TRUE(read_back->lost_priority);
 }
 
 TEST(DomBytes, DeleteOrder) {
@@ -156,11 +157,11 @@ TEST(DomBytes, DeleteOrder) {
     )");
     EXPECT_EQ(to_hex(build(DeleteOrder{timestamp, secid, order_id})), to_hex(bytes));
 
-    DeleteOrder read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
-    EXPECT_EQ(read_back.order_id, order_id);
+    const auto read_back = client::read_delete_order(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
+    EXPECT_EQ(read_back->order_id, order_id);
 }
 
 TEST(DomBytes, OrderExecuted) {
@@ -177,15 +178,15 @@ TEST(DomBytes, OrderExecuted) {
     EXPECT_EQ(to_hex(build(OrderExecuted{timestamp, secid, order_id, match_number, dollars_190_05, quantity, true})),
               to_hex(bytes));
 
-    OrderExecuted read_back;
-    ASSERT_TRUE(read(bytes, read_back));
-    EXPECT_EQ(read_back.timestamp, timestamp);
-    EXPECT_EQ(read_back.secid, secid);
-    EXPECT_EQ(read_back.order_id, order_id);
-    EXPECT_EQ(read_back.match_number, match_number);
-    EXPECT_EQ(read_back.price, dollars_190_05);
-    EXPECT_EQ(read_back.quantity, quantity);
-    EXPECT_TRUE(read_back.resting_sell);
+    const auto read_back = client::read_order_executed(bytes);
+    ASSERT_TRUE(read_back);
+    EXPECT_EQ(read_back->timestamp, timestamp);
+    EXPECT_EQ(read_back->secid, secid);
+    EXPECT_EQ(read_back->order_id, order_id);
+    EXPECT_EQ(read_back->match_number, match_number);
+    EXPECT_EQ(read_back->price, dollars_190_05);
+    EXPECT_EQ(read_back->quantity, quantity);
+    EXPECT_TRUE(read_back->resting_sell);
 }
 
 }  // namespace

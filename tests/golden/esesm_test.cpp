@@ -20,7 +20,7 @@ struct Received {
         packet = buffer.cut();
     }
     ReceiveBuffer buffer;
-    std::optional<ReceiveBuffer::Packet> packet;
+    std::optional<Packet> packet;
 };
 
 TEST(EsesmBytes, LoginRequest) {
@@ -40,21 +40,21 @@ TEST(EsesmBytes, LoginRequest) {
     ASSERT_TRUE(received.packet);
     EXPECT_EQ(received.packet->type, PacketType::login_request);
 
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(received.packet->payload, request));
-    EXPECT_EQ(request.session_protocol_version, "1.0");
-    EXPECT_EQ(request.username, "BOB");
-    EXPECT_EQ(request.computer_id, "DESK 7");
-    EXPECT_EQ(request.application_protocol_version, "MEO2.7");
-    ASSERT_EQ(request.entries.size(), 2u);
-    EXPECT_EQ(request.entries[0].matching_engine_id, 0u);
-    EXPECT_EQ(request.entries[0].requested_sequence, 0x1817161514131211u);
-    EXPECT_EQ(request.entries[1].matching_engine_id, 255u);
-    EXPECT_EQ(request.entries[1].requested_sequence, 2u);
+    const auto request = read_login_request(received.packet->payload);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->session_protocol_version, "1.0");
+    EXPECT_EQ(request->username, "BOB");
+    EXPECT_EQ(request->computer_id, "DESK 7");
+    EXPECT_EQ(request->application_protocol_version, "MEO2.7");
+    ASSERT_EQ(request->entries.size(), 2u);
+    EXPECT_EQ(request->entries[0].matching_engine_id, 0u);
+    EXPECT_EQ(request->entries[0].requested_sequence, 0x1817161514131211u);
+    EXPECT_EQ(request->entries[1].matching_engine_id, 255u);
+    EXPECT_EQ(request->entries[1].requested_sequence, 2u);
 }
 
 TEST(EsesmBytes, LoginResponseThatAccepts) {
-    EXPECT_EQ(to_hex(build_login_response({{LoginStatus::successful, 200, 0x1817161514131211}})), hex_rows(R"(
+    EXPECT_EQ(to_hex(build(LoginResponse{{{LoginStatus::successful, 200, 0x1817161514131211}}})), hex_rows(R"(
         0C 00                               # packet length 12
         72                                  # type 'r'
         01                                  # one entry
@@ -66,7 +66,7 @@ TEST(EsesmBytes, LoginResponseThatAccepts) {
 
 TEST(EsesmBytes, LoginResponseOfTwoEntries) {
     EXPECT_EQ(
-        to_hex(build_login_response({{LoginStatus::invalid_user, 1, 0}, {LoginStatus::invalid_engine_count, 2, 9}})),
+        to_hex(build(LoginResponse{{{LoginStatus::invalid_user, 1, 0}, {LoginStatus::invalid_engine_count, 2, 9}}})),
         hex_rows(R"(
         16 00                               # packet length 22
         72                                  # type 'r'
@@ -81,7 +81,7 @@ TEST(EsesmBytes, LoginResponseOfTwoEntries) {
 }
 
 TEST(EsesmBytes, Goodbye) {
-    EXPECT_EQ(to_hex(build_goodbye(GoodbyeReason::bad_packet, not_logged_in_text)), hex_rows(R"(
+    EXPECT_EQ(to_hex(build(Goodbye{GoodbyeReason::bad_packet, not_logged_in_text})), hex_rows(R"(
         0F 00                               # packet length 15
         47                                  # type 'G'
         42                                  # goodbye_reason 'B'
@@ -97,7 +97,7 @@ TEST(EsesmBytes, ServerHeartbeat) {
 TEST(EsesmBytes, SequencedData) {
     const Bytes message = from_hex("AA BB CC");
     Bytes packet(sequenced_size(message.size()), 0xEE);
-    write_sequenced(packet, 0x1817161514131211, message);
+    build_sequenced(packet, 0x1817161514131211, message);
     EXPECT_EQ(to_hex(packet), hex_rows(R"(
         0D 00                               # packet length 13
         73                                  # type 's'

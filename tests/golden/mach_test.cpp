@@ -1,6 +1,7 @@
 // MACH packets and the datagrams that they make up, byte by byte.
 #include <gtest/gtest.h>
 
+#include "client/feed_messages.h"
 #include "feed/dom_messages.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
@@ -14,19 +15,16 @@ using test::hex_rows;
 using test::to_hex;
 
 TEST(MachBytes, HeaderInFrontOfAMessage) {
-    Bytes packet(17, 0xEE);
-    mach::write_header(packet, 0x1817161514131211, mach::PacketType::application_data, 200);
-    EXPECT_EQ(to_hex(packet), hex_rows(R"(
+    EXPECT_EQ(to_hex(build(mach::Header{0x1817161514131211, 17, mach::PacketType::application_data, 200})), hex_rows(R"(
         11 12 13 14 15 16 17 18             # sequence
         11 00                               # length 17, the header's 12 included
         03                                  # type 3: application data
         C8                                  # session number 200
-        EE EE EE EE EE                      # the message
     )"));
 }
 
 TEST(MachBytes, BarePacketIsAHeaderAlone) {
-    EXPECT_EQ(to_hex(mach::bare_packet(0x1817161514131211, mach::PacketType::heartbeat, 255)), hex_rows(R"(
+    EXPECT_EQ(to_hex(build(mach::Header{0x1817161514131211, 12, mach::PacketType::heartbeat, 255})), hex_rows(R"(
         11 12 13 14 15 16 17 18             # sequence
         0C 00                               # length 12
         00                                  # type 0: heartbeat
@@ -99,7 +97,7 @@ TEST(MachBytes, DatagramTakenApart) {
     )");
     ByteView datagram = bytes;
 
-    const auto first = mach::take_packet(datagram);
+    const auto first = client::read_feed_packet(datagram);
     ASSERT_TRUE(first);
     EXPECT_EQ(first->header.sequence, 0x1817161514131211u);
     EXPECT_EQ(first->header.length, 15u);
@@ -107,7 +105,7 @@ TEST(MachBytes, DatagramTakenApart) {
     EXPECT_EQ(first->header.session, 200u);
     EXPECT_EQ(to_hex(first->message), hex_rows("AA BB CC"));
 
-    const auto second = mach::take_packet(datagram);
+    const auto second = client::read_feed_packet(datagram);
     ASSERT_TRUE(second);
     EXPECT_EQ(second->header.sequence, 0x2827262524232221u);
     EXPECT_EQ(second->header.length, 12u);
@@ -116,7 +114,7 @@ TEST(MachBytes, DatagramTakenApart) {
     EXPECT_TRUE(second->message.empty());
 
     EXPECT_TRUE(datagram.empty());
-    EXPECT_FALSE(mach::take_packet(datagram));
+    EXPECT_FALSE(client::read_feed_packet(datagram));
 }
 
 TEST(MachBytes, HistoryKeepsAMessageAsThePacketThatBringsItAgain) {

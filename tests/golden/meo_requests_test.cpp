@@ -36,31 +36,31 @@ TEST(MeoRequestBytes, NewOrder) {
     )");
     ASSERT_EQ(message.size(), 131u);
 
-    meo::NewOrderRequest request;
-    ASSERT_TRUE(meo::parse_new_order(message, request));
-    EXPECT_EQ(request.mpid.view(), "FIRM");
-    EXPECT_EQ(request.client_order_id.view(), "ord 7");
-    EXPECT_EQ(request.product_id, 0x24232221u);
-    EXPECT_EQ(request.price, 0x4847464544434241u);
-    EXPECT_EQ(request.quantity, 0x54535251u);
-    EXPECT_EQ(request.flags.bits, 0x0115u);
-    EXPECT_TRUE(request.flags.sell());
-    EXPECT_EQ(request.flags.short_sale(), 2u);
-    EXPECT_TRUE(request.flags.post_only());
-    EXPECT_EQ(request.flags.attribution(), meo::attributed_to_participant);
-    EXPECT_EQ(request.tif, meo::TimeInForce::timed);
-    EXPECT_EQ(request.order_type, meo::OrderType::market);
-    EXPECT_EQ(request.echo.a, 0x64636261u);
-    EXPECT_EQ(request.echo.b, 0x7877767574737271u);
-    EXPECT_EQ(request.echo.c, '\x81');
-    EXPECT_EQ(request.echo.text_a, "desk seven");
-    EXPECT_EQ(request.echo.text_b, "A B");
-    EXPECT_EQ(request.echo.d, 0x9897969594939291u);
-    EXPECT_EQ(request.echo.e, 0xA4A3A2A1u);
-    EXPECT_EQ(request.echo.f, 0xB8B7B6B5B4B3B2B1u);
-    EXPECT_EQ(request.echo.text_c, "Z");
-    EXPECT_EQ(request.echo.g, '\xC1');
-    EXPECT_EQ(request.expire_time, 0xD8D7D6D5D4D3D2D1u);
+    const auto request = meo::read_new_order(message);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->mpid.view(), "FIRM");
+    EXPECT_EQ(request->client_order_id.view(), "ord 7");
+    EXPECT_EQ(request->product_id, 0x24232221u);
+    EXPECT_EQ(request->price, 0x4847464544434241u);
+    EXPECT_EQ(request->quantity, 0x54535251u);
+    EXPECT_EQ(request->flags.bits, 0x0115u);
+    EXPECT_TRUE(request->flags.sell());
+    EXPECT_EQ(request->flags.short_sale(), 2u);
+    EXPECT_TRUE(request->flags.post_only());
+    EXPECT_EQ(request->flags.attribution(), meo::attributed_to_participant);
+    EXPECT_EQ(request->tif, meo::TimeInForce::timed);
+    EXPECT_EQ(request->order_type, meo::OrderType::market);
+    EXPECT_EQ(request->echo.a, 0x64636261u);
+    EXPECT_EQ(request->echo.b, 0x7877767574737271u);
+    EXPECT_EQ(request->echo.c, '\x81');
+    EXPECT_EQ(request->echo.text_a, "desk seven");
+    EXPECT_EQ(request->echo.text_b, "A B");
+    EXPECT_EQ(request->echo.d, 0x9897969594939291u);
+    EXPECT_EQ(request->echo.e, 0xA4A3A2A1u);
+    EXPECT_EQ(request->echo.f, 0xB8B7B6B5B4B3B2B1u);
+    EXPECT_EQ(request->echo.text_c, "Z");
+    EXPECT_EQ(request->echo.g, '\xC1');
+    EXPECT_EQ(request->expire_time, 0xD8D7D6D5D4D3D2D1u);
 }
 
 TEST(MeoRequestBytes, Modify) {
@@ -82,16 +82,16 @@ TEST(MeoRequestBytes, Modify) {
     )");
     ASSERT_EQ(message.size(), 111u);
 
-    meo::ModifyRequest request;
-    ASSERT_TRUE(meo::parse_modify(message, request));
-    EXPECT_EQ(request.mpid.view(), "AB  ");
-    EXPECT_EQ(request.client_order_id.view(), "new-1");
-    EXPECT_EQ(request.orig_client_order_id.view(), "old-1");
-    EXPECT_EQ(request.product_id, 0x24232221u);
-    EXPECT_EQ(request.price, 0x4847464544434241u);
-    EXPECT_EQ(request.quantity, 0x54535251u);
-    EXPECT_EQ(request.echo, 'a');
-    EXPECT_EQ(request.tif, meo::TimeInForce::regular);
+    const auto request = meo::read_modify(message);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->mpid.view(), "AB  ");
+    EXPECT_EQ(request->client_order_id.view(), "new-1");
+    EXPECT_EQ(request->orig_client_order_id.view(), "old-1");
+    EXPECT_EQ(request->product_id, 0x24232221u);
+    EXPECT_EQ(request->price, 0x4847464544434241u);
+    EXPECT_EQ(request->quantity, 0x54535251u);
+    EXPECT_EQ(request->echo, 'a');
+    EXPECT_EQ(request->tif, meo::TimeInForce::regular);
 }
 
 TEST(MeoRequestBytes, Cancel) {
@@ -106,12 +106,12 @@ TEST(MeoRequestBytes, Cancel) {
     )");
     ASSERT_EQ(message.size(), 68u);
 
-    meo::CancelRequest request;
-    ASSERT_TRUE(meo::parse_cancel(message, request));
-    EXPECT_EQ(request.mpid.view(), "A   ");
-    EXPECT_EQ(request.client_order_id.view(), "cancel-1");
-    EXPECT_EQ(request.orig_client_order_id.view(), "exactly-twenty-chars");
-    EXPECT_EQ(request.product_id, 0x24232221u);
+    const auto request = meo::read_cancel(message);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->mpid.view(), "A   ");
+    EXPECT_EQ(request->client_order_id.view(), "cancel-1");
+    EXPECT_EQ(request->orig_client_order_id.view(), "exactly-twenty-chars");
+    EXPECT_EQ(request->product_id, 0x24232221u);
 }
 
 }  // namespace

@@ -88,10 +88,10 @@ TEST(MeoResponseBytes, OrderAcceptedGivesBackWhatTheRequestCarried) {
         D1 D2 D3 D4 D5 D6 D7 D8                                     # expire_time
         F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB                            # not read
     )");
-    meo::NewOrderRequest request;
-    ASSERT_TRUE(meo::parse_new_order(request_bytes, request));
+    const auto request = meo::read_new_order(request_bytes);
+    ASSERT_TRUE(request);
 
-    const meo::Message message = build(meo::OrderAccepted{timestamp, request, order_id});
+    const meo::Message message = build(meo::OrderAccepted{timestamp, *request, order_id});
     EXPECT_EQ(message.bytes().size(), 139u);
     EXPECT_EQ(to_hex(message.bytes()), hex_rows(R"(
         4F 31                                                       # type "O1"

@@ -215,95 +215,83 @@ Bytes login_payload(std::string_view texts, std::uint8_t count, std::size_t more
 
 constexpr std::string_view login_texts = "1.0  BOB  DESK7   MEO2.7  ";
 
-TEST(LoginRequestParser, RefusesWhatIsShorterThanTheFixedPart) {
-    LoginRequest request;
-    EXPECT_FALSE(parse_login_request({}, request));
-    EXPECT_FALSE(parse_login_request(as_bytes(login_texts), request));  // 26 bytes
+TEST(LoginRequestReader, RefusesWhatIsShorterThanTheFixedPart) {
+    EXPECT_FALSE(read_login_request({}));
+    EXPECT_FALSE(read_login_request(as_bytes(login_texts)));  // 26 bytes
 }
 
-TEST(LoginRequestParser, TakesTheFixedPartAloneWhenItAnnouncesNoEntry) {
-    LoginRequest request;
+TEST(LoginRequestReader, TakesTheFixedPartAloneWhenItAnnouncesNoEntry) {
     ASSERT_EQ(login_payload(login_texts, 0, 0).size(), 27u);
-    EXPECT_TRUE(parse_login_request(login_payload(login_texts, 0, 0), request));
-    EXPECT_EQ(request.username, "BOB");
-    EXPECT_TRUE(request.entries.empty());
+    const auto request = read_login_request(login_payload(login_texts, 0, 0));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->username, "BOB");
+    EXPECT_TRUE(request->entries.empty());
 }
 
-TEST(LoginRequestParser, RefusesEntriesThatAreAnnouncedButMissing) {
-    LoginRequest request;
-    EXPECT_FALSE(parse_login_request(login_payload(login_texts, 1, 0), request));
-    EXPECT_FALSE(parse_login_request(login_payload(login_texts, 1, 8), request));
-    EXPECT_TRUE(parse_login_request(login_payload(login_texts, 1, 9), request));
-    EXPECT_FALSE(parse_login_request(login_payload(login_texts, 2, 17), request));
-    EXPECT_TRUE(parse_login_request(login_payload(login_texts, 2, 18), request));
+TEST(LoginRequestReader, RefusesEntriesThatAreAnnouncedButMissing) {
+    EXPECT_FALSE(read_login_request(login_payload(login_texts, 1, 0)));
+    EXPECT_FALSE(read_login_request(login_payload(login_texts, 1, 8)));
+    EXPECT_TRUE(read_login_request(login_payload(login_texts, 1, 9)));
+    EXPECT_FALSE(read_login_request(login_payload(login_texts, 2, 17)));
+    EXPECT_TRUE(read_login_request(login_payload(login_texts, 2, 18)));
 }
 
-TEST(LoginRequestParser, IgnoresWhatFollowsTheLastEntry) {
-    LoginRequest request;
-    EXPECT_TRUE(parse_login_request(login_payload(login_texts, 1, 30), request));
-    EXPECT_EQ(request.entries.size(), 1u);
-    EXPECT_TRUE(parse_login_request(login_payload(login_texts, 0, 30), request));
-    EXPECT_TRUE(request.entries.empty());
+TEST(LoginRequestReader, IgnoresWhatFollowsTheLastEntry) {
+    const auto one = read_login_request(login_payload(login_texts, 1, 30));
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->entries.size(), 1u);
+    const auto none = read_login_request(login_payload(login_texts, 0, 30));
+    ASSERT_TRUE(none);
+    EXPECT_TRUE(none->entries.empty());
 }
 
-TEST(LoginRequestParser, TakesAsManyEntriesAsAByteCanAnnounce) {
-    LoginRequest request;
+TEST(LoginRequestReader, TakesAsManyEntriesAsAByteCanAnnounce) {
     Bytes payload = login_payload(login_texts, 255, 255 * 9);
     payload[27 + 254 * 9] = 0xAB;
     payload[28 + 254 * 9] = 0xCD;
-    ASSERT_TRUE(parse_login_request(payload, request));
-    ASSERT_EQ(request.entries.size(), 255u);
-    EXPECT_EQ(request.entries[254].matching_engine_id, 0xABu);
-    EXPECT_EQ(request.entries[254].requested_sequence, 0xCDu);
+    const auto request = read_login_request(payload);
+    ASSERT_TRUE(request);
+    ASSERT_EQ(request->entries.size(), 255u);
+    EXPECT_EQ(request->entries[254].matching_engine_id, 0xABu);
+    EXPECT_EQ(request->entries[254].requested_sequence, 0xCDu);
     payload.pop_back();
-    EXPECT_FALSE(parse_login_request(payload, request));
+    EXPECT_FALSE(read_login_request(payload));
 }
 
-TEST(LoginRequestParser, ReadsBlanksAndNulsBehindATextAsNothing) {
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(login_payload("1.0\0\0BOB \0DESK7\0 \0MEO2.7\0 "s, 0, 0), request));
-    EXPECT_EQ(request.session_protocol_version, "1.0");
-    EXPECT_EQ(request.username, "BOB");
-    EXPECT_EQ(request.computer_id, "DESK7");
-    EXPECT_EQ(request.application_protocol_version, "MEO2.7");
+TEST(LoginRequestReader, ReadsBlanksAndNulsBehindATextAsNothing) {
+    const auto request = read_login_request(login_payload("1.0\0\0BOB \0DESK7\0 \0MEO2.7\0 "s, 0, 0));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->session_protocol_version, "1.0");
+    EXPECT_EQ(request->username, "BOB");
+    EXPECT_EQ(request->computer_id, "DESK7");
+    EXPECT_EQ(request->application_protocol_version, "MEO2.7");
 }
 
-TEST(LoginRequestParser, ReadsATextOfPaddingAsEmpty) {
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(login_payload("1.0       \0\0\0\0\0\0\0\0MEO2.7  "s, 0, 0), request));
-    EXPECT_EQ(request.session_protocol_version, "1.0");
-    EXPECT_EQ(request.username, "");
-    EXPECT_EQ(request.computer_id, "");
-    EXPECT_EQ(request.application_protocol_version, "MEO2.7");
+TEST(LoginRequestReader, ReadsATextOfPaddingAsEmpty) {
+    const auto request = read_login_request(login_payload("1.0       \0\0\0\0\0\0\0\0MEO2.7  "s, 0, 0));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->session_protocol_version, "1.0");
+    EXPECT_EQ(request->username, "");
+    EXPECT_EQ(request->computer_id, "");
+    EXPECT_EQ(request->application_protocol_version, "MEO2.7");
 }
 
-TEST(LoginRequestParser, KeepsBlanksAndNulsInsideAText) {
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(login_payload(" 1.0 B\0B  \0DESK 7\0MEO 2.7 "s, 0, 0), request));
-    EXPECT_EQ(request.session_protocol_version, " 1.0");
-    EXPECT_EQ(request.username, "B\0B"s);
-    EXPECT_EQ(request.computer_id, "\0DESK 7"s);
-    EXPECT_EQ(request.application_protocol_version, "MEO 2.7");
+TEST(LoginRequestReader, KeepsBlanksAndNulsInsideAText) {
+    const auto request = read_login_request(login_payload(" 1.0 B\0B  \0DESK 7\0MEO 2.7 "s, 0, 0));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->session_protocol_version, " 1.0");
+    EXPECT_EQ(request->username, "B\0B"s);
+    EXPECT_EQ(request->computer_id, "\0DESK 7"s);
+    EXPECT_EQ(request->application_protocol_version, "MEO 2.7");
 }
 
-TEST(LoginRequestParser, TakesTextsThatFillTheirFields) {
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(login_payload("12345abcdeABCDEFGH87654321", 0, 0), request));
-    EXPECT_EQ(request.session_protocol_version, "12345");
-    EXPECT_EQ(request.username, "abcde");
-    EXPECT_EQ(request.computer_id, "ABCDEFGH");
-    EXPECT_EQ(request.application_protocol_version, "87654321");
-}
-
-TEST(LoginRequestParser, LeavesNothingOfAnEarlierRequestBehind) {
-    LoginRequest request;
-    ASSERT_TRUE(parse_login_request(login_payload("12345abcdeABCDEFGH87654321", 2, 18), request));
-    ASSERT_TRUE(parse_login_request(login_payload(login_texts, 1, 9), request));
-    EXPECT_EQ(request.session_protocol_version, "1.0");
-    EXPECT_EQ(request.username, "BOB");
-    EXPECT_EQ(request.computer_id, "DESK7");
-    EXPECT_EQ(request.application_protocol_version, "MEO2.7");
-    EXPECT_EQ(request.entries.size(), 1u);
+TEST(LoginRequestReader, TakesTextsThatFillTheirFields) {
+    const auto request = read_login_request(login_payload("12345abcdeABCDEFGH87654321", 0, 0));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->session_protocol_version, "12345");
+    EXPECT_EQ(request->username, "abcde");
+    EXPECT_EQ(request->computer_id, "ABCDEFGH");
+    EXPECT_EQ(request->application_protocol_version, "87654321");
 }
 
 TEST(LoginStatusText, ExplainsEachStatus) {
@@ -353,34 +341,34 @@ TEST(PacketBuilder, BuildsWhatTheCutterTakesApart) {
     receive(buffer, build_packet(PacketType::login_request, from_hex("01 02")));
     receive(buffer, server_heartbeat);
     receive(buffer, replay_complete);
-    receive(buffer, build_goodbye(GoodbyeReason::done, ""));
+    receive(buffer, build(Goodbye{GoodbyeReason::done, ""}));
     EXPECT_EQ(cut_all(buffer), "l:0102 0: c:01 G:41");
 }
 
 TEST(GoodbyePacket, GivesItsReasonAndItsTextWithoutANul) {
-    EXPECT_EQ(as_text(build_goodbye(GoodbyeReason::bad_packet, "malformed login")), "\x11\0GBmalformed login"s);
-    EXPECT_EQ(as_text(build_goodbye(GoodbyeReason::login_timeout, login_timeout_text)),
+    EXPECT_EQ(as_text(build(Goodbye{GoodbyeReason::bad_packet, "malformed login"})), "\x11\0GBmalformed login"s);
+    EXPECT_EQ(as_text(build(Goodbye{GoodbyeReason::login_timeout, login_timeout_text})),
               "\x1D\0GLtimed out waiting for login"s);
-    EXPECT_EQ(as_text(build_goodbye(GoodbyeReason::done, login_status_text(LoginStatus::already_logged_in))),
+    EXPECT_EQ(as_text(build(Goodbye{GoodbyeReason::done, login_status_text(LoginStatus::already_logged_in)})),
               "\x1A\0GAclient already logged in"s);
-    EXPECT_EQ(as_text(build_goodbye(GoodbyeReason::done, "")), "\x02\0GA"s);
+    EXPECT_EQ(as_text(build(Goodbye{GoodbyeReason::done, ""})), "\x02\0GA"s);
 }
 
 TEST(LoginResponsePacket, MayHaveNoEntry) {
-    EXPECT_EQ(to_hex(build_login_response({})), hex_rows("02 00 72 00"));
+    EXPECT_EQ(to_hex(build(LoginResponse{})), hex_rows("02 00 72 00"));
 }
 
 TEST(LoginResponsePacket, CarriesTheSessionNumberWhereSequencedDataCarriesOne) {
-    const Bytes response = build_login_response({{LoginStatus::successful, 42, 0}});
+    const Bytes response = build(LoginResponse{{{LoginStatus::successful, 42, 0}}});
     EXPECT_EQ(response[5], 42u);
     Bytes data(sequenced_size(0));
-    write_sequenced(data, 1, {});
+    build_sequenced(data, 1, {});
     EXPECT_EQ(data[11], 1u);
 }
 
 TEST(SequencedDataPacket, MayCarryAnEmptyMessage) {
     Bytes packet(sequenced_size(0), 0xEE);
-    write_sequenced(packet, 5, {});
+    build_sequenced(packet, 5, {});
     EXPECT_EQ(to_hex(packet), hex_rows("0A 00 73 05 00 00 00 00 00 00 00 01"));
 }
 

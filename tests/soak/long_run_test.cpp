@@ -77,8 +77,8 @@ private:
 class LongRun : public testing::Test {
 protected:
     LongRun() {
-        handler_.on_applied = [this](std::uint64_t sequence, std::uint32_t changed) {
-            if (changed != 0) books_.received(sequence, handler_.book().truth_line(sequence, changed));
+        handler_.receiver.on_applied = [this](std::uint64_t sequence, std::uint32_t changed) {
+            if (changed != 0) books_.received(sequence, handler_.receiver.book().truth_line(sequence, changed));
         };
     }
 
@@ -132,7 +132,7 @@ protected:
         const auto now = steady_clock::now();
         if (now < next_act_) return;
         next_act_ = now + milliseconds(100) / users;
-        clients_[turn_++ % users].act(handler_.book(), products);
+        clients_[turn_++ % users].act(handler_.receiver.book(), products);
     }
 
     // On top of what the scenario does: lost connections, and silences of the venue.
@@ -154,8 +154,8 @@ protected:
     // By how much what is kept for the clients and the receivers has grown since the trading began. In a stream that
     // was full, each message takes the place of one that filled it.
     std::size_t kept_bytes(std::size_t full) const {
-        std::size_t bytes =
-            feed_message_bytes * std::min<std::size_t>(handler_.next_sequence(), DomFeed::history_limit_messages);
+        std::size_t bytes = feed_message_bytes *
+                            std::min<std::size_t>(handler_.receiver.next_sequence(), DomFeed::history_limit_messages);
         for (std::size_t user = 0; user < users; ++user) {
             const TradingClient& client = clients_[user];
             bytes += client.stored_bytes();
@@ -211,12 +211,12 @@ protected:
     }
 
     void audit_feed() const {
-        const FeedHandler::Counters& counters = handler_.counters;
+        const FeedReceiver::Counters& counters = handler_.receiver.counters;
         EXPECT_GT(counters.gaps, 0u);
         EXPECT_EQ(counters.refreshes, 0u) << "the receiver has fallen behind the history";
         EXPECT_EQ(counters.unconnected, 0u);
         EXPECT_EQ(books_.waiting(), 0u);
-        report("messages of the feed", handler_.next_sequence() - 1);
+        report("messages of the feed", handler_.receiver.next_sequence() - 1);
         report("gaps in it", counters.gaps);
         report("books compared", books_.compared());
     }

@@ -3,19 +3,15 @@
 #include <algorithm>
 #include <functional>
 
-#include "engine/meo_layout.h"
+#include "client/packets.h"
+#include "client/responses.h"
 
 namespace kavo::test {
 
 namespace {
 
-namespace layout = meo::layout;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-
-std::string text(ByteView message, Text field) {
-    return std::string(terminated_text(message, field));
-}
 
 }  // namespace
 
@@ -58,69 +54,54 @@ void TradingClient::listen() {
 }
 
 void TradingClient::take(ByteView packet) {
-    namespace at = esesm::layout::packet;
-    switch (static_cast<esesm::PacketType>(get(packet, at::type))) {
-        case esesm::PacketType::login_response: return take_login_response(packet.subspan(at::header_size));
-        case esesm::PacketType::sequenced_data: return take_sequenced(packet);
-        default: return;
-    }
+    if (const auto response = read_login_response(packet)) return take_login_response(*response);
+    if (const auto data = read_sequenced(packet)) return take_sequenced(*data, packet.size());
 }
 
 // One that is rejected comes too early: the venue has not noticed yet that the connection before it has ended. It is
 // closed, and the next one tries again.
-void TradingClient::take_login_response(ByteView payload) {
-    namespace at = esesm::layout::login_response;
-    const ByteView entry = payload.subspan(at::min_size);
-    if (get(entry, at::entry::login_status) != ' ') return;
-    const std::uint64_t highest = get(entry, at::entry::highest_sequence);
+void TradingClient::take_login_response(const esesm::LoginResponse::Entry& response) {
+    if (response.login_status != esesm::LoginStatus::successful) return;
     ++logins_;
-    if (expected_ == 0) expected_ = highest + 1;
+    if (expected_ == 0) expected_ = response.highest_sequence + 1;
     waits_for_login_ = false;
-    caught_up_ = highest + 1 == expected_;
+    caught_up_ = response.highest_sequence + 1 == expected_;
 }
 
-void TradingClient::take_sequenced(ByteView packet) {
-    namespace at = esesm::layout::sequenced_packet;
-    const std::uint64_t sequence = get(packet, at::sequence);
-    if (sequence > expected_) {  // the venue was silent for a while
+void TradingClient::take_sequenced(const SequencedMessage& data, std::size_t packet_size) {
+    if (data.sequence > expected_) {  // the venue was silent for a while
         if (waits_for_login_) return;
         ++gaps_;
         return log_in();
     }
-    if (sequence < expected_) {
-        if (sequence < asked_) ++repeated_;  // a replay repeats what came while the venue was asked for it
+    if (data.sequence < expected_) {
+        if (data.sequence < asked_) ++repeated_;  // a replay repeats what came while the venue was asked for it
         return;
     }
     ++expected_;
     ++messages_;
-    stored_bytes_ += packet.size() + sizeof(std::uint32_t);  // and where it ends
-    const ByteView message = packet.subspan(at::header_size);
-    note(message);
-    ledger_.told(message);
+    stored_bytes_ += packet_size + sizeof(std::uint32_t);  // and where it ends
+    note(data.message);
+    ledger_.told(data.message);
 }
 
-void TradingClient::note(ByteView m) {
-    const std::string_view type = as_text(m.first(2));
-    if (type == "P1") {
-        namespace at = layout::order_resting;
-        order_of_live_.push_back(text(m, at::client_order_id));
-    } else if (type == "O1") {
-        namespace at = layout::order_accepted;
-        live_[text(m, at::client_order_id)] = {get(m, at::product_id), get(m, at::price), get(m, at::quantity)};
-    } else if (type == "E1") {
-        namespace at = layout::execution;
-        const auto found = live_.find(text(m, at::client_order_id));
+void TradingClient::note(ByteView message) {
+    if (const auto resting = read_order_resting(message)) {
+        order_of_live_.emplace_back(resting->client_order_id);
+    } else if (const auto order = read_order_accepted(message)) {
+        live_[std::string(order->client_order_id)] = {order->product_id, order->price, order->quantity};
+    } else if (const auto fill = read_execution(message)) {
+        const auto found = live_.find(std::string(fill->client_order_id));
         if (found == live_.end()) return;
-        found->second.leaves -= std::min(found->second.leaves, get(m, at::quantity));
+        found->second.leaves -= std::min(found->second.leaves, fill->quantity);
         if (found->second.leaves == 0) live_.erase(found);
-    } else if (type == "XN") {
-        live_.erase(text(m, layout::order_cancelled::client_order_id));
-    } else if (type == "MN") {
-        namespace at = layout::modify_notification;
-        live_.erase(text(m, at::orig_client_order_id));
-        if (get(m, at::leaves) == 0) return;
-        live_[text(m, at::client_order_id)] = {get(m, at::product_id), get(m, at::price), get(m, at::leaves)};
-        order_of_live_.push_back(text(m, at::client_order_id));
+    } else if (const auto gone = read_order_cancelled(message)) {
+        live_.erase(std::string(gone->client_order_id));
+    } else if (const auto replaced = read_modify_notification(message)) {
+        live_.erase(std::string(replaced->orig_client_order_id));
+        if (replaced->leaves == 0) return;
+        live_[std::string(replaced->client_order_id)] = {replaced->product_id, replaced->price, replaced->leaves};
+        order_of_live_.emplace_back(replaced->client_order_id);
     }
 }
 

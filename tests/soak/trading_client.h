@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "client/packets.h"
 #include "client/received_book.h"
 #include "client/wire_client.h"
 #include "support/ledger.h"
@@ -44,8 +45,8 @@ private:
     void connect();
     void log_in();
     void take(ByteView packet);
-    void take_login_response(ByteView payload);
-    void take_sequenced(ByteView packet);
+    void take_login_response(const esesm::LoginResponse::Entry& response);
+    void take_sequenced(const SequencedMessage& data, std::size_t packet_size);
     void note(ByteView message);
 
     void enter(const ReceivedBook& books, std::uint32_t products);

@@ -1,10 +1,12 @@
 #include "support/bytes_of_feed.h"
 
+#include "client/feed_messages.h"
+
 namespace kavo::test {
 
 namespace {
 
-std::string number_of(const mach::Packet& packet) {
+std::string number_of(const client::FeedPacket& packet) {
     const std::string number = std::to_string(packet.header.sequence);
     switch (packet.header.type) {
         case mach::PacketType::heartbeat: return "heartbeat " + number;
@@ -23,7 +25,7 @@ void append(std::string& list, const std::string& separator, const std::string& 
 
 std::string carried_by(ByteView datagram) {
     std::string list;
-    while (const auto packet = mach::take_packet(datagram)) append(list, " ", number_of(*packet));
+    while (const auto packet = client::read_feed_packet(datagram)) append(list, " ", number_of(*packet));
     if (!datagram.empty()) append(list, " ", "and a broken packet");
     return list;
 }

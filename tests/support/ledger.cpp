@@ -2,14 +2,12 @@
 
 #include <stdexcept>
 
-#include "engine/meo_layout.h"
+#include "client/responses.h"
 #include "support/scene.h"
 
 namespace kavo::test {
 
 namespace {
-
-namespace layout = meo::layout;
 
 // The value of a key of a truth line, without quotes; empty when the line does not have it.
 std::string value_of(const std::string& line, const std::string& key) {
@@ -49,48 +47,47 @@ std::string entry_of_line(const std::string& line) {
     throw std::runtime_error("an unknown line of order truth: " + line);
 }
 
-template <typename Field>
-std::string number(ByteView message, Field field) {
-    return std::to_string(get(message, field));
+std::string number(std::uint64_t value) {
+    return std::to_string(value);
 }
 
-// The same from a message; empty when there is nothing to be written down about it.
-std::string entry_of_message(ByteView m) {
-    const std::string_view type = as_text(m.first(2));
-    if (type == "NR" && get(m, layout::new_order_response::reason) == 'R') {
-        namespace at = layout::new_order_response;
-        return entry("reject", std::string(terminated_text(m, at::client_order_id)), number(m, at::quantity),
-                     price_text(get(m, at::price)));
+struct Told {
+    std::string entry;  // empty when there is nothing to be written down
+    std::uint64_t timestamp = 0;
+};
+
+// The same from a message.
+Told told_by(ByteView message) {
+    const auto text = [](std::string_view lent) { return std::string(lent); };
+    if (const auto m = read_new_order_response(message); m && m->reason == meo::NewOrderReason::scripted) {
+        return {entry("reject", text(m->client_order_id), number(m->quantity), price_text(m->price)), m->timestamp};
     }
-    if (type == "O1") {
-        namespace at = layout::order_accepted;
-        const std::string side = (get(m, at::order_flags) & 1) != 0 ? "S" : "B";
-        return entry("new", std::string(terminated_text(m, at::client_order_id)), number(m, at::order_id), side,
-                     number(m, at::quantity), price_text(get(m, at::price)));
+    if (const auto m = read_order_accepted(message)) {
+        const std::string side = m->flags.sell() ? "S" : "B";
+        return {entry("new", text(m->client_order_id), number(m->order_id), side, number(m->quantity),
+                      price_text(m->price)),
+                m->timestamp};
     }
-    if (type == "E1") {
-        namespace at = layout::execution;
-        return entry("fill", std::string(terminated_text(m, at::client_order_id)), number(m, at::quantity));
+    if (const auto m = read_execution(message)) {
+        return {entry("fill", text(m->client_order_id), number(m->quantity)), m->timestamp};
     }
-    if (type == "XN") {
-        namespace at = layout::order_cancelled;
-        return entry("cancel", std::string(terminated_text(m, at::client_order_id)), number(m, at::order_id),
-                     number(m, at::leaves), std::string(1, get(m, at::reason)));
+    if (const auto m = read_order_cancelled(message)) {
+        const std::string reason(1, static_cast<char>(m->reason));
+        return {entry("cancel", text(m->client_order_id), number(m->order_id), number(m->leaves), reason),
+                m->timestamp};
     }
-    if (type == "CR" && get(m, layout::cancel_response::reason) == 'D') {
-        return entry("cancel_reject", std::string(terminated_text(m, layout::cancel_response::orig_client_order_id)));
+    if (const auto m = read_cancel_response(message); m && m->reason == meo::CancelReason::unknown_or_late) {
+        return {entry("cancel_reject", text(m->orig_client_order_id)), m->timestamp};
     }
-    if (type == "MR" && get(m, layout::modify_response::reason) != ' ') {
-        namespace at = layout::modify_response;
-        return entry("replace_reject", std::string(terminated_text(m, at::client_order_id)),
-                     std::string(terminated_text(m, at::orig_client_order_id)), number(m, at::order_id));
+    if (const auto m = read_modify_response(message); m && !m->accepted()) {
+        return {entry("replace_reject", text(m->client_order_id), text(m->orig_client_order_id), number(m->order_id)),
+                m->timestamp};
     }
     // A replacement by no more than was executed closes the order, and a cancel is all that is written down.
-    if (type == "MN" && get(m, layout::modify_notification::leaves) != 0) {
-        namespace at = layout::modify_notification;
-        return entry("replace", std::string(terminated_text(m, at::client_order_id)),
-                     std::string(terminated_text(m, at::orig_client_order_id)), number(m, at::order_id),
-                     number(m, at::quantity), number(m, at::leaves));
+    if (const auto m = read_modify_notification(message); m && m->leaves != 0) {
+        return {entry("replace", text(m->client_order_id), text(m->orig_client_order_id), number(m->order_id),
+                      number(m->quantity), number(m->leaves)),
+                m->timestamp};
     }
     return {};
 }
@@ -106,10 +103,10 @@ std::string event_of(const std::string& entry) {
 }  // namespace
 
 void Ledger::told(ByteView message) {
-    const std::string entry = entry_of_message(message);
-    if (entry.empty()) return;
-    ++counts[event_of(entry)];
-    count(entry + at_moment(number(message, layout::timestamp)), 1);
+    const Told told = told_by(message);
+    if (told.entry.empty()) return;
+    ++counts[event_of(told.entry)];
+    count(told.entry + at_moment(number(told.timestamp)), 1);
 }
 
 void Ledger::written(const std::string& line) {

@@ -163,12 +163,12 @@ std::string SideBySide::handle(const Request& request) {
 }
 
 bool SideBySide::tell_engine(const Request& request, OutboundMessages& answers) {
-    if (meo::NewOrderRequest parsed; meo::parse_new_order(request.message, parsed)) {
-        engine_.new_order(request.client, parsed, answers);
-    } else if (meo::ModifyRequest replacement; meo::parse_modify(request.message, replacement)) {
-        engine_.modify(request.client, replacement, answers);
-    } else if (meo::CancelRequest cancellation; meo::parse_cancel(request.message, cancellation)) {
-        engine_.cancel(request.client, cancellation, answers);
+    if (const auto order = meo::read_new_order(request.message)) {
+        engine_.new_order(request.client, *order, answers);
+    } else if (const auto replacement = meo::read_modify(request.message)) {
+        engine_.modify(request.client, *replacement, answers);
+    } else if (const auto cancellation = meo::read_cancel(request.message)) {
+        engine_.cancel(request.client, *cancellation, answers);
     } else {
         return false;
     }

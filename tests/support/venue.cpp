@@ -67,27 +67,27 @@ Venue::Venue(const VenueSettings& settings)
 }
 
 std::string Venue::enter(const NewOrder& order, ClientHandle client) {
-    meo::NewOrderRequest request;
     OutboundMessages answers;
     const Bytes message = order.bytes();
-    if (!meo::parse_new_order(message, request)) return "not a new order";
-    engine.new_order(client, request, answers);
+    const auto request = meo::read_new_order(message);
+    if (!request) return "not a new order";
+    engine.new_order(client, *request, answers);
     return answers_text(answers);
 }
 
 std::string Venue::replace(const Replace& replacement, ClientHandle client) {
-    meo::ModifyRequest request;
     OutboundMessages answers;
-    if (!meo::parse_modify(replacement.bytes(), request)) return "not a modify";
-    engine.modify(client, request, answers);
+    const auto request = meo::read_modify(replacement.bytes());
+    if (!request) return "not a modify";
+    engine.modify(client, *request, answers);
     return answers_text(answers);
 }
 
 std::string Venue::cancel(const Cancel& cancellation, ClientHandle client) {
-    meo::CancelRequest request;
     OutboundMessages answers;
-    if (!meo::parse_cancel(cancellation.bytes(), request)) return "not a cancel";
-    engine.cancel(client, request, answers);
+    const auto request = meo::read_cancel(cancellation.bytes());
+    if (!request) return "not a cancel";
+    engine.cancel(client, *request, answers);
     return answers_text(answers);
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "client/feed_messages.h"
 #include "client/received_book.h"
 #include "feed/dom_messages.h"
 #include "support/scene.h"
@@ -91,14 +92,14 @@ TEST(BookTruth, BeginsWithTheFirstQuoteAlone) {
     FullVenue venue({"--truth-out", truth.path()});
     venue.control.ask("mark start");
     for (const NumberedMessage& message : fetch_range(1, largest, venue.retransmission_port())) {
-        dom::AddOrder first;
-        if (!read(message.message, first)) continue;
-        const std::string cents = std::to_string(first.price / 10'000);  // five digits
+        const auto first = read_add_order(message.message);
+        if (!first) continue;
+        const std::string cents = std::to_string(first->price / 10'000);  // five digits
         const std::string level =
-            "[" + cents.substr(0, 3) + "." + cents.substr(3) + "00," + std::to_string(first.quantity) + "]";
+            "[" + cents.substr(0, 3) + "." + cents.substr(3) + "00," + std::to_string(first->quantity) + "]";
         EXPECT_EQ(truth.lines().at(0),
                   "{\"seq\":" + std::to_string(message.sequence) + ",\"secid\":1,\"symbol\":\"AAPL\",\"bid\":[" +
-                      (first.side == 'B' ? level : "") + "],\"ask\":[" + (first.side == 'S' ? level : "") + "]}");
+                      (first->side == 'B' ? level : "") + "],\"ask\":[" + (first->side == 'S' ? level : "") + "]}");
         return;
     }
     FAIL() << "no quote";

@@ -2,6 +2,7 @@
 // scene knows the number of each: the start of the day takes 1 and 2, the first order is datagram 3.
 #include <sstream>
 
+#include "client/feed_messages.h"
 #include "support/scene.h"
 #include "system/full_venue.h"
 
@@ -38,7 +39,7 @@ public:
         std::string numbers;
         while (const auto datagram = venue.feed.next_datagram(milliseconds(0))) {
             ByteView rest = *datagram;
-            const auto packet = mach::take_packet(rest);
+            const auto packet = client::read_feed_packet(rest);
             if (packet->header.type != mach::PacketType::application_data) continue;
             if (!numbers.empty()) numbers += ' ';
             numbers += number_of(packet->header.sequence);

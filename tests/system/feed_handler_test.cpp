@@ -54,10 +54,10 @@ private:
 // Notes the book after each message that changes one.
 struct Notes {
     void take(FeedHandler& handler) {
-        handler.on_applied = [this, &handler](std::uint64_t sequence, std::uint32_t changed) {
+        handler.receiver.on_applied = [this, &handler](std::uint64_t sequence, std::uint32_t changed) {
             EXPECT_EQ(sequence, last + 1);
             last = sequence;
-            if (changed != 0) lines.emplace(sequence, handler.book().truth_line(sequence, changed));
+            if (changed != 0) lines.emplace(sequence, handler.receiver.book().truth_line(sequence, changed));
         };
     }
     // Every change that was noted stands in the truth just so, and the other way round.
@@ -83,7 +83,7 @@ void catch_up(FeedHandler& handler, UnreadVenue& venue) {
     ASSERT_EQ(venue.control.ask("pause"), "ok pause\n");
     const std::uint64_t last = venue.control.next_sequence() - 1;
     EXPECT_TRUE(handler.follow_to(last));
-    EXPECT_GT(handler.next_sequence(), last);
+    EXPECT_GT(handler.receiver.next_sequence(), last);
 }
 
 TEST(FeedHandler, HoldsTheTrueBooksAfterEveryOneOfTwentyThousandMessagesOfADamagedFeed) {
@@ -96,7 +96,7 @@ TEST(FeedHandler, HoldsTheTrueBooksAfterEveryOneOfTwentyThousandMessagesOfADamag
     Notes notes;
     notes.take(handler);
     BusyUser user(venue.port());
-    while (handler.next_sequence() <= far_enough) {
+    while (handler.receiver.next_sequence() <= far_enough) {
         ASSERT_TRUE(handler.take_datagram(std::chrono::duration_cast<milliseconds>(patience)));
         user.act();
         venue.process.said();  // or the pipe fills up, and the venue waits for its reader
@@ -105,7 +105,7 @@ TEST(FeedHandler, HoldsTheTrueBooksAfterEveryOneOfTwentyThousandMessagesOfADamag
     EXPECT_GT(user.packets(), 100u);
     catch_up(handler, venue);
 
-    const FeedHandler::Counters& counters = handler.counters;
+    const FeedReceiver::Counters& counters = handler.receiver.counters;
     EXPECT_GT(counters.duplicates, 0u);
     EXPECT_GT(counters.late, 0u);
     EXPECT_GT(counters.gaps, 0u);
@@ -133,8 +133,8 @@ TEST(FeedHandler, FollowsTheFeedOfTheDefaultGroup) {
     notes.take(handler);
     EXPECT_TRUE(handler.follow_to(500));
     catch_up(handler, venue);
-    EXPECT_GT(handler.counters.gaps, 0u);
-    EXPECT_EQ(handler.counters.unconnected, 0u);
+    EXPECT_GT(handler.receiver.counters.gaps, 0u);
+    EXPECT_EQ(handler.receiver.counters.unconnected, 0u);
     EXPECT_EQ(venue.process.stop(), 0);
     notes.expect(truth_by_sequence(truth));
 }
@@ -143,11 +143,11 @@ TEST(FeedHandler, NeedsNothingButTheFeedWhenItIsOnlyOutOfOrder) {
     UnreadVenue venue({"--interval-ms", "1", "--dup-every", "2", "--reorder-every", "3"});
     FeedHandler handler(venue.feed, venue.retransmission_port());
     EXPECT_TRUE(handler.follow_to(1000));
-    EXPECT_EQ(handler.counters.gaps, 0u);
-    EXPECT_EQ(handler.counters.recovered, 0u);
-    EXPECT_GT(handler.counters.duplicates, 0u);
-    EXPECT_GT(handler.counters.late, 0u);
-    EXPECT_EQ(handler.counters.unconnected, 0u);
+    EXPECT_EQ(handler.receiver.counters.gaps, 0u);
+    EXPECT_EQ(handler.receiver.counters.recovered, 0u);
+    EXPECT_GT(handler.receiver.counters.duplicates, 0u);
+    EXPECT_GT(handler.receiver.counters.late, 0u);
+    EXPECT_EQ(handler.receiver.counters.unconnected, 0u);
 }
 
 TEST(FeedHandler, RecoversAFeedOfWhichNothingArrives) {
@@ -158,8 +158,8 @@ TEST(FeedHandler, RecoversAFeedOfWhichNothingArrives) {
     Notes notes;
     notes.take(handler);
     catch_up(handler, venue);  // a heartbeat is all it ever hears
-    EXPECT_EQ(handler.counters.gaps, 1u);
-    EXPECT_EQ(handler.counters.recovered, notes.last);
+    EXPECT_EQ(handler.receiver.counters.gaps, 1u);
+    EXPECT_EQ(handler.receiver.counters.recovered, notes.last);
     EXPECT_EQ(venue.process.stop(), 0);
     notes.expect(truth_by_sequence(truth));
 }
@@ -174,10 +174,10 @@ TEST(FeedHandler, StartsAnewFromASnapshotWhenTheHistoryHasForgottenWhatIsMissing
     while (venue.feed.next_datagram(milliseconds(0))) continue;  // whatever the socket could hold of them
     FeedHandler handler(venue.feed, venue.retransmission_port());
     EXPECT_TRUE(handler.follow_to(last));
-    EXPECT_EQ(handler.counters.gaps, 1u);
-    EXPECT_EQ(handler.counters.refreshes, 1u);
-    EXPECT_EQ(handler.next_sequence(), last + 1);
-    const std::string first_book = handler.book().text(1, 100);
+    EXPECT_EQ(handler.receiver.counters.gaps, 1u);
+    EXPECT_EQ(handler.receiver.counters.refreshes, 1u);
+    EXPECT_EQ(handler.receiver.next_sequence(), last + 1);
+    const std::string first_book = handler.receiver.book().text(1, 100);
     EXPECT_TRUE(first_book.starts_with("A  ")) << first_book;
 
     // From there on it follows the feed as if it had been there all day.
@@ -186,12 +186,12 @@ TEST(FeedHandler, StartsAnewFromASnapshotWhenTheHistoryHasForgottenWhatIsMissing
     const std::string welcome = alice.next(2 + products);  // the response, the session and every symbol
     ASSERT_TRUE(welcome.ends_with(" | 501: SU 500 A Q"));
     alice.send(buy("b1").shares(123).at("50.00"));
-    while (handler.book().text(1, 100) == first_book) {
+    while (handler.receiver.book().text(1, 100) == first_book) {
         ASSERT_TRUE(handler.take_datagram(std::chrono::duration_cast<milliseconds>(patience)));
     }
-    EXPECT_TRUE(handler.book().text(1, 100).starts_with("A  123@50 ")) << handler.book().text(1, 100);
-    EXPECT_EQ(handler.counters.refreshes, 1u);
-    EXPECT_EQ(handler.counters.unconnected, 0u);
+    EXPECT_TRUE(handler.receiver.book().text(1, 100).starts_with("A  123@50 ")) << handler.receiver.book().text(1, 100);
+    EXPECT_EQ(handler.receiver.counters.refreshes, 1u);
+    EXPECT_EQ(handler.receiver.counters.unconnected, 0u);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <ctime>
 
+#include "client/feed_messages.h"
 #include "support/scene.h"
 #include "system/live_venue.h"
 
@@ -115,7 +116,7 @@ TEST(LiveFeed, FillsADatagramUntilTheNextMessageDoesNotFit) {
         const std::size_t first = get(rest, mach::layout::length);
         EXPECT_GT(filled + first, 1400U) << "message " << number << " had room in the datagram before";
         filled = datagram->size();
-        while (const auto packet = mach::take_packet(rest)) {
+        while (const auto packet = client::read_feed_packet(rest)) {
             EXPECT_EQ(packet->header.sequence, number++);
             if (dom_text(packet->message).starts_with("add ")) ++adds;
         }

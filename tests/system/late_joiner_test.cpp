@@ -42,22 +42,22 @@ void join_late(const std::vector<std::string>& damage) {
     // It listens before it asks, or it would miss what comes between the snapshot and its first datagram.
     FeedHandler handler(venue.feed, venue.retransmission_port());
     handler.start_from_snapshot();
-    const std::uint64_t as_of = handler.next_sequence() - 1;
+    const std::uint64_t as_of = handler.receiver.next_sequence() - 1;
     EXPECT_GE(as_of, 1999u);
     std::map<std::uint64_t, std::string> seen;  // the book after each change, and all books as of the snapshot
     std::map<std::uint32_t, std::string> joined_at;
     for (std::uint32_t secid = 1; secid <= products; ++secid) {
-        joined_at[secid] = handler.book().truth_line(as_of, secid);
+        joined_at[secid] = handler.receiver.book().truth_line(as_of, secid);
     }
-    handler.on_applied = [&](std::uint64_t sequence, std::uint32_t changed) {
-        if (changed != 0) seen[sequence] = handler.book().truth_line(sequence, changed);
+    handler.receiver.on_applied = [&](std::uint64_t sequence, std::uint32_t changed) {
+        if (changed != 0) seen[sequence] = handler.receiver.book().truth_line(sequence, changed);
     };
     EXPECT_TRUE(handler.follow_to(as_of + 2000));
     ASSERT_EQ(venue.control.ask("pause"), "ok pause\n");
     const std::uint64_t last = venue.control.next_sequence() - 1;
     EXPECT_TRUE(handler.follow_to(last));
-    EXPECT_EQ(handler.counters.refreshes, 1u);
-    EXPECT_EQ(handler.counters.unconnected, 0u);
+    EXPECT_EQ(handler.receiver.counters.refreshes, 1u);
+    EXPECT_EQ(handler.receiver.counters.unconnected, 0u);
     EXPECT_EQ(venue.process.stop(), 0);
 
     const auto books = true_books(truth);
@@ -65,7 +65,7 @@ void join_late(const std::vector<std::string>& damage) {
     std::size_t compared = 0;
     for (const auto& [secid, lines] : books) {
         EXPECT_EQ(joined_at[secid], true_book(lines, as_of));
-        EXPECT_EQ(handler.book().truth_line(last, secid), true_book(lines, last));
+        EXPECT_EQ(handler.receiver.book().truth_line(last, secid), true_book(lines, last));
         for (auto line = lines.upper_bound(as_of); line != lines.end(); ++line, ++compared) {
             ASSERT_EQ(seen[line->first], line->second);
         }
@@ -89,19 +89,21 @@ TEST(LateJoiner, OfAQuietMarketNeedsTheSnapshotAlone) {
     alice.next(3);
     FeedHandler handler(venue.feed, venue.retransmission_port());
     handler.start_from_snapshot();
-    EXPECT_EQ(handler.next_sequence(), venue.control.next_sequence());
-    EXPECT_TRUE(handler.book().text(1, 1000).starts_with("AAPL  700@180 ")) << handler.book().text(1, 1000);
+    EXPECT_EQ(handler.receiver.next_sequence(), venue.control.next_sequence());
+    EXPECT_TRUE(handler.receiver.book().text(1, 1000).starts_with("AAPL  700@180 "))
+        << handler.receiver.book().text(1, 1000);
     // The order's own datagram is still to come, and is nothing new.
     EXPECT_TRUE(handler.take_datagram(std::chrono::duration_cast<milliseconds>(patience)));
-    EXPECT_GE(handler.counters.duplicates, 1u);
-    EXPECT_TRUE(handler.book().text(1, 1000).starts_with("AAPL  700@180 ")) << handler.book().text(1, 1000);
+    EXPECT_GE(handler.receiver.counters.duplicates, 1u);
+    EXPECT_TRUE(handler.receiver.book().text(1, 1000).starts_with("AAPL  700@180 "))
+        << handler.receiver.book().text(1, 1000);
 
     alice.send(cancel("b1"));
-    EXPECT_TRUE(handler.follow_to(handler.next_sequence()));
-    while (handler.book().text(1, 1000).find("700@180") != std::string::npos) {
+    EXPECT_TRUE(handler.follow_to(handler.receiver.next_sequence()));
+    while (handler.receiver.book().text(1, 1000).find("700@180") != std::string::npos) {
         ASSERT_TRUE(handler.take_datagram(std::chrono::duration_cast<milliseconds>(patience)));
     }
-    EXPECT_EQ(handler.counters.unconnected, 0u);
+    EXPECT_EQ(handler.receiver.counters.unconnected, 0u);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <deque>
 
+#include "client/feed_messages.h"
 #include "common/socket.h"
 #include "feed/dom_messages.h"
 #include "support/figures.h"
@@ -307,12 +308,12 @@ TEST(FeedHistory, HoldsTwoHundredThousandMessagesAndNoMore) {
         ASSERT_EQ(message.sequence, expected++);
         // Orders are numbered as they come and time does not go back, so the messages are in order too, and not only
         // their numbers.
-        if (dom::AddOrder add; read(message.message, add)) {
-            ASSERT_GT(add.order_id, newest_order);
-            newest_order = add.order_id;
-        } else if (dom::SystemTime time; read(message.message, time)) {
-            ASSERT_GT(time.seconds, second);
-            second = time.seconds;
+        if (const auto add = read_add_order(message.message)) {
+            ASSERT_GT(add->order_id, newest_order);
+            newest_order = add->order_id;
+        } else if (const auto time = read_system_time(message.message)) {
+            ASSERT_GT(time->seconds, second);
+            second = time->seconds;
         } else {
             ASSERT_FALSE(dom_text(message.message).starts_with("unknown")) << message.sequence;
         }
@@ -446,7 +447,7 @@ TEST(UserStream, HoldsHalfAMillionMessagesAndWhatComesWhileTheUserIsAway) {
     const std::size_t already = stored.size();
     while (stored.size() < stream_limit) {
         const std::uint64_t number = stored.next();
-        esesm::write_sequenced(stored.append(esesm::sequenced_size(message.size())), number, message);
+        esesm::build_sequenced(stored.append(esesm::sequenced_size(message.size())), number, message);
     }
     report("resident bytes for each stored packet of 97 bytes",
            (resident_bytes("self") - before) / (stored.size() - already));

@@ -1,5 +1,6 @@
 #include "arrivals.h"
 
+#include "client/feed_messages.h"
 #include "lines.h"
 
 namespace kavo::feed_dump {
@@ -12,7 +13,7 @@ constexpr std::uint64_t longest_delay_messages = 1000;
 }  // namespace
 
 void Arrivals::take(ByteView datagram) {
-    while (const auto packet = mach::take_packet(datagram)) {
+    while (const auto packet = client::read_feed_packet(datagram)) {
         switch (packet->header.type) {
             case mach::PacketType::start: expected_ = 1; break;
             case mach::PacketType::heartbeat: take_heartbeat(packet->header); break;

@@ -21,9 +21,9 @@ constexpr const char* no_service = "without a service they are known from messag
 
 void Books::take(ByteView datagram) {
     ByteView rest = datagram;
-    const auto first = mach::take_packet(rest);
+    const auto first = client::read_feed_packet(rest);
     if (!first) return;
-    if (handler_ && handler_->contradicts(datagram)) {
+    if (handler_ && handler_->receiver.contradicts(datagram)) {
         print_fallen_back();
         handler_.reset();
         arrivals_.expect(0);
@@ -35,12 +35,12 @@ void Books::take(ByteView datagram) {
 }
 
 void Books::pause() {
-    if (handler_ && handler_->has_gap()) follow([this] { handler_->recover(); });
+    if (handler_ && handler_->receiver.has_gap()) follow([this] { handler_->recover(); });
 }
 
 // Knows the books from this packet on, if that can be: before the first message they are empty, and before any other
 // the service tells them.
-void Books::begin(const mach::Packet& packet) {
+void Books::begin(const client::FeedPacket& packet) {
     const bool data = packet.header.type == mach::PacketType::application_data;
     if (packet.header.type == mach::PacketType::start || (data && packet.header.sequence == 1)) {
         handler_.emplace(feed_, retrans_port_);
@@ -57,11 +57,11 @@ void Books::begin(const mach::Packet& packet) {
     }
 }
 
-void Books::join(const mach::Packet& packet) {
+void Books::join(const client::FeedPacket& packet) {
     check_service(packet);
     handler_.emplace(feed_, retrans_port_);
     handler_->start_from_snapshot();
-    const std::uint64_t as_of = handler_->next_sequence() - 1;
+    const std::uint64_t as_of = handler_->receiver.next_sequence() - 1;
     if (packet.header.type == mach::PacketType::heartbeat && packet.header.sequence != as_of) return doubt();
     show_snapshot(as_of);
     know();
@@ -75,7 +75,7 @@ void Books::doubt() {
 }
 
 // The service on this port may be another simulator's: that of this feed has sent this very message.
-void Books::check_service(const mach::Packet& packet) const {
+void Books::check_service(const client::FeedPacket& packet) const {
     if (packet.header.type != mach::PacketType::application_data) return;
     const auto told = client::fetch_range(packet.header.sequence, packet.header.sequence, retrans_port_);
     if (told.size() == 1 && std::ranges::equal(told.front().message, packet.message)) return;
@@ -86,9 +86,9 @@ void Books::know() {
     reason_.clear();
     doubts_ = 0;
     gap_first_ = gap_last_ = 0;
-    handler_->on_applied = [this](std::uint64_t sequence, std::uint32_t changed) { show(sequence, changed); };
-    handler_->on_snapshot = [this](std::uint64_t as_of) { show_snapshot(as_of); };
-    handler_->on_gap = [this](std::uint64_t first, std::uint64_t last) {
+    handler_->receiver.on_applied = [this](std::uint64_t sequence, std::uint32_t changed) { show(sequence, changed); };
+    handler_->receiver.on_snapshot = [this](std::uint64_t as_of) { show_snapshot(as_of); };
+    handler_->receiver.on_gap = [this](std::uint64_t first, std::uint64_t last) {
         gap_first_ = first;
         gap_last_ = last;
         print_gap(first, last);
@@ -107,7 +107,7 @@ void Books::follow(const std::function<void()>& step) {
 void Books::forget(const std::string& reason) {
     say_unknown(retrans_port_ == 0 ? no_service : reason);
     arrivals_.expect(gap_last_ + 1);
-    for (const auto& [sequence, message] : handler_->early()) arrivals_.take_message(sequence, message);
+    for (const auto& [sequence, message] : handler_->receiver.early()) arrivals_.take_message(sequence, message);
     handler_.reset();
 }
 
@@ -119,17 +119,17 @@ void Books::say_unknown(const std::string& reason) {
 
 void Books::show(std::uint64_t sequence, std::uint32_t changed) const {
     const bool fetched = sequence >= gap_first_ && sequence <= gap_last_;
-    print_message(sequence, handler_->message(sequence), fetched ? "fetched again" : "");
+    print_message(sequence, handler_->receiver.message(sequence), fetched ? "fetched again" : "");
     if (changed != 0) show_book(changed);
 }
 
 void Books::show_book(std::uint32_t secid) const {
-    std::printf("    %s\n", handler_->book().text(secid, shown_levels).c_str());
+    std::printf("    %s\n", handler_->receiver.book().text(secid, shown_levels).c_str());
 }
 
 void Books::show_snapshot(std::uint64_t as_of) const {
     print_remark("refresh: the books as of message " + std::to_string(as_of));
-    for (const auto& [secid, book] : handler_->book().books()) show_book(secid);
+    for (const auto& [secid, book] : handler_->receiver.book().books()) show_book(secid);
 }
 
 }  // namespace kavo::feed_dump

@@ -11,9 +11,9 @@
 
 #include "arrivals.h"
 #include "client/feed_handler.h"
+#include "client/feed_messages.h"
 #include "client/feed_reader.h"
 #include "common/bytes.h"
-#include "feed/mach.h"
 
 namespace kavo::feed_dump {
 
@@ -27,10 +27,10 @@ public:
     void pause();
 
 private:
-    void begin(const mach::Packet& packet);
-    void join(const mach::Packet& packet);
+    void begin(const client::FeedPacket& packet);
+    void join(const client::FeedPacket& packet);
     void doubt();
-    void check_service(const mach::Packet& packet) const;
+    void check_service(const client::FeedPacket& packet) const;
     void know();
     void follow(const std::function<void()>& step);
     void forget(const std::string& reason);
