@@ -1,54 +1,62 @@
 #include "harness/session_story.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
 #include "client/requests.h"
 #include "harness/harness.h"
+#include "model/packets.h"
 
 namespace kavo::fuzz {
 
 namespace {
 
+constexpr std::int32_t tick_interval_ms = 40;
+constexpr std::array<std::string_view, 4> users{"alice", "bob", "carol", "a b"};
 constexpr std::array<std::uint64_t, 12> waits_ms{0, 1, 40, 300, 301, 999, 1000, 1001, 2999, 3000, 10'000, 30'000};
 
 // Absurd references among them: whatever the market makes of these, the sessions go on.
 constexpr std::array<double, 8> references{190.0, 190.0, 190.0, 0.02,
                                            -5.0,  1e18,  1e300, std::numeric_limits<double>::quiet_NaN()};
 
-test::VenueSettings settings_from(Input& input) {
-    test::VenueSettings settings;
-    settings.symbols.resize(input.below(3), "AAPL");
-    settings.reference = input.pick(references);
-    settings.engine.session = input.pick(std::array<std::uint8_t, 3>{1, 7, 255});
-    settings.engine.acod = input.below(2) == 1;
-    settings.engine.touch_hit = input.pick(std::array<double, 2>{0.15, 1.0});
-    settings.seeded = input.below(2) == 1;
-    settings.seed = input.byte();
-    settings.quiet = input.below(2) == 1;
-    return settings;
+simulation::Plan plan_from(Input& input) {
+    simulation::Plan plan;
+    const std::size_t symbols = input.below(3);
+    plan.symbols.resize(symbols, {"AAPL", input.pick(references)});
+    plan.engine.session = input.pick(std::array<std::uint8_t, 3>{1, 7, 255});
+    plan.engine.acod = input.below(2) == 1;
+    plan.engine.touch_hit = input.pick(std::array<double, 2>{0.15, 1.0});
+    plan.tick_interval_ms = input.below(2) == 1 ? tick_interval_ms : -1;
+    plan.market_seed = input.byte();
+    plan.engine.quiet = input.below(2) == 1;
+    plan.control_port = true;
+    plan.start_ms = 1'000'000;
+    plan.start_wall_ns = 1'700'000'000'123'456'789;
+
+    const auto every = [&input] { return static_cast<std::uint32_t>(input.below(8)) / 2; };
+    simulation::Scenario& scenario = plan.scenario;
+    scenario.disconnect_after = input.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
+    scenario.lapse_ms = input.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
+    scenario.reject_every = every();
+    scenario.partial_fill_every = every();
+    scenario.fill_on_cancel_every = every();
+    scenario.unsolicited_cancel_every = every();
+    scenario.replace_reject_every = every();
+    return plan;
 }
 
-Bytes packet(char type, ByteView payload) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
+// Whatever stands in a line of its own on standard error or in the truth must stay one.
+Bytes without_line_ends(ByteView bytes) {
+    Bytes kept(bytes.begin(), bytes.end());
+    std::ranges::replace(kept, std::uint8_t{'\n'}, std::uint8_t{'n'});
+    return kept;
 }
 
 }  // namespace
 
-SessionStory::SessionStory(ByteView bytes) : input_(bytes), settings_(settings_from(input_)) {
-    arm_scenario();
-}
-
-void SessionStory::arm_scenario() {
-    const auto every = [this] { return static_cast<std::uint32_t>(input_.below(8)) / 2; };
-    Bench& bench = venue_.bench;
-    bench.disconnect_after = input_.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
-    bench.lapse_ms = input_.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
-    bench.reject_every = every();
-    bench.partial_fill_every = every();
-    bench.fill_on_cancel_every = every();
-    bench.unsolicited_cancel_every = every();
-    bench.replace_reject_every = every();
+SessionStory::SessionStory(ByteView bytes) : input_(bytes), day_(plan_from(input_), 0) {
+    day_.stage.start_day();
 }
 
 void SessionStory::tell() {
@@ -62,23 +70,24 @@ void SessionStory::step() {
         case 0: connect(); return;
         case 1:
         case 2: return let_time_pass();
-        case 3: venue_.engine.tick(); return pass();
-        case 4: return lose(some_client());
+        case 3: return pass_after(tick_interval_ms);
+        case 4: some_client().peer->gone = true; return;
         case 5: return steer();
         default: return say_something();
     }
 }
 
-// Now and then the words wait for the next ones, and now and then they arrive in two parts.
+// Now and then the words wait for the next ones, now and then they arrive in two parts, and now and then the client
+// stops reading.
 void SessionStory::say_something() {
-    const ClientHandle client = some_client();
-    unsaid_.resize(venue_.order_entry.clients_ever());
-    Bytes& unsaid = unsaid_[static_cast<std::size_t>(client)];
+    Client& client = some_client();
     const Bytes said = words();
-    unsaid.insert(unsaid.end(), said.begin(), said.end());
+    client.unsaid.insert(client.unsaid.end(), said.begin(), said.end());
     const std::size_t manner = input_.below(8);
     if (manner == 1 || manner == 2) return;
-    const Bytes all = std::exchange(unsaid, {});
+    const Bytes all = std::exchange(client.unsaid, {});
+    if (manner == 4) client.peer->room = input_.byte();
+    if (manner == 5) client.peer->room = simulation::Peer::unlimited;
     const std::size_t first_part = manner == 3 ? std::min(input_.below(256), all.size()) : all.size();
     deliver(client, ByteView(all).first(first_part));
     deliver(client, ByteView(all).subspan(first_part));
@@ -87,22 +96,19 @@ void SessionStory::say_something() {
 Bytes SessionStory::words() {
     switch (input_.below(8)) {
         case 0:
-        case 1: return packet('l', login());
+        case 1: return model::session_packet('l', login());
         case 2:
-        case 3: return packet('U', new_order());
-        case 4: return packet('U', replace());
-        case 5: return packet('U', cancel());
+        case 3: return model::session_packet('U', new_order());
+        case 4: return model::session_packet('U', replace());
+        case 5: return model::session_packet('U', cancel());
         case 6: return any_packet();
-        default: {
-            const ByteView bytes = input_.bytes(input_.below(64));
-            return {bytes.begin(), bytes.end()};
-        }
+        default: return without_line_ends(input_.bytes(input_.below(64)));
     }
 }
 
 Bytes SessionStory::login() {
-    constexpr std::array<std::string_view, 6> users{"alice", "bob", "carol", "a b", "alice", ""};
-    const std::string_view user = input_.pick(users);
+    constexpr std::array<std::string_view, 6> names{"alice", "bob", "carol", "a b", "alice", ""};
+    const std::string_view user = input_.pick(names);
     client::Login login = client::login(user, input_.below(16));
     if (input_.one_in(16)) login.requested_sequence = input_.number<std::uint64_t>();
     if (input_.one_in(16)) login.session_protocol = "1.1";
@@ -143,7 +149,7 @@ Bytes SessionStory::cancel() {
 Bytes SessionStory::any_packet() {
     constexpr std::array<char, 8> types{'1', 'T', 'X', 'U', 'Q', 's', 'l', '\0'};
     const char type = input_.one_in(8) ? static_cast<char>(input_.byte()) : input_.pick(types);
-    return packet(type, input_.bytes(input_.below(140)));
+    return model::session_packet(type, without_line_ends(input_.bytes(input_.below(140))));
 }
 
 // Few, so that they meet again and again.
@@ -151,47 +157,35 @@ std::string SessionStory::id() {
     return std::string("o").append(std::to_string(input_.below(12)));
 }
 
+// Between the market's best bid and its best offer, so that clients meet; or at one of them.
 WirePrice SessionStory::price() {
     if (input_.one_in(32)) return input_.number<std::uint64_t>();
-    return (18'995 + input_.below(11)) * WirePrice{10'000};
+    return 189'990'000 + input_.below(11) * WirePrice{1'000};
 }
 
-ClientHandle SessionStory::connect() {
-    const std::size_t clients = venue_.order_entry.clients_ever();
-    if (clients == most_clients) return static_cast<ClientHandle>(clients - 1);
-    const ClientHandle client = venue_.connect();
-    audit_.connected(client);
-    return client;
+SessionStory::Client& SessionStory::connect() {
+    if (clients_.size() == most_clients) return clients_.back();
+    return clients_.emplace_back(Client{&day_.stage.connect_client(), {}});
 }
 
 // An open one if that can be: the next from a place that the input names, or a new one.
-ClientHandle SessionStory::some_client() {
-    const std::size_t clients = venue_.order_entry.clients_ever();
+SessionStory::Client& SessionStory::some_client() {
     const std::size_t start = input_.byte();
-    for (std::size_t i = 0; i < clients; ++i) {
-        const auto client = static_cast<ClientHandle>((start + i) % clients);
-        if (audit_.is_open(client)) return client;
+    for (std::size_t i = 0; i < clients_.size(); ++i) {
+        Client& client = clients_[(start + i) % clients_.size()];
+        if (client.open()) return client;
     }
     return connect();
 }
 
-// As the main loop does, which never reads what is closed.
-void SessionStory::deliver(ClientHandle client, ByteView bytes) {
-    if (bytes.empty() || !audit_.is_open(client)) return;
-    audit_.before_receive();
-    venue_.order_entry.receive(client, bytes);
-    audit_.received(client, bytes);
-}
-
-void SessionStory::lose(ClientHandle client) {
-    if (!audit_.is_open(client)) return;
-    venue_.order_entry.lose_client(client);
-    audit_.lost(client);
+void SessionStory::deliver(Client& client, ByteView bytes) {
+    if (bytes.empty() || !client.open()) return;
+    model::append(client.peer->to_venue, bytes);
+    pass_after(0);
 }
 
 void SessionStory::let_time_pass() {
-    venue_.clock.advance_ms(next_wait_ms());
-    pass();
+    pass_after(next_wait_ms());
 }
 
 // A usual wait, or any, or one that ends with the silence of the venue, or a millisecond before.
@@ -199,50 +193,50 @@ std::uint64_t SessionStory::next_wait_ms() {
     const std::size_t choice = input_.below(waits_ms.size() + 3);
     if (choice < waits_ms.size()) return waits_ms[choice];
     if (choice == waits_ms.size()) return input_.number<std::uint16_t>();
-    const std::uint64_t silent_ms = audit_.in_lapse() ? audit_.lapse_until_ms() - venue_.clock.steady_ms() : 1;
+    const std::uint64_t now_ms = day_.stage.now_ms();
+    const std::uint64_t silent_ms = silent_until_ms_ > now_ms ? silent_until_ms_ - now_ms : 1;
     return choice == waits_ms.size() + 1 ? silent_ms : silent_ms - 1;
 }
 
-void SessionStory::pass() {
-    venue_.order_entry.serve_clients();  // what is closed is forgotten
-    audit_.before_pass();
-    venue_.pass();
-    venue_.feed.heartbeat_when_idle();
-    audit_.passed();
+void SessionStory::pass_after(std::uint64_t ms) {
+    day_.pass_after(ms);
+    constexpr std::string_view silence = "bench: going silent for ";
+    for (; read_ < day_.tape.size(); ++read_) {
+        const std::string& text = day_.tape[read_].text;
+        if (text.starts_with(silence)) {
+            silent_until_ms_ = day_.stage.now_ms() + std::stoull(text.substr(silence.size()));
+        }
+    }
 }
 
-// The person at the controls.
+// The person at the controls, who is heard in the next pass.
 void SessionStory::steer() {
-    Bench& bench = venue_.bench;
-    switch (input_.below(8)) {
-        case 0: bench.disconnect_requested = true; return;
-        case 1: {
-            const std::uint64_t length_ms = input_.pick(waits_ms);
-            bench.start_lapse(venue_.clock.steady_ms(), length_ms);
-            return audit_.lapse_started(venue_.clock.steady_ms() + length_ms);
-        }
-        case 2: bench.reject_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        case 3: bench.partial_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        case 4: bench.fill_on_cancel_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        case 5: bench.unsolicited_cancel_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        case 6: bench.replace_reject_next = static_cast<std::uint32_t>(input_.below(3)); return;
-        default: venue_.engine.paused = input_.below(2) == 1; return;
-    }
+    constexpr std::array<std::string_view, 5> next_faults{"reject", "partial", "fill_on_cancel", "unsolicited_cancel",
+                                                          "replace_reject"};
+    const std::size_t choice = input_.below(8);
+    const auto command = [this](std::string_view word, std::uint64_t number) {
+        day_.stage.command(std::string(word) + " " + std::to_string(number));
+    };
+    if (choice == 0) return day_.stage.command("disconnect");
+    if (choice == 1) return command("lapse", input_.pick(waits_ms));
+    if (choice == 7) return day_.stage.command(input_.below(2) == 1 ? "pause" : "resume");
+    command(next_faults.at(choice - 2), input_.below(3));
 }
 
 // The lights go on: every silence is over, everybody leaves, and each user comes back for the whole stream.
 void SessionStory::end() {
-    while (audit_.in_lapse()) venue_.clock.advance_ms(1000);
-    for (std::size_t i = 0; i < venue_.order_entry.clients_ever(); ++i) lose(static_cast<ClientHandle>(i));
-    pass();
-    for (const std::string& user : audit_.users()) {
-        const ClientHandle client = venue_.connect();
-        audit_.connected(client);
-        deliver(client, packet('l', client::login(user, 1).payload()));
-        lose(client);
+    day_.calm_down();
+    for (Client& client : clients_) client.peer->gone = true;
+    pass_after(400);
+    for (const std::string_view user : users) {
+        simulation::Peer& peer = day_.stage.connect_client();
+        peer.to_venue = model::session_packet('l', client::login(user, 1).payload());
+        pass_after(1);
+        peer.gone = true;
+        pass_after(1);
     }
-    pass();
-    audit_.compare_counters();
+    day_.end();
+    require_nothing_in(day_.audit([](const simulation::Auditor&) { return std::string(); }).finding);
 }
 
 }  // namespace kavo::fuzz

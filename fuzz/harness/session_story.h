@@ -1,14 +1,14 @@
-// A day of the venue's sessions, told by the fuzzer's bytes: clients come, log in, trade, talk nonsense, fall silent,
-// vanish and return, on a clock that moves when the story says so. An audit follows every step.
+// A day of the venue, told by the fuzzer's bytes: clients come, log in, trade, talk nonsense, fall silent, vanish and
+// return, on a clock that moves when the story says so. The auditor of the simulated days judges it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "common/price.h"
+#include "day.h"
 #include "harness/input.h"
-#include "harness/session_audit.h"
-#include "support/venue.h"
 
 namespace kavo::fuzz {
 
@@ -22,7 +22,6 @@ private:
     static constexpr unsigned most_steps = 400;  // which keeps the slowest input well below its limit
     static constexpr std::size_t most_clients = 24;
 
-    void arm_scenario();
     void step();
     void say_something();
     void let_time_pass();
@@ -39,18 +38,24 @@ private:
     WirePrice price();
     std::uint64_t next_wait_ms();
 
-    ClientHandle connect();
-    ClientHandle some_client();
-    void deliver(ClientHandle client, ByteView bytes);
-    void lose(ClientHandle client);
-    void pass();
+    // A client, and what it has said that waits to arrive together with its next words.
+    struct Client {
+        simulation::Peer* peer = nullptr;
+        Bytes unsaid;
+
+        bool open() const { return !peer->gone && !peer->closed; }
+    };
+    Client& connect();
+    Client& some_client();
+    void deliver(Client& client, ByteView bytes);
+    void pass_after(std::uint64_t ms);
     void end();
 
     Input input_;
-    test::VenueSettings settings_;
-    test::Venue venue_{settings_};
-    SessionAudit audit_{venue_, settings_.engine.session};
-    std::vector<Bytes> unsaid_;  // by client: what waits to arrive together with its next words
+    simulation::Day day_;
+    std::vector<Client> clients_;
+    std::size_t read_ = 0;  // of the tape
+    std::uint64_t silent_until_ms_ = 0;
     unsigned steps_ = 0;
 };
 

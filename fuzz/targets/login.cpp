@@ -3,7 +3,7 @@
 #include <string>
 
 #include "harness/harness.h"
-#include "harness/literal_login.h"
+#include "model/logins.h"
 #include "session/esesm.h"
 
 namespace kavo::fuzz {
@@ -11,8 +11,8 @@ namespace {
 
 using esesm::LoginRequest;
 
-bool same(const LoginRequest& read, const LiteralLogin& literal) {
-    const auto same_entry = [](const LoginRequest::Entry& a, const LiteralLogin::Entry& b) {
+bool same(const LoginRequest& read, const model::Login& literal) {
+    const auto same_entry = [](const LoginRequest::Entry& a, const model::Login::Entry& b) {
         return a.matching_engine_id == b.engine && a.requested_sequence == b.sequence;
     };
     return read.session_protocol_version == literal.session_protocol && read.username == literal.username &&
@@ -49,7 +49,8 @@ void check_response(const std::vector<esesm::LoginResponseEntry>& answers) {
         const ByteView entry = payload.subspan(1 + 10 * i, 10);
         require(entry[0] == static_cast<std::uint8_t>(answers[i].login_status), "an entry begins with its status");
         require(entry[1] == answers[i].matching_engine_id, "an entry names its engine");
-        require(little_endian(entry.subspan(2)) == answers[i].highest_sequence, "an entry ends with its sequence");
+        require(model::little_endian(entry.subspan(2)) == answers[i].highest_sequence,
+                "an entry ends with its sequence");
     }
 }
 
@@ -66,7 +67,7 @@ void check_goodbye(const LoginRequest& request) {
 void read_login(ByteView payload) {
     LoginRequest request;
     const bool read = parse_login_request(payload, request);
-    const std::optional<LiteralLogin> literal = literal_login(payload);
+    const std::optional<model::Login> literal = model::read_login(payload);
     require(read == literal.has_value(), "a login is read when it is as long as it says");
     if (!read) return;
     require(same(request, *literal), "a login is read as it stands on paper");
