@@ -7,6 +7,7 @@
 #include "client/requests.h"
 #include "harness/harness.h"
 #include "model/packets.h"
+#include "story.h"
 
 namespace kavo::fuzz {
 
@@ -57,6 +58,7 @@ Bytes without_line_ends(ByteView bytes) {
 
 SessionStory::SessionStory(ByteView bytes) : input_(bytes), day_(plan_from(input_), 0) {
     day_.stage.start_day();
+    day_.pass_after(0);
 }
 
 void SessionStory::tell() {
@@ -121,11 +123,12 @@ Bytes SessionStory::login() {
     return payload;
 }
 
+// Most of them large enough to take what the market offers, and to rest where another client meets them.
 Bytes SessionStory::new_order() {
     const bool sell = input_.below(2) == 1;
     client::NewOrder order = sell ? client::sell(id()) : client::buy(id());
     order.product_id = input_.one_in(16) ? input_.byte() : 1;
-    order.quantity = 1 + input_.byte();
+    order.quantity = 100u * (1u + input_.byte());
     order.price = price();
     order.tif = input_.pick(std::array<char, 4>{'D', 'I', 'F', 'D'});
     if (input_.one_in(8)) order.order_type = '2';
@@ -137,7 +140,7 @@ Bytes SessionStory::new_order() {
 Bytes SessionStory::replace() {
     const std::string replaced = id();
     client::Replace replacement = client::replace(replaced, id());
-    replacement.quantity = input_.byte();
+    replacement.quantity = 100u * input_.byte();
     replacement.price = price();
     return replacement.bytes();
 }
@@ -157,10 +160,9 @@ std::string SessionStory::id() {
     return std::string("o").append(std::to_string(input_.below(12)));
 }
 
-// Between the market's best bid and its best offer, so that clients meet; or at one of them.
 WirePrice SessionStory::price() {
     if (input_.one_in(32)) return input_.number<std::uint64_t>();
-    return 189'990'000 + input_.below(11) * WirePrice{1'000};
+    return (18'995 + input_.below(11)) * WirePrice{10'000};
 }
 
 SessionStory::Client& SessionStory::connect() {
@@ -236,7 +238,9 @@ void SessionStory::end() {
         pass_after(1);
     }
     day_.end();
-    require_nothing_in(day_.audit([](const simulation::Auditor&) { return std::string(); }).finding);
+    const simulation::DayReport report = day_.audit([](const simulation::Auditor&) { return std::string(); });
+    if (!report.finding.empty()) simulation::tell_story(day_.tape, report.finding, report.position, stdout);
+    require_nothing_in(report.finding);
 }
 
 }  // namespace kavo::fuzz
