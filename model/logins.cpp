@@ -49,12 +49,14 @@ char recovery_status(const Login& login) {
 
 std::string_view login_status_text(char status) {
     switch (status) {
+        case ' ': return "successful";
         case 'A': return "incompatible application protocol version";
         case 'C': return "invalid number of matching engines";
         case 'I': return "incompatible session protocol version";
         case 'L': return "client already logged in";
         case 'N': return "invalid start sequence number requested";
         case 'S': return "invalid trading session requested";
+        case 'U': return "matching engine unavailable";
         case 'X': return "invalid username/computer ID";
         default: return "unknown status";
     }

@@ -36,7 +36,7 @@ std::optional<Login> read_login(ByteView payload);
 char order_entry_status(const Login& login, std::uint8_t session, std::uint64_t highest,
                         const std::function<bool()>& name_is_taken);
 char recovery_status(const Login& login);
-std::string_view login_status_text(char status);
+std::string_view login_status_text(char status);  // of those, too, with which no login ends
 // Whether a rejected login may be followed by another on the same connection.
 bool may_try_again(char status);
 

@@ -1,5 +1,7 @@
 #include "model/packets.h"
 
+#include <utility>
+
 namespace kavo::model {
 
 namespace {
@@ -53,21 +55,27 @@ Bytes login_response(char status, std::uint8_t session, std::uint64_t highest) {
     return session_packet('r', payload);
 }
 
+void Cutter::arrive(ByteView bytes) {
+    arrived_.erase(arrived_.begin(), arrived_.begin() + static_cast<std::ptrdiff_t>(std::exchange(cut_, 0)));
+    append(arrived_, bytes);
+}
+
 std::optional<Packet> Cutter::next() const {
-    if (rest_.size() < 2) return std::nullopt;
-    const std::size_t length = rest_[0] + 256u * rest_[1];
-    if (length == 0 || rest_.size() < length + 2) return std::nullopt;
-    const auto start = rest_.begin() + 2;
-    return Packet{static_cast<char>(*start), Bytes(start + 1, start + static_cast<std::ptrdiff_t>(length))};
+    const ByteView rest = ByteView(arrived_).subspan(cut_);
+    if (rest.size() < 2) return std::nullopt;
+    const std::size_t length = rest[0] + 256u * rest[1];
+    if (length == 0 || rest.size() < length + 2) return std::nullopt;
+    const ByteView payload = rest.subspan(3, length - 1);
+    return Packet{static_cast<char>(rest[2]), {payload.begin(), payload.end()}};
 }
 
 std::optional<Packet> Cutter::cut() {
-    if (rest_.size() >= 2 && rest_[0] == 0 && rest_[1] == 0) {
-        rest_.clear();
+    if (size() >= 2 && arrived_[cut_] == 0 && arrived_[cut_ + 1] == 0) {
+        cut_ = arrived_.size();
         lost_track_ = true;
     }
     auto packet = next();
-    if (packet) rest_.erase(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(3 + packet->payload.size()));
+    if (packet) cut_ += 3 + packet->payload.size();
     return packet;
 }
 

@@ -31,18 +31,20 @@ struct Packet {
 // Cuts a stream into packets, however it arrives.
 class Cutter {
 public:
-    void arrive(ByteView bytes) { append(rest_, bytes); }
+    void arrive(ByteView bytes);
 
     // The next whole packet, which stays where it is; nothing when there is none.
     std::optional<Packet> next() const;
     // Takes it. A length of zero makes all that has arrived unreadable: it is thrown away.
     std::optional<Packet> cut();
 
+    std::size_t size() const { return arrived_.size() - cut_; }  // of what has arrived and is no whole packet yet
     // From a length of zero on, what is a packet depends on how the stream arrived.
     bool lost_track() const { return lost_track_; }
 
 private:
-    Bytes rest_;
+    Bytes arrived_;
+    std::size_t cut_ = 0;  // bytes of it that have been taken
     bool lost_track_ = false;
 };
 

@@ -33,12 +33,10 @@ void Day::fetch_history() {
     peer.to_venue = model::session_packet('l', login.payload());
     model::append(peer.to_venue, model::session_packet('a', range));
     pass_after(1);
-    std::size_t at = 0;
-    while (peer.inbox.size() - at >= 3) {
-        const ByteView rest = ByteView(peer.inbox).subspan(at);
-        const ByteView packet = rest.first(model::little_endian(rest.first(2)) + 2);
-        if (packet[2] == 's') history.emplace_back(packet.begin() + 12, packet.end());
-        at += packet.size();
+    model::Cutter reply;
+    reply.arrive(peer.inbox);
+    while (const auto packet = reply.cut()) {
+        if (packet->type == 's') history.emplace_back(packet->payload.begin() + 9, packet->payload.end());
     }
 }
 

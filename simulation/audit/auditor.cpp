@@ -129,7 +129,8 @@ void Auditor::end_day() {
 }
 
 std::vector<std::uint64_t> Auditor::counters() const {
-    const auto& faults = feed_.model.faults;
+    const auto& [dropped, duplicated, reordered] = feed_.model.faults;
+    const model::Recovery& recovery = recovery_.model();
     return {bench_.reject.occasions,
             bench_.accepts,
             bench_.fills,
@@ -145,11 +146,11 @@ std::vector<std::uint64_t> Auditor::counters() const {
             bench_.logins,
             bench_.replays,
             bench_.replayed,
-            faults[0].befallen,
-            faults[1].befallen,
-            faults[2].befallen,
-            recovery_.model().retransmissions,
-            recovery_.model().refreshes};
+            dropped.befallen,
+            duplicated.befallen,
+            reordered.befallen,
+            recovery.retransmissions,
+            recovery.refreshes};
 }
 
 }  // namespace kavo::simulation

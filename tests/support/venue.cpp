@@ -46,7 +46,7 @@ Venue::Venue(const VenueSettings& settings)
       feed(settings.engine.session, clock,
            [this](ByteView datagram) { datagrams.emplace_back(datagram.begin(), datagram.end()); }),
       engine(feed, generator, settings.engine, bench, clock),
-      order_entry(engine, feed, bench, clock, peers.transport(), settings.engine.session, settings.quiet),
+      order_entry(engine, feed, bench, clock, peers.transport(), settings.engine.session, true),
       truth_path_(temporary_file()) {
     bench.open_order_truth(truth_path_);
     for (const std::string& symbol : settings.symbols) engine.add_product(symbol, settings.reference);

@@ -17,7 +17,6 @@ struct VenueSettings {
     EngineSettings engine = {};                   // its session number is everyone's
     bool seeded = false;  // true: the day is started, so the books hold the synthetic market's first quotes
     std::uint32_t seed = 42;
-    bool quiet = true;
 };
 
 // Requests go straight to the engine, as if a session had parsed them. What comes back, and what went out on the feed
