@@ -132,8 +132,8 @@ void AuditedSessions::handle(Connection& connection, const model::Packet& packet
 void AuditedSessions::request(Connection& connection, const Bytes& message) {
     AuditedOrders::Answers answers;
     if (!orders_.handle(connection.handle, message, answers)) {
-        const std::string type(message.begin(), message.begin() + 2);
-        witness_.expect_said("bench: bad MEO message '" + type + "' (" + std::to_string(message.size()) +
+        const char type[] = {static_cast<char>(message[0]), static_cast<char>(message[1]), '\0'};
+        witness_.expect_said(std::string("bench: bad MEO message '") + type + "' (" + std::to_string(message.size()) +
                              " bytes) from " + connection.name() + " — goodbye");
         expect_sent(connection, model::goodbye_packet('B', "unknown or malformed application message"));
         return drop(connection, "bad packet", true);
