@@ -63,7 +63,7 @@ std::optional<std::uint32_t> number_of(const Command& command) {
     const auto known = std::ranges::find(words, command.word, &Word::word);
     if (known == words.end()) return std::nullopt;
     const auto number = static_cast<std::uint32_t>(leading_unsigned(command.argument).value_or(known->otherwise));
-    return number == 0 && command.word == "rate" ? known->otherwise : number;  // no market ticks without a pause
+    return number == 0 && command.word == "rate" ? known->otherwise : number;  // as good as none
 }
 
 std::string reply_to(const Command& command, const std::string& statistics) {

@@ -40,12 +40,12 @@ void Day::fetch_history() {
     }
 }
 
-DayReport Day::audit(const std::function<std::string(const Auditor& auditor)>& last_words) const {
+DayReport Day::audit(const std::function<std::string(const Auditor& auditor)>& complaints) const {
     DayReport report;
     Auditor auditor(tape, history, stage.plan());
     try {
         auditor.audit();
-        report.finding = last_words(auditor);
+        if (complaints) report.finding = complaints(auditor);
     } catch (const Finding& finding) {
         report.finding = finding.what();
     }

@@ -35,8 +35,9 @@ public:
     void end();
 
     // Once it has ended.
-    //   last_words  what is to be held against the venue besides; empty when there is nothing
-    DayReport audit(const std::function<std::string(const Auditor& auditor)>& last_words) const;
+    //   complaints  what whoever took part holds against the venue, or nothing; asked for when the auditor has no
+    //   finding
+    DayReport audit(const std::function<std::string(const Auditor& auditor)>& complaints = {}) const;
 
     Tape tape;
     Stage stage;
