@@ -71,7 +71,6 @@ BENCHMARK(synthetic_tick)->Apply(sizes);
 template <std::size_t own_orders>
 double disconnect_seconds(Market& market) {
     market.rest_orders(own_orders, Market::leaver);
-    const SilentErrors silent;
     const double seconds = processor_seconds_of([&] { market.engine.client_dropped(Market::leaver, "leave"); });
     market.engine.outbox.clear();
     market.feed.flush();
@@ -93,7 +92,7 @@ public:
     static constexpr std::uint32_t shares_a_level = 100;
 
     DeepBook() {
-        engine_.add_product("DEEP", reference_price);
+        engine_.books.add_product("DEEP", reference_price);
         std::vector<std::uint32_t> cents(levels);
         std::iota(cents.begin(), cents.end(), lowest_cents);
         std::shuffle(cents.begin(), cents.end(), std::minstd_rand(42));
@@ -129,8 +128,9 @@ private:
     Clock clock_;
     Generator generator_{42};
     Bench bench_;
-    DomFeed feed_{1, clock_, [](ByteView) {}};
-    Engine engine_{feed_, generator_, {.max_order_size = 0xFFFFFFFF}, bench_, clock_};
+    Commentary commentary_{[](std::string_view) {}};
+    DomFeed feed_{1, clock_, [](ByteView) {}, commentary_};
+    Engine engine_{feed_, generator_, {.max_order_size = 0xFFFFFFFF}, bench_, clock_, commentary_};
     OutboundMessages answers_;
 };
 
@@ -172,13 +172,11 @@ void time_truth_lines(benchmark::State& state, void (*open)(Market& market, cons
     }
 }
 void book_change_line(benchmark::State& state) {
-    time_truth_lines(state, [](Market& market, const std::string& path) {
-        market.engine.book_truth.open(path, std::ios::out | std::ios::app);
-    });
+    time_truth_lines(state, [](Market& market, const std::string& path) { market.engine.books.truth.open(path); });
 }
 BENCHMARK(book_change_line)->Iterations(1)->UseManualTime();
 void order_truth_line(benchmark::State& state) {
-    time_truth_lines(state, [](Market& market, const std::string& path) { market.bench.open_order_truth(path); });
+    time_truth_lines(state, [](Market& market, const std::string& path) { market.engine.order_truth.log.open(path); });
 }
 BENCHMARK(order_truth_line)->Iterations(1)->UseManualTime();
 
@@ -188,9 +186,11 @@ double start_seconds(std::int64_t products) {
         const Clock clock;
         Generator generator(42);
         Bench bench;
-        DomFeed feed(1, clock, [](ByteView) {});
-        Engine engine(feed, generator, {}, bench, clock);
-        for (std::int64_t i = 0; i < products; ++i) engine.add_product("S" + std::to_string(i), 100.0);
+        const Commentary commentary;
+        DomFeed feed(
+            1, clock, [](ByteView) {}, commentary);
+        Engine engine(feed, generator, {}, bench, clock, commentary);
+        for (std::int64_t i = 0; i < products; ++i) engine.books.add_product("S" + std::to_string(i), 100.0);
         engine.start_day();
     });
 }

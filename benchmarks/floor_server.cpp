@@ -97,7 +97,7 @@ public:
     explicit Floor(const Settings& settings)
         : settings_(settings),
           datagrams_(::socket(AF_INET, SOCK_DGRAM, 0)),
-          polled_{{open_listener(settings.port, backlog, "floor_server: listen"), POLLIN, 0}} {
+          polled_{{open_listener(settings.port, backlog, "floor_server: listen", Commentary()), POLLIN, 0}} {
         receiver_.sin_family = AF_INET;
         receiver_.sin_port = htons(settings.feed_port);
         receiver_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -29,9 +29,21 @@ Transport nowhere() {
     };
 }
 
-Market::Market(std::size_t products) {
-    const SilentErrors silent;
-    for (std::size_t i = 0; i < products; ++i) engine.add_product("S" + std::to_string(i), reference_price);
+namespace {
+
+Options options() {
+    Options options;
+    options.symbols = "";
+    options.acod = true;
+    options.quiet = true;
+    return options;
+}
+
+}  // namespace
+
+Market::Market(std::size_t products)
+    : venue(options(), {clock, commentary, [](ByteView) {}, nowhere(), nowhere(), {}, {}}) {
+    for (std::size_t i = 0; i < products; ++i) engine.books.add_product("S" + std::to_string(i), reference_price);
     engine.start_day();
     fill_history();
     log_in("crowd");
@@ -82,17 +94,6 @@ Market& market_with(std::size_t resting_orders) {
         market->fill_stream();
     }
     return *market;
-}
-
-SilentErrors::SilentErrors() : kept_(dup(STDERR_FILENO)) {
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDERR_FILENO);
-    close(nowhere);
-}
-
-SilentErrors::~SilentErrors() {
-    dup2(kept_, STDERR_FILENO);
-    close(kept_);
 }
 
 }  // namespace kavo::benchmarks

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "app/venue.h"
 #include "order_packets.h"
-#include "session/order_entry.h"
 
 namespace kavo::benchmarks {
 
@@ -37,11 +37,13 @@ public:
     void fill_stream();
 
     Clock clock;
-    Generator generator{42};
-    Bench bench;
-    DomFeed feed{1, clock, [](ByteView) {}};
-    Engine engine{feed, generator, {.quiet = true, .acod = true}, bench, clock};
-    OrderEntry order_entry{engine, feed, bench, clock, nowhere(), 1, true};
+    Commentary commentary{[](std::string_view) {}};
+    Venue venue;
+
+    // Its parts.
+    DomFeed& feed = venue.feed;
+    Engine& engine = venue.engine;
+    OrderEntry& order_entry = venue.order_entry;
 
 private:
     void log_in(const std::string& username);
@@ -57,17 +59,5 @@ private:
 // A market in which the crowd has so many orders resting, and its stream is full. Each is made once and kept, so
 // that a benchmark can go back and forth between a full one and an empty one.
 Market& market_with(std::size_t resting_orders);
-
-// Standard error goes nowhere while this lives: the venue tells of every login and every lost client.
-class SilentErrors {
-public:
-    SilentErrors();
-    ~SilentErrors();
-    SilentErrors(const SilentErrors&) = delete;
-    SilentErrors& operator=(const SilentErrors&) = delete;
-
-private:
-    int kept_;
-};
 
 }  // namespace kavo::benchmarks

@@ -40,7 +40,9 @@ double resting_orders(std::size_t count) {
 
 double history_messages(std::size_t count) {
     const Clock clock;
-    DomFeed feed(1, clock, [](ByteView) {});
+    const Commentary commentary;
+    DomFeed feed(
+        1, clock, [](ByteView) {}, commentary);
     return bytes_grown_by([&] {
         for (std::size_t i = 0; i < count; ++i) feed.publish(dom::build(dom::AddOrder{}));
     });

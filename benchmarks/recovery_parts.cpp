@@ -53,8 +53,7 @@ void refresh(benchmark::State& state) {
         return bytes.size();
     };
     counting.read = [](int, Bytes&, bool&) { return ReadEnd::gone; };  // closes as soon as it is told the end
-    Retransmission retransmission(market.feed, market.clock, counting, 1);
-    const SilentErrors silent;
+    Retransmission retransmission(market.feed, market.clock, counting, 1, market.commentary);
     const auto everything = std::to_array<std::uint8_t>({'R', 'O'});
     const Bytes packet = esesm::build_packet(esesm::PacketType::unsequenced_data, everything);
     std::vector<double> seconds;
@@ -65,7 +64,7 @@ void refresh(benchmark::State& state) {
         }
         state.SetIterationTime(median(seconds));
     }
-    state.counters["ns_an_order"] = median(seconds) * 1e9 / static_cast<double>(market.engine.resting_orders());
+    state.counters["ns_an_order"] = median(seconds) * 1e9 / static_cast<double>(market.engine.books.resting_orders());
     state.counters["MB"] = static_cast<double>(bytes_sent) / 1e6;
 }
 BENCHMARK(refresh)->ArgName("resting")->Arg(0)->Arg(100'000)->Arg(1'000'000)->Iterations(1)->UseManualTime();
@@ -98,7 +97,8 @@ private:
 // All the history holds, sends included.
 void retransmission(benchmark::State& state) {
     Market& market = market_with(0);
-    Retransmission retransmission(market.feed, market.clock, socket_transport(no_socket), 1);
+    const int no_listener = no_socket;
+    Retransmission retransmission(market.feed, market.clock, socket_transport(no_listener), 1, market.commentary);
     Bytes range(layout::retransmission_request::min_size);
     put(range, layout::retransmission_request::last, market.feed.last_sequence());
     const Bytes packet = esesm::build_packet(esesm::PacketType::retransmission_request, range);

@@ -76,6 +76,28 @@ std::string Scenario::text() const {
            ",replace_reject_every=" + std::to_string(replace_reject_every);
 }
 
+Options Plan::options() const {
+    Options options;
+    options.session = engine.session;
+    options.symbols = "";
+    for (const Symbol& symbol : symbols) {
+        options.symbols += (options.symbols.empty() ? "" : ",") + symbol.name + ":" + std::to_string(symbol.reference);
+    }
+    options.interval_ms = tick_interval_ms;
+    options.step_bps = engine.step_bps;
+    options.touch_hit = engine.touch_hit;
+    options.seed = market_seed;
+    options.drop_every = faults.drop_every;
+    options.drop_burst = std::to_string(faults.drop_burst_start) + ":" + std::to_string(faults.drop_burst_count);
+    options.dup_every = faults.dup_every;
+    options.reorder_every = faults.reorder_every;
+    options.acod = engine.acod;
+    options.max_order_size = engine.max_order_size;
+    options.quiet = engine.quiet;
+    if (!scenario.empty()) options.scenario = scenario.text();
+    return options;
+}
+
 Plan plan_for(std::uint64_t seed, Dice& dice) {
     Plan plan;
     plan.seed = seed;

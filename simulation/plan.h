@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "app/options.h"
 #include "dice.h"
-#include "engine/engine.h"
 #include "feed/dom_feed.h"
 
 namespace kavo::simulation {
@@ -47,6 +47,9 @@ struct Plan {
     bool restless_clock = false;  // time passes within a pass too, not only between two
     std::uint64_t start_ms = 0;   // steady clock
     std::uint64_t start_wall_ns = 0;
+
+    // As they would stand on the command line and in the environment.
+    Options options() const;
 };
 
 Plan plan_for(std::uint64_t seed, Dice& dice);

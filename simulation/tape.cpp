@@ -4,14 +4,14 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "app/main_loop.h"
+#include "app/venue.h"
 
 namespace kavo::simulation {
 
 std::string_view name_of(Step step) {
     if (step == Step::start_of_day) return "start of day";
     if (step == Step::end_of_day) return "end of day";
-    return MainLoop::steps()[static_cast<std::size_t>(step)].name;
+    return Venue::steps()[static_cast<std::size_t>(step)].name;
 }
 
 Entry entry_of(What what, int fd, ByteView bytes) {

@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "support/captured_output.h"
-
 namespace kavo::fuzz {
 
 namespace {
@@ -64,7 +62,6 @@ void count_step() {
 // A busy machine makes any input look slow now and then, so a record by the wall clock is run once more and measured in
 // the processor's time, which is too dear to be asked for every input.
 int run(ByteView input, void (*target)(ByteView)) {
-    static const model::WithoutCommentary without_commentary;
     Figures& all = figures();
     ++all.inputs;
     double ms = run_ms(input, target, CLOCK_MONOTONIC);

@@ -8,8 +8,8 @@
 #include "feed/retransmission.h"
 #include "harness/harness.h"
 #include "harness/input.h"
+#include "memory/memory_peers.h"
 #include "model/recovery.h"
-#include "support/memory_peers.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -109,9 +109,9 @@ private:
 
     // A receiver of its own for every request.
     void ask(std::uint64_t first, std::uint64_t last) {
-        test::MemoryPeers peers;
-        test::MemoryPeer& receiver = peers.peers[1];
-        Retransmission service(feed_, clock_, peers.transport(), session);
+        MemoryPeers peers;
+        MemoryPeer& receiver = peers.peers[1];
+        Retransmission service(feed_, clock_, peers.transport(), session, commentary_);
         RConn& connection = service.open_connection(1);
         service.receive(connection,
                         esesm::build_packet(esesm::PacketType::login_request, client::receiver_login().payload()));
@@ -152,9 +152,11 @@ private:
     Input input_;
     std::size_t effort_ = 0;
     Clock clock_ = standing_clock();
+    Commentary commentary_{[](std::string_view) {}};
     std::vector<Bytes> datagrams_;
     DomFeed feed_{session, clock_,
-                  [this](ByteView datagram) { datagrams_.emplace_back(datagram.begin(), datagram.end()); }};
+                  [this](ByteView datagram) { datagrams_.emplace_back(datagram.begin(), datagram.end()); },
+                  commentary_};
     model::Feed literal_{session};
     model::Recovery recovery_{literal_, session, nullptr};
     std::vector<Bytes> expected_;

@@ -41,11 +41,11 @@ struct Scene {
         receiver().room = room;
         return service.open_connection(1);
     }
-    test::MemoryPeer& receiver() { return peers.peers[1]; }
+    MemoryPeer& receiver() { return peers.peers[1]; }
 
-    test::Venue venue;
-    test::MemoryPeers peers;
-    Retransmission service{venue.feed, venue.clock, peers.transport(), session};
+    test::Venue venue{{.engine = {.session = session}, .silent = true}};
+    MemoryPeers& peers = venue.receivers;
+    Retransmission& service = venue.venue.retransmission;
     model::Feed literal{session};
 };
 
@@ -143,7 +143,7 @@ Bytes next_bytes(Input& input) {
 }
 
 void compare(Scene& scene, const LiteralService& literal, const RConn& connection) {
-    const test::MemoryPeer& receiver = scene.receiver();
+    const MemoryPeer& receiver = scene.receiver();
     require(std::equal(receiver.received.begin(), receiver.received.end(), literal.expected.begin(),
                        literal.expected.begin() +
                            static_cast<std::ptrdiff_t>(std::min(receiver.received.size(), literal.expected.size()))),
@@ -172,7 +172,7 @@ void give_up(Scene& scene) {
 void serve_receiver(ByteView bytes) {
     static Scene scene;
     Input input(bytes);
-    RConn& connection = scene.connect(input.one_in(4) ? input.number<std::uint16_t>() : test::MemoryPeer::unlimited);
+    RConn& connection = scene.connect(input.one_in(4) ? input.number<std::uint16_t>() : MemoryPeer::unlimited);
     LiteralService literal(scene);
     while (!input.empty() && connection.open() && scene.receiver().room != 0) {
         Bytes arriving = next_bytes(input);

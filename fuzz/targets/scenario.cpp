@@ -70,7 +70,7 @@ bool read_literally(std::string_view text, Knobs& knobs) {
 
 bool is_armed(Bench& bench, const std::string& text) {
     try {
-        bench.arm_scenario(text);
+        bench.arm_scenario(text, Commentary([](std::string_view) {}));
     } catch (const std::logic_error&) {  // a number that is none, deliberately caught by nobody in the simulator
         return false;
     }

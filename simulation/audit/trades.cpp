@@ -31,6 +31,8 @@ void AuditedOrders::fill_resting(std::uint64_t order_id, std::uint32_t quantity,
     maker.buy = resting.buy;
     model::Fill fill{next_match_number_++, next_execution_id_, resting.price, quantity, 'A'};
     feed_.publish(model::order_executed(feed_.stamped_ns(), maker, fill));
+    books_.trade(resting.id, resting.price, quantity);
+    expect_change_line(resting.product_id);
     if (owned != orders_.end()) {
         ClientOrder& order = owned->second;
         order.order.leaves -= quantity;
@@ -40,8 +42,6 @@ void AuditedOrders::fill_resting(std::uint64_t order_id, std::uint32_t quantity,
             end(order);
         }
     }
-    books_.trade(resting.id, resting.price, quantity);
-    expect_change_line(resting.product_id);
 }
 
 std::uint32_t AuditedOrders::cut_by_fault(const ClientOrder& order, std::uint32_t quantity) {

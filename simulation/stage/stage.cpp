@@ -3,8 +3,6 @@
 #include <charconv>
 #include <utility>
 
-#include "app/statistics.h"
-
 namespace kavo::simulation {
 
 namespace {
@@ -17,17 +15,8 @@ Stage::Stage(const Plan& plan, std::uint64_t dice_seed, Tape& tape)
     : plan_(plan),
       dice_(dice_seed),
       tape_(tape),
-      commentary_([this](std::string_view line) { tape_.push_back(line_of(What::commentary, line)); }),
-      order_truth_([this](std::string_view line) { record(line_of(What::order_truth, line)); }),
-      book_truth_([this](std::string_view line) { take_change_line(line); }),
       clock_(standing_clock(plan)),
-      tick_interval_ms_(plan.tick_interval_ms),
-      generator_(plan.market_seed),
-      feed_(plan.engine.session, clock_, [this](ByteView datagram) { take_datagram(datagram); }),
-      engine_(feed_, generator_, plan.engine, bench_, clock_),
-      order_entry_(engine_, feed_, bench_, clock_, transport(clients_), plan.engine.session, plan.engine.quiet),
-      retransmission_(feed_, clock_, transport(receivers_), plan.engine.session),
-      control_port_(bench_, engine_, feed_, clock_, order_entry_, tick_interval_ms_) {}
+      commentary_([this](std::string_view text) { put_lines(What::commentary, text); }) {}
 
 Clock Stage::standing_clock(const Plan& plan) {
     Clock clock;
@@ -35,42 +24,48 @@ Clock Stage::standing_clock(const Plan& plan) {
     return clock;
 }
 
+Surroundings Stage::surroundings() {
+    const auto snapshot = [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); };
+    return {clock_,
+            commentary_,
+            [this](ByteView datagram) { take_datagram(datagram); },
+            transport(clients_),
+            transport(receivers_),
+            commands(),
+            {snapshot, snapshot}};
+}
+
 void Stage::start_day() {
     tape_.push_back(clock_entry(now_ms(), wall_ns()));
     begin(Step::start_of_day);
-    feed_.faults = plan_.faults;
-    bench_.open_order_truth("/dev/null");
-    order_truth_.attach_to(bench_.order_truth);
-    if (!plan_.scenario.empty()) bench_.arm_scenario(plan_.scenario.text());
-    engine_.book_truth.open("/dev/null");
-    book_truth_.attach_to(engine_.book_truth);
-    for (const Symbol& symbol : plan_.symbols) engine_.add_product(symbol.name, symbol.reference);
-    feed_.send_start();
-    engine_.start_day();
-    const auto snapshot = [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); };
-    loop_.emplace(
-        LoopParts{clock_, bench_, feed_, engine_, order_entry_, retransmission_, control_port_, plan_.control_port},
-        LoopSockets{}, SnapshotWriters{snapshot, snapshot}, tick_interval_ms_);
+    venue_.emplace(plan_.options(), surroundings());
+    venue_->control_port.open = plan_.control_port;
+    venue_->engine.order_truth.log.write_to([this](std::string_view line) { put_lines(What::order_truth, line); });
+    venue_->engine.books.truth.write_to([this](std::string_view line) { put_lines(What::book_truth, line); });
+    venue_->start_day();
 }
 
 void Stage::pass() {
-    for (std::size_t i = 0; i < MainLoop::steps().size(); ++i) {
+    for (std::size_t i = 0; i < Venue::steps().size(); ++i) {
         begin(static_cast<Step>(i));
-        if (static_cast<Step>(i) == Step::commands) carry_out_commands();
-        ((*loop_).*MainLoop::steps()[i].run)();
+        ((*venue_).*Venue::steps()[i].run)();
     }
 }
 
-void Stage::carry_out_commands() {
-    for (const std::string& line : std::exchange(commands_, {})) {
-        tape_.push_back(line_of(What::command, line));
-        tape_.push_back(line_of(What::command_reply, control_port_.handle(line).text));
-    }
+CommandSource Stage::commands() {
+    const auto receive = [this]() -> std::optional<std::string_view> {
+        if (commands_.empty()) return std::nullopt;
+        command_ = commands_.front();
+        commands_.pop_front();
+        tape_.push_back(line_of(What::command, command_));
+        return command_;
+    };
+    return {receive, [this](std::string_view text) { tape_.push_back(line_of(What::command_reply, text)); }, [] {}};
 }
 
 void Stage::print_final_report() {
     begin(Step::end_of_day);
-    kavo::print_final_report(bench_, feed_);
+    venue_->report_end();
 }
 
 void Stage::let_pass(std::uint64_t ms, std::int64_t wall_ns) {
@@ -102,8 +97,17 @@ const std::string& Stage::change_line(std::uint64_t sequence) const {
     return sequence < change_lines_.size() ? change_lines_[static_cast<std::size_t>(sequence)] : none;
 }
 
+// Whole lines, of which standard error is told several at once.
+void Stage::put_lines(What what, std::string_view text) {
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        const std::string_view line = text.substr(0, end);
+        text.remove_prefix(end + 1);
+        if (what == What::book_truth) take_change_line(line);
+        what == What::order_truth ? record(line_of(what, line)) : tape_.push_back(line_of(what, line));
+    }
+}
+
 void Stage::take_change_line(std::string_view line) {
-    tape_.push_back(line_of(What::book_truth, line));
     if (!line.starts_with(sequence_key)) return;
     std::size_t sequence = 0;
     std::from_chars(line.data() + sequence_key.size(), line.data() + line.size(), sequence);

@@ -9,10 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "app/main_loop.h"
+#include "app/venue.h"
 #include "dice.h"
 #include "plan.h"
-#include "stage/written.h"
 #include "tape.h"
 
 namespace kavo::simulation {
@@ -80,10 +79,12 @@ private:
     bool find_readable(const Peers& peers, int fd);
     void take_change_line(std::string_view line);
     void take_datagram(ByteView datagram);
+    Surroundings surroundings();
+    CommandSource commands();
+    void put_lines(What what, std::string_view text);
     void begin(Step step);
     void record(Entry entry);
     void move_clock(std::uint64_t ms, std::int64_t wall_ns);
-    void carry_out_commands();
 
     Plan plan_;
     Dice dice_;
@@ -105,23 +106,14 @@ private:
                      What::reply_sent,
                      What::receiver_finished,
                      What::receiver_closed};
-    std::vector<std::string> commands_;
+    std::deque<std::string> commands_;
+    std::string command_;  // the one being carried out
     std::vector<Bytes> datagrams_;
     std::vector<std::string> change_lines_;  // by feed sequence
 
-    CaughtCommentary commentary_;
-    CaughtLog order_truth_;
-    CaughtLog book_truth_;
     Clock clock_;
-    std::int32_t tick_interval_ms_;
-    Generator generator_;
-    Bench bench_;
-    DomFeed feed_;
-    Engine engine_;
-    OrderEntry order_entry_;
-    Retransmission retransmission_;
-    ControlPort control_port_;
-    std::optional<MainLoop> loop_;  // once the day has started
+    Commentary commentary_;
+    std::optional<Venue> venue_;  // once the day has started
 };
 
 }  // namespace kavo::simulation

@@ -55,13 +55,13 @@ int Stage::free_descriptor() const {
 }
 
 void Stage::poll() {
-    order_entry_.clients_waiting = !clients_.calling.empty();
-    retransmission_.connections_waiting = !receivers_.calling.empty();
-    for (const ClientHandle handle : order_entry_.open_clients()) {
-        MeoClient& client = order_entry_.client(handle);
+    venue_->order_entry.clients_waiting = !clients_.calling.empty();
+    venue_->retransmission.connections_waiting = !receivers_.calling.empty();
+    for (const ClientHandle handle : venue_->order_entry.open_clients()) {
+        MeoClient& client = venue_->order_entry.client(handle);
         if (client.open() && find_readable(clients_, client.fd)) client.readable = true;
     }
-    for (RConn& connection : retransmission_.connections()) {
+    for (RConn& connection : venue_->retransmission.connections()) {
         if (connection.outgoing.empty() && find_readable(receivers_, connection.fd)) connection.readable = true;
     }
 }

@@ -1,40 +1,29 @@
 #include "app/bench.h"
 
 #include <algorithm>
-#include <cstdio>
+
+#include "common/fault_rule.h"
 
 namespace kavo {
 
 namespace {
 
-struct CountKnob {
-    std::string_view key;
-    std::uint32_t Bench::*value;
-};
-constexpr std::array<CountKnob, 6> count_knobs{{
-    {"disconnect_after", &Bench::disconnect_after},
-    {"reject_every", &Bench::reject_every},
-    {"partial_fill_every", &Bench::partial_fill_every},
-    {"fill_on_cancel_every", &Bench::fill_on_cancel_every},
-    {"unsolicited_cancel_every", &Bench::unsolicited_cancel_every},
-    {"replace_reject_every", &Bench::replace_reject_every},
-}};
+std::uint32_t to_count(const std::string& value) {
+    return static_cast<std::uint32_t>(std::stoul(value));
+}
 
 void set_knob(Bench& bench, std::string_view key, const std::string& value) {
     if (key == "name") bench.name = value;
     if (key == "lapse_ms") bench.lapse_ms = std::stoi(value);
-    for (const CountKnob& knob : count_knobs) {
-        if (key == knob.key) bench.*knob.value = static_cast<std::uint32_t>(std::stoul(value));
+    if (key == "disconnect_after") bench.disconnect_after = to_count(value);
+    for (const ScriptedFault& fault : scripted_faults) {
+        if (key == fault.scenario_key) bench.*fault.every = to_count(value);
     }
 }
 
 }  // namespace
 
-void Bench::open_order_truth(const std::string& path) {
-    order_truth.open(path, std::ios::out | std::ios::app);
-}
-
-void Bench::arm_scenario(const std::string& text) {
+void Bench::arm_scenario(const std::string& text, const Commentary& commentary) {
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t comma = std::min(text.find(',', start), text.size());
         const std::string item = text.substr(start, comma - start);
@@ -42,11 +31,22 @@ void Bench::arm_scenario(const std::string& text) {
         if (equals != std::string::npos) set_knob(*this, item.substr(0, equals), item.substr(equals + 1));
         start = comma + 1;
     }
-    std::fprintf(stderr,
-                 "bench: scenario '%s' armed (disconnect after %u orders, lapse %d ms, reject every %u, partial every "
-                 "%u, fill-on-cancel every %u, unsolicited cancel every %u, replace reject every %u)\n",
-                 name.c_str(), disconnect_after, lapse_ms, reject_every, partial_fill_every, fill_on_cancel_every,
-                 unsolicited_cancel_every, replace_reject_every);
+    std::string every;
+    for (const ScriptedFault& fault : scripted_faults) {
+        every.append(", ").append(fault.said).append(" every ").append(std::to_string(this->*fault.every));
+    }
+    commentary.say("bench: scenario '%s' armed (disconnect after %u orders, lapse %d ms%s)\n", name.c_str(),
+                   disconnect_after, lapse_ms, every.c_str());
+}
+
+bool Bench::scripted() const {
+    return lapse_ms != 0 || disconnect_after != 0 ||
+           std::ranges::any_of(scripted_faults, [this](const ScriptedFault& fault) { return this->*fault.every != 0; });
+}
+
+bool Bench::fires(Scripted fault) {
+    const ScriptedFault& row = scripted_faults[static_cast<std::size_t>(fault)];
+    return fault_fires(counters.*row.occasions, this->*row.every, this->*row.next);
 }
 
 void Bench::start_lapse(std::uint64_t now_ms, std::uint64_t length_ms) {
@@ -54,12 +54,25 @@ void Bench::start_lapse(std::uint64_t now_ms, std::uint64_t length_ms) {
     lapse_announced = false;
 }
 
-bool Bench::scripted() const {
-    if (lapse_ms != 0) return true;
-    for (const CountKnob& knob : count_knobs) {
-        if (this->*knob.value != 0) return true;
-    }
-    return false;
+std::optional<std::uint64_t> Bench::lapse_to_announce(std::uint64_t now_ms) {
+    if (lapse_announced || !in_lapse(now_ms)) return std::nullopt;
+    lapse_announced = true;
+    return lapse_until_ms - now_ms;
+}
+
+void Bench::client_logged_in(std::uint64_t now_ms) {
+    ++counters.logins;
+    if (lapse_ms <= 0 || scenario_lapse_started) return;
+    scenario_lapse_started = true;
+    start_lapse(now_ms, static_cast<std::uint64_t>(lapse_ms));
+}
+
+bool Bench::takes_disconnect() {
+    const bool due = disconnect_after != 0 && counters.orders >= disconnect_after && !disconnect_done;
+    if (!due && !disconnect_requested) return false;
+    disconnect_done = true;
+    disconnect_requested = false;
+    return true;
 }
 
 }  // namespace kavo

@@ -1,12 +1,14 @@
 // Everything that makes the simulator a test bench: the scripted misbehaviour, the requests of the person at the
-// controls, what has been counted, and the log of what really happened to every order.
+// controls, and what has been counted.
 #pragma once
 
 #include <array>
 #include <cstdint>
-#include <fstream>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "common/commentary.h"
 
 namespace kavo {
 
@@ -40,7 +42,7 @@ struct ReportedCounter {
     std::string_view label;
     std::uint64_t BenchCounters::*value;
 };
-inline constexpr std::array<ReportedCounter, 15> reported_counters{{
+inline constexpr auto reported_counters = std::to_array<ReportedCounter>({
     {"orders", &BenchCounters::orders},
     {"accepts", &BenchCounters::accepts},
     {"fills", &BenchCounters::fills},
@@ -56,7 +58,10 @@ inline constexpr std::array<ReportedCounter, 15> reported_counters{{
     {"logins", &BenchCounters::logins},
     {"replays", &BenchCounters::replays},
     {"replayed", &BenchCounters::replayed},
-}};
+});
+
+// The scripted faults of order entry.
+enum class Scripted { reject, partial_fill, fill_on_cancel, unsolicited_cancel, replace_reject };
 
 struct Bench {
     // The scenario: each `every` fires on its every Nth occasion, 0 is never.
@@ -84,20 +89,46 @@ struct Bench {
     bool lapse_announced = false;
 
     BenchCounters counters;
-    std::ofstream order_truth;  // one JSON line for each order event
-
-    // Opens the order truth log for appending. One that cannot be opened stays silent, and its lines are skipped.
-    void open_order_truth(const std::string& path);
 
     // Reads "key=value" items separated by commas and says what is armed. Unknown keys and items without a value are
     // skipped; a value that is no number throws what the standard conversions throw, and nobody catches it.
-    void arm_scenario(const std::string& text);
+    void arm_scenario(const std::string& text, const Commentary& commentary);
+    // True when any knob of the scenario is set; the name alone is none.
+    bool scripted() const;
+
+    // Whether the fault fires on the latest of its occasions, which has been counted.
+    bool fires(Scripted fault);
 
     void start_lapse(std::uint64_t now_ms, std::uint64_t length_ms);
     bool in_lapse(std::uint64_t now_ms) const { return now_ms < lapse_until_ms; }
-
-    // True when any knob of the scenario is set; the name alone is none.
-    bool scripted() const;
+    // The length of the lapse that has begun and was not announced yet: once, or nothing.
+    std::optional<std::uint64_t> lapse_to_announce(std::uint64_t now_ms);
+    // A login was accepted: the first one begins the scenario's lapse.
+    void client_logged_in(std::uint64_t now_ms);
+    // Whether the client whose request was just handled is to be dropped: by the scenario once in a run, or because the
+    // person at the controls has asked for it. Both leave the mark of the scenario.
+    bool takes_disconnect();
 };
+
+// All that belongs to a scripted fault, in the order of their names above.
+struct ScriptedFault {
+    std::string_view scenario_key;  // sets `every`
+    std::string_view control_word;  // sets `next`
+    std::string_view said;          // in the line that tells what is armed
+    std::uint32_t Bench::*every;
+    std::uint32_t Bench::*next;
+    std::uint64_t BenchCounters::*occasions;
+};
+inline constexpr auto scripted_faults = std::to_array<ScriptedFault>({
+    {"reject_every", "reject", "reject", &Bench::reject_every, &Bench::reject_next, &BenchCounters::orders},
+    {"partial_fill_every", "partial", "partial", &Bench::partial_fill_every, &Bench::partial_next,
+     &BenchCounters::partial_candidates},
+    {"fill_on_cancel_every", "fill_on_cancel", "fill-on-cancel", &Bench::fill_on_cancel_every,
+     &Bench::fill_on_cancel_next, &BenchCounters::cancel_requests},
+    {"unsolicited_cancel_every", "unsolicited_cancel", "unsolicited cancel", &Bench::unsolicited_cancel_every,
+     &Bench::unsolicited_cancel_next, &BenchCounters::accepts},
+    {"replace_reject_every", "replace_reject", "replace reject", &Bench::replace_reject_every,
+     &Bench::replace_reject_next, &BenchCounters::replace_requests},
+});
 
 }  // namespace kavo

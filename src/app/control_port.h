@@ -1,55 +1,70 @@
 // The control port: one UDP datagram is one command, which steers the running bench.
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "common/commentary.h"
 #include "session/order_entry.h"
 
 namespace kavo {
 
+// Where commands come from.
+struct CommandSource {
+    // The next datagram that waits, valid until the next call; nothing when none does.
+    std::function<std::optional<std::string_view>()> receive;
+    // Goes to the sender of the last one.
+    std::function<void(std::string_view text)> reply;
+    // Ends the process at once, with status 0: no report and no flushing. In memory it may come back.
+    std::function<void()> exit;
+};
+
 class ControlPort {
 public:
-    //   tick_interval_ms  the main loop's, which "rate" changes
-    ControlPort(Bench& bench, Engine& engine, DomFeed& feed, const Clock& clock, const OrderEntry& order_entry,
-                std::int32_t& tick_interval_ms);
+    ControlPort(Bench& bench, Engine& engine, DomFeed& feed, const OrderEntry& order_entry, const Clock& clock,
+                const Commentary& commentary, CommandSource source);
+    ControlPort(const ControlPort&) = delete;  // its commands refer to it
+    ControlPort& operator=(const ControlPort&) = delete;
 
-    // Carries out the commands that wait, 256 at most, and replies to their senders. "stop" ends the process from in
-    // here, at once: status 0, no report and no flushing.
-    //   socket  -1: no control port
-    void drain(int socket);
+    bool open = false;  // somebody can reach it, so the bench counts as active
 
-    struct Reply {
-        std::string text;
-        bool stop = false;
-    };
-    // Carries out one command; "stop" is left to the caller.
+    // Carries out the commands that wait, 256 at most, and replies to their senders.
+    void drain();
+    // Carries out one command, and gives the reply; "stop" is left to the caller.
     //   received  the datagram's bytes, of which the line is what comes before the first NUL
-    Reply handle(std::string_view received);
+    std::string handle(std::string_view received);
+    // The words that it knows, as the line shows them that tells of the port: "pause | resume | drop N | ...".
+    std::string known_words() const;
 
 private:
-    using Word = std::string_view;
     using Count = std::uint32_t;
-    struct Command;
-    static const std::array<Command, 17> commands;
-    friend int open_control_port(std::uint16_t port);
-
-    void pause(bool paused);
+    struct Command {
+        std::string_view word;
+        std::string_view argument;  // what the list of commands calls it; empty when it takes none
+        Count otherwise;            // stands for an argument that is no number
+        std::function<void(std::string_view argument, Count number)> act;
+    };
+    std::vector<Command> make_commands();
     void set_rate(Count rate_ms);
-    void start_lapse(Count length_ms);
-    void mark(Word label);
+    void pause(bool paused);
+    void mark(std::string_view label);
 
     Bench& bench_;
     Engine& engine_;
     DomFeed& feed_;
-    const Clock& clock_;
     const OrderEntry& order_entry_;
-    std::int32_t& tick_interval_ms_;
+    const Clock& clock_;
+    const Commentary& commentary_;
+    CommandSource source_;
+    std::vector<Command> commands_;
 };
 
-// Opens the port on 127.0.0.1 and says which commands there are. When it cannot be bound, says why and gives -1.
-int open_control_port(std::uint16_t port);
+// The socket of a control port; -1: nothing ever comes.
+//   socket  may be opened later
+CommandSource command_socket(const int& socket);
 
 }  // namespace kavo

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string_view>
 
 namespace kavo {
@@ -23,7 +22,7 @@ struct Flag {
     bool takes_value = true;
 };
 
-constexpr std::array<Flag, 22> flags{{
+constexpr auto flags = std::to_array<Flag>({
     {"--mcast", [](Options& o, const std::string& v) { o.mcast = v; }},
     {"--port", [](Options& o, const std::string& v) { o.port = to_port(v); }},
     {"--iface", [](Options& o, const std::string& v) { o.iface = v; }},
@@ -46,17 +45,17 @@ constexpr std::array<Flag, 22> flags{{
     {"--acod", [](Options& o, const std::string&) { o.acod = true; }, false},
     {"--max-order-size", [](Options& o, const std::string& v) { o.max_order_size = to_count(v); }},
     {"--quiet", [](Options& o, const std::string&) { o.quiet = true; }, false},
-}};
+});
 
 }  // namespace
 
-std::optional<Options> parse_options(std::span<const char* const> arguments) {
+std::optional<Options> parse_options(std::span<const char* const> arguments, const Commentary& commentary) {
     Options options;
     while (!arguments.empty()) {
         const char* name = arguments.front();
         const auto flag = std::find_if(flags.begin(), flags.end(), [&](const Flag& f) { return f.name == name; });
         if (flag == flags.end()) {
-            std::fprintf(stderr, "unknown flag %s\n", name);
+            commentary.say("unknown flag %s\n", name);
             return std::nullopt;
         }
         arguments = arguments.subspan(1);
@@ -65,14 +64,14 @@ std::optional<Options> parse_options(std::span<const char* const> arguments) {
             continue;
         }
         if (arguments.empty()) {
-            std::fprintf(stderr, "%s needs a value\n", name);
+            commentary.say("%s needs a value\n", name);
             return std::nullopt;
         }
         flag->store(options, arguments.front());
         arguments = arguments.subspan(1);
     }
     if (options.session < 1 || options.session > 255) {
-        std::fprintf(stderr, "--session must be 1..255 (MACH §2.2.1)\n");
+        commentary.say("--session must be 1..255 (MACH §2.2.1)\n");
         return std::nullopt;
     }
     return options;
@@ -100,14 +99,14 @@ DropBurst parse_drop_burst(const std::string& text) {
     return burst;
 }
 
-void print_banner(const Options& options) {
-    std::fprintf(stderr,
-                 "[kavo_me] DoM/MACH %s:%u (iface %s, session %u, retransmission ESesM/TCP :%u) · MEO/ESesM :%u · ACOD "
-                 "%s · max order size %u · %s\n",
-                 options.mcast.c_str(), options.port, options.iface.c_str(), static_cast<unsigned>(options.session),
-                 options.retrans_port, options.meo_port,
-                 options.acod ? "cancel all open orders" : "do not cancel (venue default)", options.max_order_size,
-                 options.symbols.c_str());
+void say_banner(const Options& options, const Commentary& commentary) {
+    commentary.say(
+        "[kavo_me] DoM/MACH %s:%u (iface %s, session %u, retransmission ESesM/TCP :%u) · MEO/ESesM :%u · ACOD "
+        "%s · max order size %u · %s\n",
+        options.mcast.c_str(), options.port, options.iface.c_str(), static_cast<unsigned>(options.session),
+        options.retrans_port, options.meo_port,
+        options.acod ? "cancel all open orders" : "do not cancel (venue default)", options.max_order_size,
+        options.symbols.c_str());
 }
 
 }  // namespace kavo

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "common/commentary.h"
+#include "engine/settings.h"
+
 namespace kavo {
 
 struct Options {
@@ -17,9 +20,9 @@ struct Options {
     std::uint16_t meo_port = 28700;
     int session = 1;  // 1..255
     std::string symbols = "AAPL:190.00,MSFT:410.00,SPY:520.00";
-    std::int32_t interval_ms = 40;  // 0 ticks on every pass, a negative one never
-    double step_bps = 0.8;
-    double touch_hit = 0.15;
+    std::int32_t interval_ms = EngineSettings{}.interval_ms;
+    double step_bps = EngineSettings{}.step_bps;
+    double touch_hit = EngineSettings{}.touch_hit;
     std::string book_out;  // paths; empty is none
     std::string bbo_out;
     std::uint32_t seed = 42;
@@ -30,13 +33,19 @@ struct Options {
     std::string truth_out;
     std::uint16_t control_port = 0;  // 0: no control port
     bool acod = false;
-    std::uint32_t max_order_size = 25'000;
+    std::uint32_t max_order_size = EngineSettings{}.max_order_size;
     bool quiet = false;
+
+    // What the environment says instead of a flag.
+    std::string order_truth;  // path; empty is none
+    std::string scenario;     // see Bench; empty is none
+
+    std::uint8_t session_number() const { return static_cast<std::uint8_t>(session); }
 };
 
 // Reads the arguments behind the program's name. On a bad one prints what is wrong and gives nothing: the process ends
 // with status 2. A malformed number is not caught: it ends the process with the conversion's own error, deliberately.
-std::optional<Options> parse_options(std::span<const char* const> arguments);
+std::optional<Options> parse_options(std::span<const char* const> arguments, const Commentary& commentary);
 
 struct SymbolItem {
     std::string name;          // may be empty, may come twice
@@ -53,6 +62,6 @@ struct DropBurst {
 // "START:COUNT" or "START", which is one datagram; an empty text is no burst. Throws like parse_symbols.
 DropBurst parse_drop_burst(const std::string& text);
 
-void print_banner(const Options& options);
+void say_banner(const Options& options, const Commentary& commentary);
 
 }  // namespace kavo

@@ -1,8 +1,7 @@
 #include "app/statistics.h"
 
-#include <cstdio>
-
 #include "common/text.h"
+#include "session/order_entry.h"
 
 namespace kavo {
 
@@ -46,24 +45,26 @@ std::string bench_report(const Bench& bench, const DomFeed& feed, const OrderEnt
     return numbered_statistics(bench, feed) + " " + fault_summary(feed.counters) + session_state(order_entry);
 }
 
-void print_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry) {
-    std::fprintf(stderr, "bench: stats %s\n", bench_report(bench, feed, order_entry).c_str());
+void say_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry,
+                      const Commentary& commentary) {
+    commentary.say("bench: stats %s\n", bench_report(bench, feed, order_entry).c_str());
 }
 
 // The clients are all that were ever accepted, deliberately: it shows how often a client had to come back.
-void print_feed_report(const DomFeed& feed, const Engine& engine, const OrderEntry& order_entry) {
+void say_feed_report(const DomFeed& feed, const Engine& engine, const OrderEntry& order_entry,
+                     const Commentary& commentary) {
     const FeedCounters& counters = feed.counters;
-    std::fprintf(stderr,
-                 "[kavo_me] dom msgs %llu packets %llu dropped %llu retrans %llu refreshes %llu resting %zu clients "
-                 "%zu\n%s\n",
-                 printable(counters.messages), printable(counters.packets), printable(counters.dropped),
-                 printable(counters.retransmissions), printable(counters.refreshes), engine.resting_orders(),
-                 order_entry.clients_ever(), fault_summary(counters).c_str());
+    commentary.say(
+        "[kavo_me] dom msgs %llu packets %llu dropped %llu retrans %llu refreshes %llu resting %zu clients "
+        "%zu\n%s\n",
+        printable(counters.messages), printable(counters.packets), printable(counters.dropped),
+        printable(counters.retransmissions), printable(counters.refreshes), engine.books.resting_orders(),
+        order_entry.clients_ever(), fault_summary(counters).c_str());
 }
 
-void print_final_report(const Bench& bench, const DomFeed& feed) {
-    std::fprintf(stderr, "%s\nbench: stats %s\n[kavo_me] stopped\n", fault_summary(feed.counters).c_str(),
-                 numbered_statistics(bench, feed).c_str());
+void say_final_report(const Bench& bench, const DomFeed& feed, const Commentary& commentary) {
+    commentary.say("%s\nbench: stats %s\n[kavo_me] stopped\n", fault_summary(feed.counters).c_str(),
+                   numbered_statistics(bench, feed).c_str());
 }
 
 }  // namespace kavo

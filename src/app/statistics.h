@@ -3,9 +3,15 @@
 
 #include <string>
 
-#include "session/order_entry.h"
-
 namespace kavo {
+
+struct Bench;
+struct BenchCounters;
+struct FeedCounters;
+class Commentary;
+class DomFeed;
+class Engine;
+class OrderEntry;
 
 // Texts without a line end.
 std::string fault_summary(const FeedCounters& counters);
@@ -15,10 +21,12 @@ std::string session_state(const OrderEntry& order_entry);  // " session=up" when
 std::string bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry);
 
 // Every two seconds while the bench is active, and every ten seconds always.
-void print_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry);
-void print_feed_report(const DomFeed& feed, const Engine& engine, const OrderEntry& order_entry);
+void say_bench_report(const Bench& bench, const DomFeed& feed, const OrderEntry& order_entry,
+                      const Commentary& commentary);
+void say_feed_report(const DomFeed& feed, const Engine& engine, const OrderEntry& order_entry,
+                     const Commentary& commentary);
 
 // The last words of a process that was stopped by a signal.
-void print_final_report(const Bench& bench, const DomFeed& feed);
+void say_final_report(const Bench& bench, const DomFeed& feed, const Commentary& commentary);
 
 }  // namespace kavo

@@ -36,9 +36,9 @@ constexpr std::uint64_t elapsed_ms(std::uint64_t now_ms, std::uint64_t since_ms)
     return now_ms > since_ms ? now_ms - since_ms : 0;
 }
 
-// True once in every interval; the interval begins anew at the moment that finds it over, so what is late is done once
-// and nothing is caught up on.
-constexpr bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
+// True, and taken, once in every interval; the interval begins anew at the moment that finds it over, so what is late
+// is done once and nothing is caught up on.
+constexpr bool take_if_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
     if (elapsed_ms(now_ms, last_ms) < interval_ms) return false;
     last_ms = now_ms;
     return true;

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
 
 namespace kavo {
 
@@ -33,8 +33,8 @@ bool bind_to(int socket, in_addr_t address, std::uint16_t port) {
 }
 
 // Says why the last call failed, and gives the socket up.
-int give_up(int socket, const char* what) {
-    std::perror(what);
+int give_up(int socket, const char* what, const Commentary& commentary) {
+    commentary.say("%s: %s\n", what, std::strerror(errno));
     close_socket(socket);
     return no_socket;
 }
@@ -47,20 +47,21 @@ in_addr to_address(const std::string& text) {
     return address;
 }
 
-int open_listener(std::uint16_t port, int backlog, const char* what) {
+int open_listener(std::uint16_t port, int backlog, const char* what, const Commentary& commentary) {
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (listener == no_socket) return give_up(listener, what);
+    if (listener == no_socket) return give_up(listener, what, commentary);
     switch_on(listener, SOL_SOCKET, SO_REUSEADDR);
-    if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0) return give_up(listener, what);
+    if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0)
+        return give_up(listener, what, commentary);
     make_non_blocking(listener);
     return listener;
 }
 
-int open_local_datagrams(std::uint16_t port, const char* what) {
+int open_local_datagrams(std::uint16_t port, const char* what, const Commentary& commentary) {
     const int datagrams = ::socket(AF_INET, SOCK_DGRAM, 0);
-    if (datagrams == no_socket) return give_up(datagrams, what);
+    if (datagrams == no_socket) return give_up(datagrams, what, commentary);
     switch_on(datagrams, SOL_SOCKET, SO_REUSEADDR);
-    if (!bind_to(datagrams, INADDR_LOOPBACK, port)) return give_up(datagrams, what);
+    if (!bind_to(datagrams, INADDR_LOOPBACK, port)) return give_up(datagrams, what, commentary);
     make_non_blocking(datagrams);
     return datagrams;
 }
@@ -109,10 +110,10 @@ void finish_sending(int socket) {
     shutdown(socket, SHUT_WR);
 }
 
-Transport socket_transport(int listener) {
+Transport socket_transport(const int& listener) {
     return {
         .accept =
-            [listener](bool& exhausted) {
+            [&listener](bool& exhausted) {
                 exhausted = false;
                 return listener == no_socket ? no_socket : accept_connection(listener, exhausted);
             },

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/commentary.h"
 #include "common/transport.h"
 
 namespace kavo {
@@ -14,8 +15,8 @@ namespace kavo {
 in_addr to_address(const std::string& text);
 
 // A listening TCP socket on all addresses, not blocking, its address reusable. When it cannot be opened, bound or
-// listened on, prints `what` with the system's reason and gives no_socket.
-int open_listener(std::uint16_t port, int backlog, const char* what);
+// listened on, says `what` with the system's reason and gives no_socket.
+int open_listener(std::uint16_t port, int backlog, const char* what, const Commentary& commentary);
 
 // The next waiting connection, not blocking and without delay of small packets; no_socket when there is none.
 //   exhausted  set when connections may be waiting but descriptors or memory have run out
@@ -35,12 +36,12 @@ std::size_t unacknowledged_bytes(int socket);
 void finish_sending(int socket);
 
 // The peers that call at this listener.
-//   listener  -1: nobody ever calls
-Transport socket_transport(int listener);
+//   listener  -1: nobody ever calls; may be opened later
+Transport socket_transport(const int& listener);
 
-// A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be opened or bound, prints `what` with the system's
+// A UDP socket on a port of 127.0.0.1, not blocking. When it cannot be opened or bound, says `what` with the system's
 // reason and gives no_socket.
-int open_local_datagrams(std::uint16_t port, const char* what);
+int open_local_datagrams(std::uint16_t port, const char* what, const Commentary& commentary);
 
 void close_socket(int socket);
 

@@ -1,7 +1,6 @@
 // Cancels that a client asks for, and the one routine behind every order that the venue takes away.
-#include <cstdio>
+#include <optional>
 
-#include "common/fault_rule.h"
 #include "engine/engine.h"
 
 namespace kavo {
@@ -9,7 +8,8 @@ namespace kavo {
 using meo::CancelReason;
 
 void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, OutboundMessages& answers) {
-    const std::uint64_t now_ns = clock_.wall_ns();
+    const Event event{clock_.wall_ns(), answers};
+    const std::uint64_t now_ns = event.now_ns;
     const auto answer = [&](std::uint64_t order_id, CancelReason reason) {
         answers.push_back({client, build(meo::CancelResponse{now_ns, request, order_id, reason})});
     };
@@ -20,23 +20,24 @@ void Engine::cancel(ClientHandle client, const meo::CancelRequest& request, Outb
     }
     if (order->mpid != request.mpid) return answer(order->id, CancelReason::mpid_mismatch);
     if (order->product_id != request.product_id) return answer(order->id, CancelReason::product_mismatch);
-    if (fault_fires(++bench_.counters.cancel_requests, bench_.fill_on_cancel_every, bench_.fill_on_cancel_next)) {
-        lose_race(client, *order, now_ns, answers);
+    ++bench_.counters.cancel_requests;
+    if (bench_.fires(Scripted::fill_on_cancel)) {
+        lose_race(client, *order, event);
         return answer(0, CancelReason::unknown_or_late);
     }
     answer(order->id, CancelReason::accepted);
-    cancel_resting(*order, meo::SystemCancelReason::client_request, "cancel", now_ns, answers);
+    cancel_resting(*order, meo::SystemCancelReason::client_request, "cancel", event);
 }
 
 // The client sees its execution before the reject of its cancel; messages for others stay queued.
-void Engine::lose_race(ClientHandle client, Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
+void Engine::lose_race(ClientHandle client, Order& order, Event event) {
     ++bench_.counters.race_fills;
-    std::fprintf(stderr,
-                 "bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
-                 order.client_order_id.str().c_str());
-    fill_resting(order, order.leaves, now_ns, PartialFills::never);
+    commentary_.say("bench: cancel of %s loses the race to a fill (executed in full; the cancel is rejected 'D')\n",
+                    order.client_order_id.str().c_str());
+    fill_resting(order, order.leaves, event.now_ns, PartialFills::never);
     OutboundMessages others;
-    for (const OutboundMessage& message : outbox) (message.client == client ? answers : others).push_back(message);
+    for (const OutboundMessage& message : outbox)
+        (message.client == client ? event.answers : others).push_back(message);
     outbox.swap(others);
 }
 
@@ -48,11 +49,11 @@ void Engine::record_missed_cancel(const meo::CancelRequest& request, std::uint64
     if (!late) {
         static_assert(late_limit_ms == 2000, "the text says so");
         const bool known = closed_ids_.closed_at_ms(request.orig_client_order_id).has_value();
-        std::fprintf(stderr, "bench: stale cancel for %s (%s)\n", request.orig_client_order_id.str().c_str(),
-                     known ? "closed more than 2 s ago" : "unknown client order id");
+        commentary_.say("bench: stale cancel for %s (%s)\n", request.orig_client_order_id.str().c_str(),
+                        known ? "closed more than 2 s ago" : "unknown client order id");
     }
-    const Product* product = find_product(request.product_id);
-    write_order_truth({.event = "cancel_reject",
+    const Product* product = books.find(request.product_id);
+    order_truth.write({.event = "cancel_reject",
                        .timestamp = now_ns,
                        .client_order_id = request.orig_client_order_id.view(),
                        .symbol = product != nullptr ? std::string_view(product->symbol) : "",
@@ -60,26 +61,41 @@ void Engine::record_missed_cancel(const meo::CancelRequest& request, std::uint64
 }
 
 // Takes a resting order away whole, and tells its owner why.
-void Engine::cancel_resting(Order& order, meo::SystemCancelReason reason, std::string_view text, std::uint64_t now_ns,
-                            OutboundMessages& answers) {
+void Engine::cancel_resting(Order& order, meo::SystemCancelReason reason, std::string_view text, Event event) {
     const meo::ClientOrderId id = order.client_order_id;
-    system_cancel(order, order.leaves, reason, text, now_ns, answers);
-    withdraw_resting(order);
+    system_cancel(order, order.leaves, reason, text, event);
+    books.remove(order);
+    end(order);
     record_close(id);
 }
 
 // Tells the owner that the venue cancels `quantity` of the order, counts it and writes it down. The order itself is
 // the caller's business.
 void Engine::system_cancel(const Order& order, std::uint32_t quantity, meo::SystemCancelReason reason,
-                           std::string_view text, std::uint64_t now_ns, OutboundMessages& answers) {
+                           std::string_view text, Event event) {
     const std::uint32_t leaves = order.leaves - quantity;
-    answers.push_back({order.owner, build(meo::OrderCancelled{now_ns, order.mpid, order.client_order_id,
-                                                              order.product_id, order.id, leaves, reason})});
+    event.answers.push_back({order.owner, build(meo::OrderCancelled{event.now_ns, order.mpid, order.client_order_id,
+                                                                    order.product_id, order.id, leaves, reason})});
     ++bench_.counters.cancels;
-    OrderEvent event = event_of("cancel", order, now_ns);
-    event.leaves = leaves;
-    event.text = text;
-    write_order_truth(event);
+    OrderEvent cancelled = event_of("cancel", order, books.of(order), event.now_ns);
+    cancelled.leaves = leaves;
+    cancelled.text = text;
+    order_truth.write(cancelled);
+}
+
+// The record of an order that is not on the book goes back to the pool, and its client order id is free again.
+void Engine::end(Order& order) {
+    if (order.has_owner()) client_orders_.remove(order);
+    books.discard(order);
+}
+
+void Engine::record_close(const meo::ClientOrderId& id) {
+    closed_ids_.close(id, clock_.steady_ms());
+}
+
+bool Engine::closed_lately(const meo::ClientOrderId& id) const {
+    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(id);
+    return closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms;
 }
 
 }  // namespace kavo

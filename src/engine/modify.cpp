@@ -1,7 +1,4 @@
 // A client replaces an order: another price, another total size, another client order id; the same order id.
-#include <cstdio>
-
-#include "common/fault_rule.h"
 #include "engine/engine.h"
 
 namespace kavo {
@@ -23,7 +20,8 @@ std::string_view reject_text(ModifyReason reason) {
 }  // namespace
 
 void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, OutboundMessages& answers) {
-    const std::uint64_t now_ns = clock_.wall_ns();
+    const Event event{clock_.wall_ns(), answers};
+    const std::uint64_t now_ns = event.now_ns;
     const auto answer = [&](std::uint64_t order_id, std::uint32_t leaves, ModifyReason reason) {
         answers.push_back({client, build(meo::ModifyResponse{now_ns, request, order_id, leaves, reason})});
     };
@@ -50,7 +48,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
         return answer(order_id, 0, reason);
     }
     if (request.quantity <= order->executed) {
-        cancel_resting(*order, meo::SystemCancelReason::client_request, "modify_closed", now_ns, answers);
+        cancel_resting(*order, meo::SystemCancelReason::client_request, "modify_closed", event);
         return notify(order_id, product_id, 0);
     }
 
@@ -58,7 +56,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
     notify(order_id, product_id, order->leaves);
     write_replace_truth(request, *order, now_ns);
     record_close(request.orig_client_order_id);
-    if (product_of(*order).side(!order->buy).crossed_by(order->price)) match_replaced(*order, now_ns, answers);
+    if (books.of(*order).side(!order->buy).crossed_by(order->price)) match_replaced(*order, event);
 }
 
 ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) const {
@@ -71,55 +69,43 @@ ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order
 
 // Counts a replace that has passed every check, and rejects it all the same when the script says so.
 bool Engine::scripted_to_reject(const meo::ModifyRequest& request) {
-    if (!fault_fires(++bench_.counters.replace_requests, bench_.replace_reject_every, bench_.replace_reject_next)) {
-        return false;
-    }
-    std::fprintf(stderr, "bench: scripted replace reject for %s -> %s (the order stands as it was)\n",
-                 request.orig_client_order_id.str().c_str(), request.client_order_id.str().c_str());
+    ++bench_.counters.replace_requests;
+    if (!bench_.fires(Scripted::replace_reject)) return false;
+    commentary_.say("bench: scripted replace reject for %s -> %s (the order stands as it was)\n",
+                    request.orig_client_order_id.str().c_str(), request.client_order_id.str().c_str());
     return true;
 }
 
 // The replacement queues behind the orders at its price even when it is reported as keeping its priority: on this venue
 // the flag shows on the feed and nowhere else.
 void Engine::replace(const meo::ModifyRequest& request, Order& order) {
-    const Price price = from_wire(request.price);
-    const std::uint32_t leaves = request.quantity - order.executed;
-    const bool lost_priority = price != order.price || leaves > order.leaves;
-    take_off_book(order);
-    order.price = price;
-    order.leaves = leaves;
     order.original_size = request.quantity;
     order.tif = request.tif == meo::TimeInForce::immediate ? meo::TimeInForce::day : request.tif;
     client_orders_.rename(order, request.client_order_id);
-    rest(order);
-    publish_modified(order, lost_priority);
-    write_book_truth(product_of(order));
+    books.replace(order, from_wire(request.price), request.quantity - order.executed);
     ++bench_.counters.replaces;
 }
 
 // A replacement that crosses leaves the book again and comes in like a new order. Nothing is asked about its terms: it
 // is never post-only, all-or-nothing or immediate, and whatever does not trade rests.
-void Engine::match_replaced(Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
-    Product& product = product_of(order);
-    take_off_book(order);
-    publish_deleted(order);
-    write_book_truth(product);
-    match(product, order, now_ns, answers);
+void Engine::match_replaced(Order& order, Event event) {
+    books.remove(order);
+    match(order, event);
     if (order.leaves == 0) return end(order);
-    rest_remainder(order, now_ns, answers);
+    rest_remainder(order, event);
 }
 
 void Engine::record_missed_replace(const meo::ModifyRequest& request, std::uint64_t now_ns) {
     const bool late = closed_lately(request.orig_client_order_id);
-    if (!late) std::fprintf(stderr, "bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
+    if (!late) commentary_.say("bench: stale replace for %s\n", request.orig_client_order_id.str().c_str());
     write_replace_reject(request, nullptr, late ? "late" : "unknown_order", now_ns);
 }
 
 void Engine::write_replace_truth(const meo::ModifyRequest& request, const Order& order, std::uint64_t now_ns) {
-    OrderEvent event = event_of("replace", order, now_ns);
+    OrderEvent event = event_of("replace", order, books.of(order), now_ns);
     event.leaves = order.leaves;
     event.reference = request.orig_client_order_id.view();
-    write_order_truth(event);
+    order_truth.write(event);
 }
 
 //   order  the one to be replaced; none when it is unknown or has ended
@@ -134,10 +120,10 @@ void Engine::write_replace_reject(const meo::ModifyRequest& request, const Order
                      .reference = request.orig_client_order_id.view()};
     if (order != nullptr) {
         event.order_id = order->id;
-        event.symbol = product_of(*order).symbol;
+        event.symbol = books.of(*order).symbol;
         event.side = order->side();
     }
-    write_order_truth(event);
+    order_truth.write(event);
 }
 
 }  // namespace kavo

@@ -1,5 +1,4 @@
 // A new order: the checks in their order, the acceptance, and what becomes of what does not trade.
-#include "common/fault_rule.h"
 #include "engine/engine.h"
 
 namespace kavo {
@@ -40,7 +39,8 @@ bool never_rests(const Order& order) {
 }  // namespace
 
 void Engine::new_order(ClientHandle client, const meo::NewOrderRequest& request, OutboundMessages& answers) {
-    const std::uint64_t now_ns = clock_.wall_ns();
+    const Event event{clock_.wall_ns(), answers};
+    const std::uint64_t now_ns = event.now_ns;
     NewOrderReason reason = check(request, now_ns);
     if (reason == NewOrderReason::accepted && scripted_to_reject(request, now_ns)) reason = NewOrderReason::scripted;
     if (reason != NewOrderReason::accepted) {
@@ -48,21 +48,21 @@ void Engine::new_order(ClientHandle client, const meo::NewOrderRequest& request,
         return;
     }
 
-    Order& order = accept(client, request, now_ns, answers);
-    if (cancelled_before_matching(order, now_ns, answers)) return;
-    match(product_of(order), order, now_ns, answers);
+    Order& order = accept(client, request, event);
+    if (cancelled_before_matching(order, event)) return;
+    match(order, event);
     if (order.leaves == 0) return end(order);  // no close time: a later cancel of it is stale at once, deliberately
     if (never_rests(order)) {
-        system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", now_ns, answers);
+        system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", event);
         record_close(order.client_order_id);
         return end(order);
     }
-    rest_remainder(order, now_ns, answers);
+    rest_remainder(order, event);
     schedule_unsolicited_cancel(order);
 }
 
 NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t now_ns) const {
-    if (find_product(request.product_id) == nullptr) return NewOrderReason::unknown_product;
+    if (books.find(request.product_id) == nullptr) return NewOrderReason::unknown_product;
     if (request.client_order_id.empty()) return NewOrderReason::no_client_order_id;
     if (!request.mpid.complete()) return NewOrderReason::invalid_mpid;
     if (request.quantity == 0) return NewOrderReason::no_quantity;
@@ -81,12 +81,13 @@ NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t 
 // Counts an order that has passed every check, and rejects it all the same when the script says so. On the wire only
 // the reason tells this from a real reject.
 bool Engine::scripted_to_reject(const meo::NewOrderRequest& request, std::uint64_t now_ns) {
-    if (!fault_fires(++bench_.counters.orders, bench_.reject_every, bench_.reject_next)) return false;
+    ++bench_.counters.orders;
+    if (!bench_.fires(Scripted::reject)) return false;
     ++bench_.counters.rejects;
-    write_order_truth({.event = "reject",
+    order_truth.write({.event = "reject",
                        .timestamp = now_ns,
                        .client_order_id = request.client_order_id.view(),
-                       .symbol = find_product(request.product_id)->symbol,
+                       .symbol = books.find(request.product_id)->symbol,
                        .side = request.flags.sell() ? 'S' : 'B',
                        .quantity = request.quantity,
                        .price = from_wire(request.price),
@@ -94,10 +95,8 @@ bool Engine::scripted_to_reject(const meo::NewOrderRequest& request, std::uint64
     return true;
 }
 
-Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, std::uint64_t now_ns,
-                      OutboundMessages& answers) {
-    Order& order = orders_.take(next_order_id_++);
-    order.product_id = request.product_id;
+Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, Event event) {
+    Order& order = books.create(request.product_id);
     order.price = from_wire(request.price);
     order.leaves = request.quantity;
     order.original_size = request.quantity;
@@ -110,21 +109,22 @@ Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, 
     order.client_order_id = request.client_order_id;
     client_orders_.add(order);
 
-    answers.push_back({client, build(meo::NewOrderResponse{now_ns, request, order.id, NewOrderReason::accepted})});
-    answers.push_back({client, build(meo::OrderAccepted{now_ns, request, order.id})});
+    event.answers.push_back(
+        {client, build(meo::NewOrderResponse{event.now_ns, request, order.id, NewOrderReason::accepted})});
+    event.answers.push_back({client, build(meo::OrderAccepted{event.now_ns, request, order.id})});
     ++bench_.counters.accepts;
-    write_order_truth(event_of("new", order, now_ns));
+    order_truth.write(event_of("new", order, books.of(order), event.now_ns));
     return order;
 }
 
 // Post-only comes before all-or-nothing: an order that is both and crosses ends as post-only.
-bool Engine::cancelled_before_matching(Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
-    const BookSide& opposite = product_of(order).side(!order.buy);
+bool Engine::cancelled_before_matching(Order& order, Event event) {
+    const BookSide& opposite = books.of(order).side(!order.buy);
     if (order.flags.post_only() && opposite.crossed_by(reach(order))) {
         // Cancels a quantity of 0, so the report shows the full size as leaves, deliberately.
-        system_cancel(order, 0, meo::SystemCancelReason::post_only, "post_only", now_ns, answers);
+        system_cancel(order, 0, meo::SystemCancelReason::post_only, "post_only", event);
     } else if (order.tif == TimeInForce::fill_or_kill && !opposite.holds(order.leaves, reach(order))) {
-        system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", now_ns, answers);
+        system_cancel(order, order.leaves, meo::SystemCancelReason::expired, "expired", event);
     } else {
         return false;
     }
@@ -133,17 +133,15 @@ bool Engine::cancelled_before_matching(Order& order, std::uint64_t now_ns, Outbo
     return true;
 }
 
-void Engine::rest_remainder(Order& order, std::uint64_t now_ns, OutboundMessages& answers) {
-    rest(order);
-    publish_added(order);
-    write_book_truth(product_of(order));
-    const bool at_touch = product_of(order).side(order.buy).best()->price == order.price;
-    answers.push_back({order.owner, build(meo::OrderResting{now_ns, order.product_id, order.id, order.client_order_id,
-                                                            order.price, at_touch})});
+void Engine::rest_remainder(Order& order, Event event) {
+    books.add(order);
+    const bool at_touch = books.of(order).side(order.buy).best()->price == order.price;
+    event.answers.push_back({order.owner, build(meo::OrderResting{event.now_ns, order.product_id, order.id,
+                                                                  order.client_order_id, order.price, at_touch})});
 }
 
 void Engine::schedule_unsolicited_cancel(const Order& order) {
-    if (!fault_fires(bench_.counters.accepts, bench_.unsolicited_cancel_every, bench_.unsolicited_cancel_next)) return;
+    if (!bench_.fires(Scripted::unsolicited_cancel)) return;
     pending_cancels_.push_back({order.client_order_id, clock_.steady_ms() + unsolicited_cancel_delay_ms});
 }
 

@@ -1,6 +1,6 @@
-// What really happened to every order, one JSON line for each event, for a test to hold a client's view against.
+#include "engine/order_truth.h"
+
 #include "common/text.h"
-#include "engine/engine.h"
 
 namespace kavo {
 
@@ -17,24 +17,20 @@ void append_value(std::string& line, std::string_view key, std::uint64_t value) 
 
 }  // namespace
 
-// An event with everything that the order itself says about it, but its leaves.
-OrderEvent Engine::event_of(std::string_view event, const Order& order, std::uint64_t now_ns) const {
+OrderEvent event_of(std::string_view event, const Order& order, const Product& product, std::uint64_t now_ns) {
     return {.event = event,
             .timestamp = now_ns,
             .client_order_id = order.client_order_id.view(),
             .order_id = order.id,
-            .symbol = product_of(order).symbol,
+            .symbol = product.symbol,
             .side = order.side(),
             .quantity = order.original_size,
             .price = order.price,
             .executed = order.executed};
 }
 
-// Texts are written as they are: what a client put into its ids is what the test will look for. Each line is flushed,
-// so that the log tells all even when the process is killed.
-void Engine::write_order_truth(const OrderEvent& event) {
-    std::ofstream& log = bench_.order_truth;
-    if (!log.is_open() || !log.good()) return;
+void OrderTruth::write(const OrderEvent& event) {
+    if (!log.is_on()) return;
     line_ = "{\"t\":";
     append_number(line_, event.timestamp);
     append_text(line_, "ev", event.event);
@@ -51,7 +47,7 @@ void Engine::write_order_truth(const OrderEvent& event) {
     append_text(line_, "text", event.text);
     if (!event.reference.empty()) append_text(line_, "ref", event.reference);
     line_ += "}\n";
-    log.write(line_.data(), static_cast<std::streamsize>(line_.size()));
+    log.write(line_);
     log.flush();
 }
 

@@ -1,6 +1,5 @@
 #include "feed/dom_feed.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "feed/dom_messages.h"
@@ -8,12 +7,15 @@
 
 namespace kavo {
 
-DomFeed::DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_datagram)
-    : session_(session), clock_(clock), send_datagram_(std::move(send_datagram)), last_flush_ms_(clock.steady_ms()) {}
+DomFeed::DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_datagram, const Commentary& commentary)
+    : session_(session),
+      clock_(clock),
+      way_out_(faults, counters, std::move(send_datagram), commentary),
+      last_flush_ms_(clock.steady_ms()) {}
 
 void DomFeed::send_start() {
-    send_datagram_(mach::bare_packet(0, mach::PacketType::start, session_));
-    reset_datagram();
+    way_out_.send_untouched(mach::bare_packet(0, mach::PacketType::start, session_));
+    begin_datagram();
 }
 
 void DomFeed::publish(ByteView message) {
@@ -22,40 +24,43 @@ void DomFeed::publish(ByteView message) {
     history.trim(history_limit_messages);
     ++counters.messages;
 
-    const std::size_t size = mach::layout::header_size + message.size();
-    if (fill_ + size > datagram_.size()) flush();
-    if (size > datagram_.size()) return;
-    const MutableBytes packet = MutableBytes(datagram_).subspan(fill_, size);
-    mach::write_header(packet, sequence, mach::PacketType::application_data, session_);
-    std::copy(message.begin(), message.end(), packet.begin() + mach::layout::header_size);
-    fill_ += size;
-    if (message_count_++ == 0) first_sequence_ = sequence;
+    if (!datagram_.has_room_for(message.size())) flush();
+    if (datagram_.has_room_for(message.size())) datagram_.add(sequence, session_, message);
 }
 
-void DomFeed::publish_timed(ByteView message, std::uint64_t wall_ns) {
-    const auto second = static_cast<std::uint32_t>(wall_ns / ns_per_second);
-    if (second != announced_second_) {
-        announced_second_ = second;
-        publish(dom::build(dom::SystemTime{second}));
-    }
-    publish(message);
+std::uint32_t DomFeed::stamp(MutableBytes message) const {
+    const std::uint64_t now_ns = clock_.wall_ns();
+    put(message, dom::layout::timestamp, static_cast<std::uint32_t>(now_ns % ns_per_second));
+    return static_cast<std::uint32_t>(now_ns / ns_per_second);
+}
+
+void DomFeed::announce_second(std::uint32_t second) {
+    if (second == announced_second_) return;
+    announced_second_ = second;
+    publish(dom::build(dom::SystemTime{second}));
+}
+
+// Without messages nothing leaves, and the time of the last flush stays.
+void DomFeed::flush() {
+    if (datagram_.messages() == 0) return;
+    way_out_.send(datagram_);
+    // A dropped or held datagram refreshes the flush time too, or the next heartbeat would give the gap away early.
+    begin_datagram();
 }
 
 void DomFeed::heartbeat_when_idle() {
     if (elapsed_ms(clock_.steady_ms(), last_flush_ms_) < heartbeat_after_ms) return;
     flush();
-    send_datagram_(mach::bare_packet(last_sequence(), mach::PacketType::heartbeat, session_));
-    reset_datagram();
+    way_out_.send_untouched(mach::bare_packet(last_sequence(), mach::PacketType::heartbeat, session_));
+    begin_datagram();
 }
 
 ByteView DomFeed::message(std::uint64_t sequence) const {
     return history.at(sequence).subspan(esesm::layout::sequenced_packet::header_size);
 }
 
-void DomFeed::reset_datagram() {
-    fill_ = 0;
-    message_count_ = 0;
-    first_sequence_ = 0;
+void DomFeed::begin_datagram() {
+    datagram_.clear();
     last_flush_ms_ = clock_.steady_ms();
 }
 

@@ -9,41 +9,18 @@
 #include "common/bytes.h"
 #include "common/clock.h"
 #include "common/message_log.h"
-#include "feed/mach.h"
+#include "feed/fault_injection.h"
 
 namespace kavo {
-
-// Settings of the injected faults. Datagrams are numbered from 1; 0 is off. What has `next` in its name is used up.
-struct FeedFaults {
-    std::uint32_t drop_every = 0;
-    std::uint64_t drop_burst_start = 0;  // first datagram of the burst
-    std::uint32_t drop_burst_count = 0;
-    std::uint32_t dup_every = 0;
-    std::uint32_t reorder_every = 0;
-    std::uint32_t drop_next = 0;
-    std::uint32_t dup_next = 0;
-    std::uint32_t reorder_next = 0;
-};
-
-struct FeedCounters {
-    std::uint64_t messages = 0;  // published, whether or not they ever left
-    std::uint64_t packets = 0;   // datagrams flushed, dropped ones included
-    std::uint64_t retransmissions = 0;
-    std::uint64_t refreshes = 0;
-    std::uint64_t dropped = 0;
-    std::uint64_t duplicated = 0;
-    std::uint64_t reordered = 0;
-};
 
 class DomFeed {
 public:
     static constexpr std::size_t history_limit_messages = 200'000;
     static constexpr std::uint64_t heartbeat_after_ms = 1000;
 
-    // Takes one datagram of at most 1400 bytes to the receivers.
-    using SendDatagram = std::function<void(ByteView)>;
+    using SendDatagram = FaultInjection::SendDatagram;
 
-    // One complete message handed out by a state builder.
+    // One message handed out by a state builder, whose time is still to be stamped.
     using MessageSink = std::function<void(ByteView)>;
     // Builds a part of the venue's present state, message by message; the engine installs all four.
     using StateBuilder = std::function<void(const MessageSink&)>;
@@ -55,7 +32,9 @@ public:
     };
 
     //   session  1..255, carried in every packet
-    DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_datagram);
+    DomFeed(std::uint8_t session, const Clock& clock, SendDatagram send_datagram, const Commentary& commentary);
+    DomFeed(const DomFeed&) = delete;  // its way out refers to its faults and counters
+    DomFeed& operator=(const DomFeed&) = delete;
 
     // Announces the session. Goes out at once, without a number and past the injected faults.
     void send_start();
@@ -63,9 +42,15 @@ public:
     // Gives the message the next number. A message over 1388 bytes fits no datagram: it is numbered and kept all the
     // same, and can be had by retransmission only.
     void publish(ByteView message);
-    // The same, announced by a System Time message when `wall_ns`, the moment at which the message was stamped, lies
-    // in another second than the last one announced.
-    void publish_timed(ByteView message, std::uint64_t wall_ns);
+    // The same for a message as it was built: it is stamped with a reading of the wall clock, and announced by a System
+    // Time message when that lies in another second than the last one announced.
+    template <std::size_t size>
+    void publish_timed(std::array<std::uint8_t, size> message) {
+        announce_second(stamp(message));
+        publish(message);
+    }
+    // Puts the nanoseconds within the present second into a message, and tells the second.
+    std::uint32_t stamp(MutableBytes message) const;
 
     // Sends what has been published since the last flush, subject to the injected faults. Without messages: nothing.
     void flush();
@@ -84,21 +69,15 @@ public:
     MessageLog history;  // sequenced-data packets, ready to be sent again
 
 private:
-    void flush_datagram();
-    void hold_datagram();
-    void reset_datagram();
+    void announce_second(std::uint32_t second);
+    void begin_datagram();
 
     std::uint8_t session_;
     const Clock& clock_;
-    SendDatagram send_datagram_;
+    FaultInjection way_out_;
     std::uint32_t announced_second_ = 0;
     std::uint64_t last_flush_ms_ = 0;
-
-    std::array<std::uint8_t, mach::max_datagram_bytes> datagram_;  // being filled
-    std::size_t fill_ = 0;
-    std::size_t message_count_ = 0;
-    std::uint64_t first_sequence_ = 0;
-    Bytes held_;  // at most one datagram, waiting behind the next one that is sent
+    mach::Datagram datagram_;  // being filled
 };
 
 }  // namespace kavo

@@ -1,41 +1,34 @@
-// What happens to a datagram on its way out: it is sent, sent twice, held back behind the next one, or dropped.
-// Numbers and history are never touched, so everything that is lost here can be had by retransmission.
-#include <cstdio>
+#include "feed/fault_injection.h"
+
+#include <utility>
 
 #include "common/fault_rule.h"
 #include "common/text.h"
-#include "feed/dom_feed.h"
 
 namespace kavo {
 
-void DomFeed::flush() {
-    if (message_count_ == 0) return;
-    ++counters.packets;
-    flush_datagram();
-    // A dropped or held datagram refreshes the flush time too, or the next heartbeat would give the gap away early.
-    reset_datagram();
-}
+FaultInjection::FaultInjection(FeedFaults& faults, FeedCounters& counters, SendDatagram send_datagram,
+                               const Commentary& commentary)
+    : faults_(faults), counters_(counters), send_datagram_(std::move(send_datagram)), commentary_(commentary) {}
 
-void DomFeed::flush_datagram() {
-    const std::uint64_t number = counters.packets;
+void FaultInjection::send(const mach::Datagram& datagram) {
+    const std::uint64_t number = ++counters_.packets;
     const bool in_burst =
-        number >= faults.drop_burst_start && number - faults.drop_burst_start < faults.drop_burst_count;
-    if (fault_fires(number, faults.drop_every, faults.drop_next, in_burst)) {
-        ++counters.dropped;
-        std::fprintf(stderr, "kavo_me fault: dropped seq %llu (packet %llu, %zu message(s))\n",
-                     printable(first_sequence_), printable(number), message_count_);
-        return;
+        number >= faults_.drop_burst_start && number - faults_.drop_burst_start < faults_.drop_burst_count;
+    if (fault_fires(number, faults_.drop_every, faults_.drop_next, in_burst)) {
+        ++counters_.dropped;
+        return commentary_.say("kavo_me fault: dropped seq %llu (packet %llu, %zu message(s))\n",
+                               printable(datagram.first_sequence()), printable(number), datagram.messages());
     }
     // Decided before the hold, so a held datagram uses up a pending duplicate without being sent twice.
-    const bool duplicate = fault_fires(number, faults.dup_every, faults.dup_next);
-    if (fault_fires(number, faults.reorder_every, faults.reorder_next)) return hold_datagram();
+    const bool duplicate = fault_fires(number, faults_.dup_every, faults_.dup_next);
+    if (fault_fires(number, faults_.reorder_every, faults_.reorder_next)) return hold(datagram);
 
-    const ByteView datagram = ByteView(datagram_).first(fill_);
-    send_datagram_(datagram);
+    send_datagram_(datagram.bytes());
     if (duplicate) {
-        send_datagram_(datagram);
-        ++counters.duplicated;
-        std::fprintf(stderr, "kavo_me fault: duplicated seq %llu\n", printable(first_sequence_));
+        send_datagram_(datagram.bytes());
+        ++counters_.duplicated;
+        commentary_.say("kavo_me fault: duplicated seq %llu\n", printable(datagram.first_sequence()));
     }
     if (held_.empty()) return;
     send_datagram_(held_);
@@ -43,11 +36,11 @@ void DomFeed::flush_datagram() {
 }
 
 // A datagram that is held already is overwritten and so lost, deliberately: only retransmission brings it back.
-void DomFeed::hold_datagram() {
-    held_.assign(datagram_.begin(), datagram_.begin() + static_cast<std::ptrdiff_t>(fill_));
-    ++counters.reordered;
-    std::fprintf(stderr, "kavo_me fault: reordered seq %llu (held behind the next packet)\n",
-                 printable(first_sequence_));
+void FaultInjection::hold(const mach::Datagram& datagram) {
+    held_.assign(datagram.bytes().begin(), datagram.bytes().end());
+    ++counters_.reordered;
+    commentary_.say("kavo_me fault: reordered seq %llu (held behind the next packet)\n",
+                    printable(datagram.first_sequence()));
 }
 
 }  // namespace kavo

@@ -1,6 +1,4 @@
 // A snapshot of the venue's present state, as of a sequence number: whoever applies it goes on with the next message.
-#include <cstdio>
-
 #include "common/text.h"
 #include "feed/dom_messages.h"
 #include "feed/retransmission.h"
@@ -24,12 +22,14 @@ class Snapshot {
 public:
     explicit Snapshot(std::uint64_t as_of) : as_of_(as_of) {}
 
-    void add(ByteView message) {
-        namespace at = layout::refresh_message;
-        payload_.resize(at::header_size);
-        put(payload_, at::reply, 'r');
-        put(payload_, at::as_of, as_of_);
-        payload_.insert(payload_.end(), message.begin(), message.end());
+    // The message as it was built; `feed` stamps it.
+    void add(const DomFeed& feed, ByteView message) {
+        begin(message);
+        feed.stamp(MutableBytes(payload_).subspan(layout::refresh_message::header_size));
+        add_packet(payload_);
+    }
+    void add_unstamped(ByteView message) {
+        begin(message);
         add_packet(payload_);
     }
     void end(RefreshType type) {
@@ -42,6 +42,13 @@ public:
     ByteView bytes() const { return bytes_; }
 
 private:
+    void begin(ByteView message) {
+        namespace at = layout::refresh_message;
+        payload_.resize(at::header_size);
+        put(payload_, at::reply, 'r');
+        put(payload_, at::as_of, as_of_);
+        payload_.insert(payload_.end(), message.begin(), message.end());
+    }
     void add_packet(ByteView payload) {
         const Bytes packet = esesm::build_packet(esesm::PacketType::unsequenced_data, payload);
         bytes_.insert(bytes_.end(), packet.begin(), packet.end());
@@ -73,12 +80,12 @@ void Retransmission::refresh(RConn& connection, ByteView payload) {
     }
     const std::uint64_t as_of = feed_.last_sequence();
     Snapshot snapshot(as_of);
-    snapshot.add(build(dom::SystemTime{static_cast<std::uint32_t>(clock_.wall_ns() / ns_per_second)}));
-    build_state(feed_.state, type, [&snapshot](ByteView message) { snapshot.add(message); });
+    snapshot.add_unstamped(build(dom::SystemTime{static_cast<std::uint32_t>(clock_.wall_ns() / ns_per_second)}));
+    build_state(feed_.state, type, [&](ByteView message) { snapshot.add(feed_, message); });
     snapshot.end(type);
     send(connection, snapshot.bytes());
-    std::fprintf(stderr, "bench: refresh '%c' served as of seq %llu (%zu bytes)\n", static_cast<char>(type),
-                 printable(as_of), snapshot.bytes().size());
+    commentary_.say("bench: refresh '%c' served as of seq %llu (%zu bytes)\n", static_cast<char>(type),
+                    printable(as_of), snapshot.bytes().size());
     ++feed_.counters.refreshes;
     say_goodbye(connection, esesm::GoodbyeReason::done, "refresh complete");
 }

@@ -1,7 +1,6 @@
 #include "feed/retransmission.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <string>
 #include <utility>
@@ -27,11 +26,13 @@ LoginStatus check(const esesm::LoginRequest& request) {
 
 }  // namespace
 
-Retransmission::Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session)
+Retransmission::Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session,
+                               const Commentary& commentary)
     : feed_(feed),
       clock_(clock),
       transport_(std::move(transport)),
       session_(session),
+      commentary_(commentary),
       farewells_(transport_, clock),
       round_(clock, receivers_budget_ns) {}
 
@@ -138,8 +139,8 @@ void Retransmission::log_in(RConn& connection, ByteView payload) {
         return;
     }
     const std::string_view text = login_status_text(status);
-    std::fprintf(stderr, "bench: retransmission login %s REJECTED (%c: %s)\n", request.username.c_str(),
-                 static_cast<char>(status), std::string(text).c_str());
+    commentary_.say("bench: retransmission login %s REJECTED (%c: %s)\n", request.username.c_str(),
+                    static_cast<char>(status), std::string(text).c_str());
     // One who asked for a wrong sequence may try again on the same connection.
     if (status != LoginStatus::invalid_start_sequence) say_goodbye(connection, GoodbyeReason::done, text);
 }

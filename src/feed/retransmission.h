@@ -61,7 +61,8 @@ public:
     static constexpr std::uint64_t receivers_budget_ns = 25 * ns_per_ms;  // of a pass, for the turns of all receivers
 
     //   session  1..255, carried in login responses
-    Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session);
+    Retransmission(DomFeed& feed, const Clock& clock, Transport transport, std::uint8_t session,
+                   const Commentary& commentary);
     Retransmission(const Retransmission&) = delete;  // what it says farewell to refers to its transport
     Retransmission& operator=(const Retransmission&) = delete;
 
@@ -104,6 +105,7 @@ private:
     const Clock& clock_;
     Transport transport_;
     std::uint8_t session_;
+    const Commentary& commentary_;
     std::vector<RConn> connections_;
     Farewells farewells_;
     Round round_;

@@ -1,5 +1,5 @@
 // Heartbeats, and the limits of a client's silence.
-#include <cstdio>
+#include <optional>
 
 #include "common/text.h"
 #include "session/order_entry.h"
@@ -25,18 +25,18 @@ void OrderEntry::run_timers(std::uint64_t now_ms) {
         if (elapsed_ms(now_ms, timed.last_received_ms) < silence_limit_ms) continue;
         look_again(handle, shortest_turn_ns);
         if (!timed.open() || elapsed_ms(now_ms, timed.last_received_ms) < silence_limit_ms) continue;
-        std::fprintf(stderr, "[kavo_me] client %d (%s) timed out\n", timed.fd, timed.username.c_str());
+        commentary_.say("[kavo_me] client %d (%s) timed out\n", timed.fd, timed.username.c_str());
         drop(handle, "3 heartbeat intervals of silence", Announce::yes);
     }
 }
 
 void OrderEntry::announce_lapse(std::uint64_t now_ms) {
-    if (bench_.lapse_announced || !bench_.in_lapse(now_ms)) return;
-    std::fprintf(stderr,
-                 "bench: going silent for %llu ms (no heartbeats; the client should disconnect after 3 s and log in "
-                 "again with its next expected sequence)\n",
-                 printable(bench_.lapse_until_ms - now_ms));
-    bench_.lapse_announced = true;
+    const std::optional<std::uint64_t> length_ms = bench_.lapse_to_announce(now_ms);
+    if (!length_ms) return;
+    commentary_.say(
+        "bench: going silent for %llu ms (no heartbeats; the client should disconnect after 3 s and log in again with "
+        "its next expected sequence)\n",
+        printable(*length_ms));
 }
 
 }  // namespace kavo

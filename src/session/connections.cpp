@@ -1,6 +1,5 @@
 // Connections come, are read in turns, and go away.
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <utility>
 
@@ -9,7 +8,7 @@
 namespace kavo {
 
 OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, Transport transport,
-                       std::uint8_t session, bool quiet)
+                       std::uint8_t session, bool quiet, const Commentary& commentary)
     : engine_(engine),
       feed_(feed),
       bench_(bench),
@@ -17,6 +16,7 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
       transport_(std::move(transport)),
       session_(session),
       quiet_(quiet),
+      commentary_(commentary),
       farewells_(transport_, clock),
       reading_(clock, reading_budget_ns),
       sending_(clock, sending_budget_ns) {}
@@ -30,7 +30,7 @@ void OrderEntry::accept_clients() {
         const int fd = transport_.accept(accept_exhausted_);
         if (fd == no_socket) break;
         open_client(fd);
-        if (!quiet_) std::fprintf(stderr, "[kavo_me] client connected (fd %d)\n", fd);
+        if (!quiet_) commentary_.say("[kavo_me] client connected (fd %d)\n", fd);
     }
     if (clients_.size() == clients_before) return;
     for (const ClientHandle handle : open_) client(handle).readable = true;
@@ -108,7 +108,7 @@ void OrderEntry::receive(ClientHandle handle, ByteView bytes) {
 
 // What the peer sent right before it went away is not looked at any more.
 void OrderEntry::lose_client(ClientHandle handle) {
-    std::fprintf(stderr, "bench: client %s disconnected\n", client(handle).username.c_str());
+    commentary_.say("bench: client %s disconnected\n", client(handle).username.c_str());
     drop(handle, "connection lost", Announce::no);
 }
 
@@ -141,7 +141,7 @@ void OrderEntry::handle_packet(ClientHandle handle, const esesm::ReceiveBuffer::
         case esesm::PacketType::client_heartbeat:
         case esesm::PacketType::client_test: return;
         case esesm::PacketType::logout_request:
-            std::fprintf(stderr, "bench: client %s logged out\n", sender.username.c_str());
+            commentary_.say("bench: client %s logged out\n", sender.username.c_str());
             return drop(handle, "logout request", Announce::no);
         default: break;
     }
@@ -160,8 +160,8 @@ void OrderEntry::say_goodbye(MeoClient& client, esesm::GoodbyeReason reason, std
 void OrderEntry::drop(ClientHandle handle, std::string_view reason, Announce announce) {
     MeoClient& dropped = client(handle);
     if (announce == Announce::yes) {
-        std::fprintf(stderr, "bench: dropping the connection of %s (%s)\n", dropped.username.c_str(),
-                     std::string(reason).c_str());
+        commentary_.say("bench: dropping the connection of %s (%s)\n", dropped.username.c_str(),
+                        std::string(reason).c_str());
     }
     close(dropped);
     engine_.client_dropped(handle, dropped.username);

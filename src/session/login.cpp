@@ -1,6 +1,5 @@
 // A login: the checks in their order, the reject, and the acceptance with everything the user has missed.
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "common/text.h"
@@ -97,9 +96,9 @@ void OrderEntry::reject(MeoClient& client, const esesm::LoginRequest& request, c
     const std::string_view text = login_status_text(status);
     const std::uint64_t requested = request.entries.empty() ? 0 : request.entries.front().requested_sequence;
     ++bench_.counters.rejected_logins;
-    std::fprintf(stderr, "bench: login %s REJECTED (%c: %s; requested seq %llu, stream next %llu)\n",
-                 request.username.c_str(), static_cast<char>(status), std::string(text).c_str(), printable(requested),
-                 printable(stream.next_sequence()));
+    commentary_.say("bench: login %s REJECTED (%c: %s; requested seq %llu, stream next %llu)\n",
+                    request.username.c_str(), static_cast<char>(status), std::string(text).c_str(),
+                    printable(requested), printable(stream.next_sequence()));
     send(client, esesm::build_login_response({{status, session_, stream.next_sequence() - 1}}));
     if (!may_try_again(status)) say_goodbye(client, esesm::GoodbyeReason::done, text);
 }
@@ -110,13 +109,12 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
     user.username = request.username;
     user.stream = &stream;
     user.logged_in = true;
-    ++bench_.counters.logins;
 
     const std::uint64_t requested = request.entries.front().requested_sequence;
     const std::uint64_t next = stream.next_sequence();
     const std::uint64_t accepted = std::max(stream.stored.oldest(), requested == 0 ? next : requested);
-    std::fprintf(
-        stderr, "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
+    commentary_.say(
+        "bench: login %s requested seq %llu (stream next %llu): accepted at %llu, replaying %llu message(s)\n",
         user.username.c_str(), printable(requested), printable(next), printable(accepted), printable(next - accepted));
     start_replay(user, esesm::build_login_response({{LoginStatus::successful, session_, next - 1}}), accepted);
 
@@ -125,11 +123,8 @@ void OrderEntry::accept(ClientHandle handle, const esesm::LoginRequest& request,
         engine_.start_session(handle, answers_);
         deliver(user, answers_);
     }
-    if (bench_.lapse_ms > 0 && !bench_.scenario_lapse_started) {
-        bench_.scenario_lapse_started = true;
-        bench_.start_lapse(clock_.steady_ms(), static_cast<std::uint64_t>(bench_.lapse_ms));
-    }
-    if (!quiet_) std::fprintf(stderr, "[kavo_me] login %s accepted\n", user.username.c_str());
+    bench_.client_logged_in(clock_.steady_ms());
+    if (!quiet_) commentary_.say("[kavo_me] login %s accepted\n", user.username.c_str());
 }
 
 // The response, then everything stored from `from` on; what does not go out at once goes on in later passes. A lapse

@@ -87,7 +87,7 @@ public:
     //   session  the number that login responses carry, 1..255
     //   quiet    no lines for connections and accepted logins
     OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock& clock, Transport transport,
-               std::uint8_t session, bool quiet);
+               std::uint8_t session, bool quiet, const Commentary& commentary);
     OrderEntry(const OrderEntry&) = delete;  // what it says farewell to refers to its transport
     OrderEntry& operator=(const OrderEntry&) = delete;
 
@@ -171,6 +171,7 @@ private:
     Transport transport_;
     std::uint8_t session_;
     bool quiet_;
+    const Commentary& commentary_;
 
     std::deque<MeoClient> clients_;  // every connection since the start; records never move
     std::vector<ClientHandle> open_;

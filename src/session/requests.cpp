@@ -1,5 +1,4 @@
 // A client's requests: recognised, handed to the engine, answered, and sometimes the last thing its connection sees.
-#include <cstdio>
 
 #include "session/order_entry.h"
 
@@ -42,19 +41,14 @@ bool OrderEntry::handle_request(ClientHandle handle, ByteView message) {
 void OrderEntry::end_bad_session(ClientHandle handle, ByteView message) {
     MeoClient& sender = client(handle);
     const std::string type(as_text(message.first(type_size)));
-    std::fprintf(stderr, "bench: bad MEO message '%s' (%zu bytes) from %s — goodbye\n", type.c_str(), message.size(),
-                 sender.username.c_str());
+    commentary_.say("bench: bad MEO message '%s' (%zu bytes) from %s — goodbye\n", type.c_str(), message.size(),
+                    sender.username.c_str());
     send(sender, esesm::build_goodbye(esesm::GoodbyeReason::bad_packet, "unknown or malformed application message"));
     drop(handle, "bad packet", Announce::yes);
 }
 
-// The scenario drops a client once per run; the request of the person at the controls shares its path and its mark.
 void OrderEntry::disconnect_when_scripted(ClientHandle handle) {
-    const bool due =
-        bench_.disconnect_after != 0 && bench_.counters.orders >= bench_.disconnect_after && !bench_.disconnect_done;
-    if (!due && !bench_.disconnect_requested) return;
-    bench_.disconnect_done = true;
-    bench_.disconnect_requested = false;
+    if (!bench_.takes_disconnect()) return;
     drop(handle, bench_.disconnect_after != 0 ? scripted_disconnect_text : "driven", Announce::yes);
 }
 

@@ -13,11 +13,12 @@ namespace kavo {
 namespace {
 
 using test::said_during;
+using test::standard_error;
 
 // Arms a scenario and keeps what was said about it.
 struct Armed {
     explicit Armed(const std::string& text) {
-        said = said_during([&] { bench.arm_scenario(text); });
+        said = said_during([&] { bench.arm_scenario(text, standard_error); });
     }
     Bench bench;
     std::string said;
@@ -115,21 +116,22 @@ TEST(ScenarioText, ThrowsAtAValueThatIsNoNumber) {
     for (const char* key : {"disconnect_after", "lapse_ms", "reject_every", "partial_fill_every",
                             "fill_on_cancel_every", "unsolicited_cancel_every", "replace_reject_every"}) {
         Bench bench;
-        EXPECT_THROW(bench.arm_scenario(std::string(key) + "=often"), std::invalid_argument) << key;
-        EXPECT_THROW(bench.arm_scenario(std::string(key) + "="), std::invalid_argument) << key;
+        EXPECT_THROW(bench.arm_scenario(std::string(key) + "=often", standard_error), std::invalid_argument) << key;
+        EXPECT_THROW(bench.arm_scenario(std::string(key) + "=", standard_error), std::invalid_argument) << key;
     }
 }
 
 TEST(ScenarioText, ThrowsAtANumberThatIsTooLarge) {
     Bench bench;
-    EXPECT_THROW(bench.arm_scenario("reject_every=18446744073709551616"), std::out_of_range);
-    EXPECT_THROW(bench.arm_scenario("lapse_ms=2147483648"), std::out_of_range);
+    EXPECT_THROW(bench.arm_scenario("reject_every=18446744073709551616", standard_error), std::out_of_range);
+    EXPECT_THROW(bench.arm_scenario("lapse_ms=2147483648", standard_error), std::out_of_range);
 }
 
 TEST(ScenarioText, SaysNothingWhenItBreaksOff) {
     Bench bench;
-    const std::string said =
-        said_during([&] { EXPECT_THROW(bench.arm_scenario("reject_every=3,lapse_ms=long"), std::invalid_argument); });
+    const std::string said = said_during([&] {
+        EXPECT_THROW(bench.arm_scenario("reject_every=3,lapse_ms=long", standard_error), std::invalid_argument);
+    });
     EXPECT_EQ(said, "");
 }
 
@@ -200,49 +202,6 @@ TEST(BenchCounters, AreReportedUnderTheirNamesInAFixedOrder) {
     EXPECT_EQ(report.str(),
               "orders1 accepts2 fills3 partials4 cancels5 replaces6 rejects7 replace_rejects8 unsolicited_cancels9 "
               "race_fills10 late_cancels11 stale_cancels12 logins13 replays14 replayed15 ");
-}
-
-// A file of its own for a test, gone when the test ends.
-struct ScratchFile {
-    ScratchFile() { std::remove(path.c_str()); }
-    ScratchFile(const ScratchFile&) = delete;
-    ScratchFile& operator=(const ScratchFile&) = delete;
-    ~ScratchFile() { std::remove(path.c_str()); }
-
-    std::string text() const {
-        std::ostringstream all;
-        all << std::ifstream(path).rdbuf();
-        return all.str();
-    }
-    std::string path =
-        testing::TempDir() + "kavo_bench_" + testing::UnitTest::GetInstance()->current_test_info()->name();
-};
-
-TEST(OrderTruthFile, IsAppendedToWhatTheFileHolds) {
-    const ScratchFile file;
-    std::ofstream(file.path) << "from an earlier run\n";
-    {
-        Bench bench;
-        bench.open_order_truth(file.path);
-        bench.order_truth << "from this run\n";
-    }
-    EXPECT_EQ(file.text(), "from an earlier run\nfrom this run\n");
-}
-
-TEST(OrderTruthFile, StaysSilentWhenItsFileCannotBeOpened) {
-    Bench bench;
-    const std::string said = said_during([&] {
-        bench.open_order_truth(testing::TempDir() + "no_such_directory/truth.jsonl");
-        bench.order_truth << "lost\n" << std::flush;
-    });
-    EXPECT_EQ(said, "");
-    EXPECT_FALSE(bench.order_truth.is_open());
-    EXPECT_FALSE(bench.order_truth.good());
-}
-
-TEST(OrderTruthFile, IsNotOpenUnlessAFileIsGiven) {
-    const Bench bench;
-    EXPECT_FALSE(bench.order_truth.is_open());
 }
 
 }  // namespace

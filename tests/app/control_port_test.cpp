@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,15 +29,14 @@ struct ControlPortTest : testing::Test {
     }
 
     std::string reply(const std::string& datagram) {
-        ControlPort::Reply reply;
+        std::string reply;
         said = said_during([&] { reply = port.handle(datagram); });
-        EXPECT_FALSE(reply.stop);
-        return reply.text;
+        return reply;
     }
 
     Venue venue;
-    std::int32_t tick_interval_ms = 7;
-    ControlPort port{venue.bench, venue.engine, venue.feed, venue.clock, venue.order_entry, tick_interval_ms};
+    std::int32_t& tick_interval_ms = venue.engine.market.interval_ms = 7;
+    ControlPort& port = venue.venue.control_port;
     std::string said;  // on standard error during the last command
 };
 
@@ -47,40 +47,42 @@ using ControlStatistics = ControlPortTest;
 
 TEST_F(ControlCommand, PauseStopsTheMarketAndSaysAtWhichMessage) {
     EXPECT_EQ(reply("pause"), "ok pause\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
     EXPECT_EQ(said, "bench: paused at seq 6\n");
     EXPECT_EQ(reply("pause"), "ok pause\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
     EXPECT_EQ(said, "bench: paused at seq 6\n");
 }
 
 TEST_F(ControlCommand, ResumeLetsTheMarketGoOnAndSaysAtWhichMessage) {
-    venue.engine.paused = true;
+    venue.engine.market.paused = true;
     venue.feed.publish(Bytes(20));
     EXPECT_EQ(reply("resume"), "ok resume\n");
-    EXPECT_FALSE(venue.engine.paused);
+    EXPECT_FALSE(venue.engine.market.paused);
     EXPECT_EQ(said, "bench: resumed at seq 7\n");
 }
 
 TEST_F(ControlCommand, PauseTakesNoArgument) {
     EXPECT_EQ(reply("pause 0"), "ok pause 0\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
 }
 
 TEST_F(ControlCommand, WaitsForTheNextPassBehindTwoHundredAndFiftySixOthers) {
-    const int socket = open_local_datagrams(0, "control port");
+    const int socket = open_local_datagrams(0, "control port", standard_error);
     ASSERT_GE(socket, 0);
     const int room = 1 << 20;
     setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
     sockaddr_in name{};
     socklen_t size = sizeof name;
     getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size);
+    ControlPort reached(venue.bench, venue.engine, venue.feed, venue.order_entry, venue.clock, standard_error,
+                        command_socket(socket));
     const ControlClient harness(ntohs(name.sin_port));
     const auto drops_waiting = [&] { return venue.feed.faults.drop_next; };
     for (std::uint32_t i = 1; i <= 260; ++i) harness.send("drop " + std::to_string(i));
-    port.drain(socket);
+    reached.drain();
     EXPECT_EQ(drops_waiting(), 256u);
-    port.drain(socket);
+    reached.drain();
     EXPECT_EQ(drops_waiting(), 260u);
     close_socket(socket);
 }
@@ -338,8 +340,8 @@ TEST_F(ControlCommand, MarkIsSaidWithTheLastNumberUsedAndTheOrders) {
 
 TEST_F(ControlCommand, MarkIsWrittenIntoTheBookTruthAndFlushed) {
     const TemporaryFile truth;
-    venue.engine.book_truth.open(truth.path(), std::ios::app);
-    venue.engine.book_truth << "before\n";
+    venue.engine.books.truth.open(truth.path());
+    venue.engine.books.truth.write("before\n");
     EXPECT_EQ(reply("mark here"), "ok mark here\n");
     EXPECT_EQ(truth.content(), "before\n{\"mark\":\"here\",\"seq\":6}\n");
     EXPECT_EQ(said, "bench: mark here at seq 6 orders 0\n");
@@ -347,7 +349,7 @@ TEST_F(ControlCommand, MarkIsWrittenIntoTheBookTruthAndFlushed) {
 
 TEST_F(ControlCommand, MarkTakesItsLabelAsItIs) {
     const TemporaryFile truth;
-    venue.engine.book_truth.open(truth.path(), std::ios::app);
+    venue.engine.books.truth.open(truth.path());
     EXPECT_EQ(reply("mark a\"b\\%s"), "ok mark a\"b\\%s\n");
     EXPECT_EQ(truth.content(), "{\"mark\":\"a\"b\\%s\",\"seq\":6}\n");
     EXPECT_EQ(said, "bench: mark a\"b\\%s at seq 6 orders 0\n");
@@ -355,7 +357,7 @@ TEST_F(ControlCommand, MarkTakesItsLabelAsItIs) {
 
 TEST_F(ControlCommand, MarkWithoutALabelHasAnEmptyOne) {
     const TemporaryFile truth;
-    venue.engine.book_truth.open(truth.path(), std::ios::app);
+    venue.engine.books.truth.open(truth.path());
     EXPECT_EQ(reply("mark"), "ok mark\n");
     EXPECT_EQ(truth.content(), "{\"mark\":\"\",\"seq\":6}\n");
     EXPECT_EQ(said, "bench: mark  at seq 6 orders 0\n");
@@ -363,26 +365,37 @@ TEST_F(ControlCommand, MarkWithoutALabelHasAnEmptyOne) {
 
 TEST_F(ControlCommand, MarkWithTwoWordsUsesTheFirstAndEchoesBoth) {
     const TemporaryFile truth;
-    venue.engine.book_truth.open(truth.path(), std::ios::app);
+    venue.engine.books.truth.open(truth.path());
     EXPECT_EQ(reply("mark before lunch"), "ok mark before lunch\n");
     EXPECT_EQ(truth.content(), "{\"mark\":\"before\",\"seq\":6}\n");
     EXPECT_EQ(said, "bench: mark before at seq 6 orders 0\n");
 }
 
 TEST_F(ControlCommand, MarkIsSaidThoughTheBookTruthCannotBeWritten) {
-    venue.engine.book_truth.open("/dev/full", std::ios::app);
+    venue.engine.books.truth.open("/dev/full");
     EXPECT_EQ(reply("mark one"), "ok mark one\n");
-    EXPECT_FALSE(venue.engine.book_truth.good());
+    EXPECT_FALSE(venue.engine.books.truth.is_on());
     EXPECT_EQ(reply("mark two"), "ok mark two\n");
     EXPECT_EQ(said, "bench: mark two at seq 6 orders 0\n");
 }
 
-TEST_F(ControlCommand, StopIsAnsweredWithoutALineFeedAndLeftToTheCaller) {
-    for (const std::string command : {"stop", "stop now", " stop \r\n"}) {
-        const ControlPort::Reply reply = port.handle(command);
-        EXPECT_EQ(reply.text, "ok stopping");
-        EXPECT_TRUE(reply.stop);
-    }
+TEST_F(ControlCommand, StopIsAnsweredWithoutALineFeed) {
+    for (const std::string command : {"stop", "stop now", " stop \r\n"}) EXPECT_EQ(reply(command), "ok stopping");
+}
+
+TEST_F(ControlCommand, StopTellsTheFaultsAndEndsTheProcessWhenItsReplyIsOnItsWay) {
+    std::vector<std::string> events;
+    bool waits = true;
+    const Commentary commentary([&](std::string_view text) { events.emplace_back(text); });
+    ControlPort reached(
+        venue.bench, venue.engine, venue.feed, venue.order_entry, venue.clock, commentary,
+        {[&]() -> std::optional<std::string_view> {
+             return std::exchange(waits, false) ? std::optional("stop") : std::nullopt;
+         },
+         [&](std::string_view text) { events.emplace_back(text); }, [&] { events.emplace_back("exit"); }});
+    reached.drain();
+    EXPECT_EQ(events, (std::vector<std::string>{
+                          "ok stopping", "kavo_me faults: sent 1 dropped 0 duplicated 0 reordered 0\n", "exit"}));
 }
 
 TEST_F(ControlCommand, ThatIsUnknownIsQuotedBackAndChangesNothing) {
@@ -392,7 +405,7 @@ TEST_F(ControlCommand, ThatIsUnknownIsQuotedBackAndChangesNothing) {
         EXPECT_EQ(reply(word), "err unknown command '" + word + "'\n");
         EXPECT_EQ(said, "") << word;
     }
-    EXPECT_FALSE(venue.engine.paused);
+    EXPECT_FALSE(venue.engine.market.paused);
     EXPECT_EQ(venue.feed.faults.drop_every, before.drop_every);
 }
 
@@ -417,13 +430,13 @@ TEST_F(ControlText, KeepsATrailingTabInItsEcho) {
     EXPECT_EQ(reply("pause\t"), "ok pause\t\n");
     EXPECT_EQ(reply("pause\t\n"), "ok pause\t\n");
     EXPECT_EQ(reply("pause \t "), "ok pause \t\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
 }
 
 TEST_F(ControlText, IsReadBehindLeadingBlanksWhichItsEchoKeeps) {
     EXPECT_EQ(reply("  pause"), "ok   pause\n");
     EXPECT_EQ(reply("\r\n\tpause"), "ok \r\n\tpause\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
 }
 
 TEST_F(ControlText, HasWordsThatAnyWhiteSpaceSeparates) {
@@ -437,7 +450,7 @@ TEST_F(ControlText, HasWordsThatAnyWhiteSpaceSeparates) {
 
 TEST_F(ControlText, EndsAtTheFirstNul) {
     EXPECT_EQ(reply("pause\0resume"s), "ok pause\n");
-    EXPECT_TRUE(venue.engine.paused);
+    EXPECT_TRUE(venue.engine.market.paused);
     EXPECT_EQ(reply("drop 5\0006"s), "ok drop 5\n");
     EXPECT_EQ(venue.feed.faults.drop_next, 5u);
     EXPECT_EQ(reply("drop 7 \0\0"s), "ok drop 7\n");
@@ -446,7 +459,7 @@ TEST_F(ControlText, EndsAtTheFirstNul) {
 TEST_F(ControlText, ThatBeginsWithANulIsTheEmptyCommand) {
     EXPECT_EQ(reply("\0pause"s), "err unknown command ''\n");
     EXPECT_EQ(reply("\0"s), "err unknown command ''\n");
-    EXPECT_FALSE(venue.engine.paused);
+    EXPECT_FALSE(venue.engine.market.paused);
 }
 
 TEST_F(ControlStatistics, AreEveryCounterInItsPlace) {

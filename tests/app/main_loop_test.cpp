@@ -23,7 +23,7 @@ struct LoopTest : testing::Test {
     void turn() {
         waits_ms.clear();
         watched.clear();
-        loop.pass();
+        venue.venue.pass();
         loop.wait_for_input();
     }
     // What was watched: "7 in, 8 in out".
@@ -46,18 +46,14 @@ struct LoopTest : testing::Test {
     static constexpr int retransmission_listener = 8;
 
     Venue venue;
-    MemoryPeers receivers;
-    Retransmission retransmission{venue.feed, venue.clock, receivers.transport(), 1};
-    std::int32_t tick_interval_ms = -1;
-    ControlPort control_port{venue.bench, venue.engine, venue.feed, venue.clock, venue.order_entry, tick_interval_ms};
+    MemoryPeers& receivers = venue.receivers;
+    Retransmission& retransmission = venue.venue.retransmission;
     std::vector<int> ready;  // what the poll finds readable
     bool fails = false;
     std::vector<std::string> watched;
     std::vector<int> waits_ms;
-    MainLoop loop{{venue.clock, venue.bench, venue.feed, venue.engine, venue.order_entry, retransmission, control_port},
+    MainLoop loop{venue.venue,
                   {no_socket, meo_listener, retransmission_listener},
-                  {},
-                  tick_interval_ms,
                   [this](pollfd* polled, nfds_t count, int ms) { return answer(polled, count, ms); }};
 };
 
@@ -160,7 +156,7 @@ TEST_F(LoopTest, WatchesNoListenerWhileDescriptorsAreUsedUp) {
 }
 
 TEST_F(LoopTest, TellsThePassesTimeOnceForAllThatIsPeriodic) {
-    tick_interval_ms = 40;
+    venue.engine.market.interval_ms = 40;
     const std::uint64_t before = venue.feed.next_sequence();
     turn();
     EXPECT_EQ(venue.feed.next_sequence(), before);

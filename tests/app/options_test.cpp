@@ -12,14 +12,14 @@ namespace {
 using Arguments = std::vector<const char*>;
 
 Options parsed(const Arguments& arguments) {
-    const std::optional<Options> options = parse_options(arguments);
+    const std::optional<Options> options = parse_options(arguments, standard_error);
     EXPECT_TRUE(options.has_value());
     return options.value_or(Options{});
 }
 
 // What is said about arguments that end the process with status 2.
 std::string refusal(const Arguments& arguments) {
-    return said_during([&] { EXPECT_FALSE(parse_options(arguments).has_value()); });
+    return said_during([&] { EXPECT_FALSE(parse_options(arguments, standard_error).has_value()); });
 }
 
 // The text of the conversion error that ends the process, and which of the two it is.
@@ -35,7 +35,7 @@ std::string thrown(Action action) {
     return "nothing";
 }
 std::string thrown_at(const Arguments& arguments) {
-    return thrown([&] { parse_options(arguments); });
+    return thrown([&] { parse_options(arguments, standard_error); });
 }
 
 TEST(Options, HaveDefaults) {
@@ -330,7 +330,7 @@ TEST(DropBurstText, ThrowsAtANumberThatIsNone) {
 }
 
 TEST(Banner, ShowsTheDefaults) {
-    EXPECT_EQ(said_during([] { print_banner(Options{}); }),
+    EXPECT_EQ(said_during([] { say_banner(Options{}, standard_error); }),
               "[kavo_me] DoM/MACH 233.54.28.111:25377 (iface 127.0.0.1, session 1, retransmission ESesM/TCP :25379) "
               "\xC2\xB7 MEO/ESesM :28700 \xC2\xB7 ACOD do not cancel (venue default) \xC2\xB7 max order size 25000 "
               "\xC2\xB7 AAPL:190.00,MSFT:410.00,SPY:520.00\n");
@@ -340,7 +340,7 @@ TEST(Banner, ShowsWhatWasSet) {
     const Options options =
         parsed({"--mcast", "239.1.2.3", "--port", "70000", "--iface", "none", "--session", "255", "--retrans-port", "0",
                 "--meo-port", "65535", "--acod", "--max-order-size", "-1", "--symbols", ",A:1,"});
-    EXPECT_EQ(said_during([&] { print_banner(options); }),
+    EXPECT_EQ(said_during([&] { say_banner(options, standard_error); }),
               "[kavo_me] DoM/MACH 239.1.2.3:4464 (iface none, session 255, retransmission ESesM/TCP :0) "
               "\xC2\xB7 MEO/ESesM :65535 \xC2\xB7 ACOD cancel all open orders \xC2\xB7 max order size 4294967295 "
               "\xC2\xB7 ,A:1,\n");

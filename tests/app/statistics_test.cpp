@@ -70,13 +70,13 @@ TEST(SessionState, IsUpWhileAnybodyIsLoggedIn) {
 
 TEST(BenchReport, TellsTheCountersTheNextNumberTheFaultsAndTheSession) {
     Venue venue;
-    EXPECT_EQ(said_during([&] { print_bench_report(venue.bench, venue.feed, venue.order_entry); }),
+    EXPECT_EQ(said_during([&] { say_bench_report(venue.bench, venue.feed, venue.order_entry, standard_error); }),
               "bench: stats " + std::string(no_events) +
                   " next_seq=1 kavo_me faults: sent 0 dropped 0 duplicated 0 reordered 0 session=down\n");
     const ClientHandle alice = venue.log_in("alice");
     venue.request(alice, buy("b1").at("1.00").bytes());
     // Two messages have gone out on the feed: the second and the order.
-    EXPECT_EQ(said_during([&] { print_bench_report(venue.bench, venue.feed, venue.order_entry); }),
+    EXPECT_EQ(said_during([&] { say_bench_report(venue.bench, venue.feed, venue.order_entry, standard_error); }),
               "bench: stats orders=1 accepts=1 fills=0 partials=0 cancels=0 replaces=0 rejects=0 replace_rejects=0 "
               "unsolicited_cancels=0 race_fills=0 late_cancels=0 stale_cancels=0 logins=1 replays=0 replayed=0 "
               "next_seq=3 kavo_me faults: sent 1 dropped 0 duplicated 0 reordered 0 session=up\n");
@@ -94,7 +94,7 @@ TEST(FeedReport, TellsTheFeedTheBookAndEveryConnectionThereEverWas) {
     venue.feed.counters.retransmissions = 7;
     venue.feed.counters.refreshes = 8;
     venue.feed.counters.dropped = 1;
-    EXPECT_EQ(said_during([&] { print_feed_report(venue.feed, venue.engine, venue.order_entry); }),
+    EXPECT_EQ(said_during([&] { say_feed_report(venue.feed, venue.engine, venue.order_entry, standard_error); }),
               "[kavo_me] dom msgs 3 packets 2 dropped 1 retrans 7 refreshes 8 resting 2 clients 2\n"
               "kavo_me faults: sent 1 dropped 1 duplicated 0 reordered 0\n");
 }
@@ -102,7 +102,7 @@ TEST(FeedReport, TellsTheFeedTheBookAndEveryConnectionThereEverWas) {
 TEST(FinalReport, EndsWithTheWordThatTheProcessHasStopped) {
     Venue venue;
     venue.enter(buy("b1").at("1.00"));
-    EXPECT_EQ(said_during([&] { print_final_report(venue.bench, venue.feed); }),
+    EXPECT_EQ(said_during([&] { say_final_report(venue.bench, venue.feed, standard_error); }),
               "kavo_me faults: sent 0 dropped 0 duplicated 0 reordered 0\n"
               "bench: stats orders=1 accepts=1 fills=0 partials=0 cancels=0 replaces=0 rejects=0 replace_rejects=0 "
               "unsolicited_cancels=0 race_fills=0 late_cancels=0 stale_cancels=0 logins=0 replays=0 replayed=0 "

@@ -69,24 +69,24 @@ TEST(ElapsedMs, IsNothingForAMomentThatLiesAfterNow) {
 
 TEST(IsDue, OnceInEveryInterval) {
     std::uint64_t last_ms = 1000;
-    EXPECT_FALSE(is_due(1249, last_ms, 250));
-    EXPECT_TRUE(is_due(1250, last_ms, 250));
-    EXPECT_FALSE(is_due(1250, last_ms, 250));
-    EXPECT_FALSE(is_due(1499, last_ms, 250));
-    EXPECT_TRUE(is_due(1500, last_ms, 250));
+    EXPECT_FALSE(take_if_due(1249, last_ms, 250));
+    EXPECT_TRUE(take_if_due(1250, last_ms, 250));
+    EXPECT_FALSE(take_if_due(1250, last_ms, 250));
+    EXPECT_FALSE(take_if_due(1499, last_ms, 250));
+    EXPECT_TRUE(take_if_due(1500, last_ms, 250));
 }
 
 TEST(IsDue, OnceForAllThatWasMissed) {
     std::uint64_t last_ms = 1000;
-    EXPECT_TRUE(is_due(1990, last_ms, 250));
-    EXPECT_FALSE(is_due(2239, last_ms, 250));
-    EXPECT_TRUE(is_due(2240, last_ms, 250));
+    EXPECT_TRUE(take_if_due(1990, last_ms, 250));
+    EXPECT_FALSE(take_if_due(2239, last_ms, 250));
+    EXPECT_TRUE(take_if_due(2240, last_ms, 250));
 }
 
 TEST(IsDue, AlwaysWithoutAnInterval) {
     std::uint64_t last_ms = 1000;
-    EXPECT_TRUE(is_due(1000, last_ms, 0));
-    EXPECT_TRUE(is_due(1000, last_ms, 0));
+    EXPECT_TRUE(take_if_due(1000, last_ms, 0));
+    EXPECT_TRUE(take_if_due(1000, last_ms, 0));
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "support/memory_peers.h"
+#include "memory/memory_peers.h"
 
 namespace kavo::test {
 namespace {

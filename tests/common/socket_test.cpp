@@ -23,6 +23,7 @@ namespace kavo {
 namespace {
 
 using test::said_during;
+using test::standard_error;
 
 constexpr int longest_wait_ms = 5000;
 
@@ -75,7 +76,7 @@ bool blocks(int socket) {
 struct Connection {
     Connection() { EXPECT_GE(server.fd(), 0); }
 
-    Socket listener{open_listener(0, 4, "listen")};
+    Socket listener{open_listener(0, 4, "listen", standard_error)};
     Socket client{connect_to(port_of(listener.fd()))};
     bool exhausted = true;
     Socket server{listener.readable() ? accept_connection(listener.fd(), exhausted) : no_socket};
@@ -112,7 +113,7 @@ TEST(DottedQuad, IsAllZerosForATextThatIsNone) {
 }
 
 TEST(OpenListener, NeverBlocks) {
-    const Socket listener(open_listener(0, 4, "listen"));
+    const Socket listener(open_listener(0, 4, "listen", standard_error));
     ASSERT_GE(listener.fd(), 0);
     EXPECT_FALSE(blocks(listener.fd()));
     bool exhausted = true;
@@ -121,7 +122,7 @@ TEST(OpenListener, NeverBlocks) {
 }
 
 TEST(OpenListener, HasAnAddressThatCanBeUsedAgain) {
-    const Socket listener(open_listener(0, 4, "listen"));
+    const Socket listener(open_listener(0, 4, "listen", standard_error));
     int on = 0;
     socklen_t size = sizeof on;
     ASSERT_EQ(getsockopt(listener.fd(), SOL_SOCKET, SO_REUSEADDR, &on, &size), 0);
@@ -129,9 +130,9 @@ TEST(OpenListener, HasAnAddressThatCanBeUsedAgain) {
 }
 
 TEST(OpenListener, OnAPortThatIsTakenSaysWhatFailedAndWhy) {
-    const Socket first(open_listener(0, 4, "first"));
+    const Socket first(open_listener(0, 4, "first", standard_error));
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen"); }),
+    EXPECT_EQ(said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen", standard_error); }),
               "kavo_me: MEO listen: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }
@@ -157,7 +158,7 @@ TEST(OpenListener, SaysSoWhenDescriptorsHaveRunOut) {
     int listener = 0;
     EXPECT_EQ(said_during([&] {
                   const NoDescriptorLeft none;
-                  listener = open_listener(0, 4, "kavo_me: MEO listen");
+                  listener = open_listener(0, 4, "kavo_me: MEO listen", standard_error);
               }),
               "kavo_me: MEO listen: Too many open files\n");
     EXPECT_EQ(listener, no_socket);
@@ -174,7 +175,7 @@ TEST(AcceptedConnection, NeverBlocksAndSendsSmallPacketsAtOnce) {
 }
 
 TEST(AcceptedConnection, IsMissingAndSaysSoWhenDescriptorsHaveRunOut) {
-    const Socket listener(open_listener(0, 4, "listen"));
+    const Socket listener(open_listener(0, 4, "listen", standard_error));
     const Socket client(connect_to(port_of(listener.fd())));
     ASSERT_TRUE(listener.readable());
 
@@ -375,7 +376,7 @@ TEST(SocketTransport, WithoutAListenerAcceptsNobody) {
 }
 
 TEST(LocalDatagrams, NeverBlockAndAreHeardOnThisHostAlone) {
-    const Socket datagrams(open_local_datagrams(0, "datagrams"));
+    const Socket datagrams(open_local_datagrams(0, "datagrams", standard_error));
     ASSERT_GE(datagrams.fd(), 0);
     EXPECT_FALSE(blocks(datagrams.fd()));
     sockaddr_in address{};
@@ -391,7 +392,7 @@ TEST(LocalDatagrams, SaySoWhenDescriptorsHaveRunOut) {
     int datagrams = 0;
     EXPECT_EQ(said_during([&] {
                   const NoDescriptorLeft none;
-                  datagrams = open_local_datagrams(0, "kavo_me: control port");
+                  datagrams = open_local_datagrams(0, "kavo_me: control port", standard_error);
               }),
               "kavo_me: control port: Too many open files\n");
     EXPECT_EQ(datagrams, no_socket);
@@ -404,13 +405,13 @@ TEST(LocalDatagrams, OnAPortThatIsTakenSayWhatFailedAndWhy) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ASSERT_EQ(bind(taken.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port"); }),
+    EXPECT_EQ(said_during([&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port", standard_error); }),
               "kavo_me: control port: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }
 
 TEST(CloseSocket, LeavesAMissingSocketAlone) {
-    const Socket listener(open_listener(0, 4, "listen"));
+    const Socket listener(open_listener(0, 4, "listen", standard_error));
     close_socket(no_socket);
     EXPECT_NE(fcntl(listener.fd(), F_GETFL), -1);
 }

@@ -66,9 +66,11 @@ std::uint64_t hash_of_engine(std::uint64_t wall_ns, std::uint64_t tick_ms) {
     clock.stand_at(0, wall_ns);
     Bench bench;
     Generator generator(defaults.seed);
-    DomFeed feed(1, clock, [](ByteView) {});
-    Engine engine(feed, generator, {.step_bps = defaults.step_bps, .touch_hit = defaults.touch_hit}, bench, clock);
-    for (const SymbolItem& item : parse_symbols(defaults.symbols)) engine.add_product(item.name, item.reference);
+    const Commentary commentary;
+    DomFeed feed(
+        1, clock, [](ByteView) {}, commentary);
+    Engine engine(feed, generator, {}, bench, clock, commentary);
+    for (const SymbolItem& item : parse_symbols(defaults.symbols)) engine.books.add_product(item.name, item.reference);
 
     CanonicalFeed canonical(messages);
     std::uint64_t taken = 0;

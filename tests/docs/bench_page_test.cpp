@@ -6,8 +6,8 @@
 #include <span>
 #include <sstream>
 
-#include "app/main_loop.h"
 #include "app/options.h"
+#include "app/venue.h"
 #include "common/socket.h"
 #include "page.h"
 #include "support/said.h"
@@ -17,6 +17,7 @@ namespace kavo::docs {
 namespace {
 
 using test::said_during;
+using test::standard_error;
 
 constexpr const char* page = "bench.md";
 
@@ -38,7 +39,8 @@ std::string shown(Number number) {
 Pairs flag_values(const Options& options) {
     const auto& [mcast, port, iface, retrans_port, meo_port, session, symbols, interval_ms, step_bps, touch_hit,
                  book_out, bbo_out, seed, drop_every, drop_burst, dup_every, reorder_every, truth_out, control_port,
-                 acod, max_order_size, quiet] = options;
+                 acod, max_order_size, quiet, order_truth, scenario] =
+        options;  // the last two come from the environment
     return {{"--mcast", shown(mcast)},
             {"--port", shown(port)},
             {"--iface", shown(iface)},
@@ -71,7 +73,7 @@ TEST(BenchPage, NamesFlagsThatSetWhatTheyAreCalledAfter) {
     for (const auto& [flag, default_value] : pairs_on(page, "Flag", "Default")) {
         const bool is_switch = default_value == "off";
         const std::array<const char*, 2> arguments{flag.c_str(), "7"};
-        const auto options = parse_options(std::span(arguments).first(is_switch ? 1 : 2));
+        const auto options = parse_options(std::span(arguments).first(is_switch ? 1 : 2), standard_error);
         ASSERT_TRUE(options) << flag;
         Pairs expected = flag_values({});
         for (auto& [name, value] : expected) {
@@ -85,13 +87,15 @@ TEST(BenchPage, NamesFlagsThatSetWhatTheyAreCalledAfter) {
 TEST(BenchPage, ListsEveryScenarioKey) {
     std::string scenario;
     for (const std::string& key : words_on(page, "Scenario key")) scenario += key + "=7,";
-    EXPECT_EQ(said_during([&] { Bench().arm_scenario(scenario); }),
+    EXPECT_EQ(said_during([&] { Bench().arm_scenario(scenario, standard_error); }),
               "bench: scenario '7' armed (disconnect after 7 orders, lapse 7 ms, reject every 7, partial every 7, "
               "fill-on-cancel every 7, unsolicited cancel every 7, replace reject every 7)\n");
 }
 
 TEST(BenchPage, ListsOnlyScenarioKeysThatSetSomething) {
-    const auto armed = [](const std::string& scenario) { return said_during([&] { Bench().arm_scenario(scenario); }); };
+    const auto armed = [](const std::string& scenario) {
+        return said_during([&] { Bench().arm_scenario(scenario, standard_error); });
+    };
     for (const std::string& key : words_on(page, "Scenario key")) {
         EXPECT_NE(armed(key + "=7"), armed(",")) << key;
     }
@@ -102,16 +106,14 @@ TEST(BenchPage, ListsTheCommandsThatTheControlPortAnnounces) {
     for (const std::string& command : words_on(page, "Command")) {
         commands += (commands.empty() ? "" : " | ") + command;
     }
-    const std::string said = said_during([] { close_socket(open_control_port(0)); });
-    EXPECT_EQ(said, "bench: control on 127.0.0.1:0 (" + commands + ")\n");
+    EXPECT_EQ(test::Venue().venue.control_port.known_words(), commands);
 }
 
 // Everything that a command with a number can set, after that command alone.
 std::string settings_after(const std::string& command) {
     test::Venue venue;
-    std::int32_t interval_ms = 1;
-    ControlPort port(venue.bench, venue.engine, venue.feed, venue.clock, venue.order_entry, interval_ms);
-    EXPECT_EQ(port.handle(command).text, "ok " + command + "\n");
+    venue.engine.market.interval_ms = 1;
+    EXPECT_EQ(venue.venue.control_port.handle(command), "ok " + command + "\n");
     const FeedFaults& faults = venue.feed.faults;
     const Bench& bench = venue.bench;
     std::ostringstream text;
@@ -121,7 +123,7 @@ std::string settings_after(const std::string& command) {
           bench.unsolicited_cancel_next, bench.replace_reject_next}) {
         text << count << ' ';
     }
-    text << interval_ms << ' ' << bench.lapse_until_ms;
+    text << venue.engine.market.interval_ms << ' ' << bench.lapse_until_ms;
     return text.str();
 }
 
@@ -194,7 +196,7 @@ TEST(ArchitecturePage, ListsTheStepsOfAPassInTheirOrder) {
         if (line.starts_with(number)) listed.push_back(line.substr(number.size(), line.find(':') - number.size()));
     }
     std::vector<std::string> steps;
-    for (const MainLoop::Step& step : MainLoop::steps()) steps.emplace_back(step.name);
+    for (const Venue::Step& step : Venue::steps()) steps.emplace_back(step.name);
     EXPECT_EQ(listed, steps);
 }
 

@@ -14,11 +14,11 @@ class BookTruth : public testing::Test {
 protected:
     BookTruth() { open(venue_); }
 
-    void open(Venue& venue) { venue.engine.book_truth.open(file_.path(), std::ios::out | std::ios::app); }
+    void open(Venue& venue) { venue.engine.books.truth.open(file_.path()); }
 
     // The lines since the last call.
     Lines new_lines() {
-        venue_.engine.book_truth.flush();
+        venue_.engine.books.truth.flush();
         const Lines all = file_.lines();
         const Lines lines(all.begin() + static_cast<std::ptrdiff_t>(read_), all.end());
         read_ = all.size();
@@ -129,7 +129,7 @@ TEST_F(BookTruth, IsAppendedToWhatTheFileHolds) {
     Venue again;
     open(again);
     again.enter(buy("b1").at("189.98"));
-    again.engine.book_truth.flush();
+    again.engine.books.truth.flush();
     EXPECT_EQ(file_.lines(), (Lines{R"({"seq":2,"secid":1,"symbol":"AAPL","bid":[[189.9900,100]],"ask":[]})",
                                     R"({"seq":2,"secid":1,"symbol":"AAPL","bid":[[189.9800,100]],"ask":[]})"}));
 }
@@ -138,24 +138,29 @@ TEST_F(BookTruth, ReachesTheFileWhenTheEngineEnds) {
     TemporaryFile file;
     {
         Venue venue;
-        venue.engine.book_truth.open(file.path(), std::ios::out | std::ios::app);
+        venue.engine.books.truth.open(file.path());
         venue.enter(buy("b1").at("189.99"));
     }
     EXPECT_EQ(file.lines().size(), 1u);
 }
 
 TEST_F(BookTruth, StopsSilentlyWhenTheFileFails) {
-    venue_.engine.book_truth.setstate(std::ios::failbit);
-    EXPECT_EQ(said_during([&] { venue_.enter(buy("b1").at("189.99")); }), "");
-    venue_.engine.book_truth.clear();
-    EXPECT_TRUE(new_lines().empty());
-    EXPECT_EQ(venue_.bids(), "100@189.99");
+    Venue venue;
+    venue.engine.books.truth.open("/dev/full");
+    EXPECT_EQ(said_during([&] {
+                  venue.enter(buy("b1").at("189.99"));
+                  venue.engine.books.truth.flush();
+                  venue.enter(buy("b2").at("189.99"));
+              }),
+              "");
+    EXPECT_FALSE(venue.engine.books.truth.is_on());
+    EXPECT_EQ(venue.bids(), "200@189.99");
 }
 
 TEST_F(BookTruth, StaysSilentWhenItsFileCannotBeOpened) {
     Venue venue;
     EXPECT_EQ(said_during([&] {
-                  venue.engine.book_truth.open(file_.path() + "/nowhere", std::ios::out | std::ios::app);
+                  venue.engine.books.truth.open(file_.path() + "/nowhere");
                   venue.enter(buy("b1").at("189.99"));
               }),
               "");

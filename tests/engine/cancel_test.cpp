@@ -89,7 +89,7 @@ TEST(Cancel, ThatLosesTheRaceFillsWhatIsLeft) {
     venue.told(0);
     venue.bench.fill_on_cancel_next = 1;
     EXPECT_EQ(venue.cancel(cancel("s1")), "E1 s1 200@190 sell added AC match 2 exec 3 | CR xs1 of s1 rejected 'D'");
-    EXPECT_EQ(venue.engine.products()[0].volume, 300u);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, 300u);
 }
 
 TEST(Cancel, ThatLosesTheRaceFillsTheOrderWhereverItQueues) {
@@ -245,7 +245,7 @@ TEST(Cancel, OfAReusedIdGoesByTheLatestEndThatIsRemembered) {
 
 TEST(Cancel, AfterTooManyOrdersHaveEndedFindsThemAllForgotten) {
     Venue venue;
-    venue.bench.order_truth.close();  // a hundred thousand lines that nobody would read
+    venue.engine.order_truth.log.write_to({});  // a hundred thousand lines that nobody would read
     const auto end_one = [&](std::uint64_t number) {
         const std::string id = "i" + std::to_string(number);
         meo::NewOrderRequest request;

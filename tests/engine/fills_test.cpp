@@ -76,21 +76,21 @@ TEST(Fill, MovesLastPriceAndVolumeOfTheProduct) {
     Venue venue;
     venue.enter(sell("s1").at("190.00"), maker);
     venue.enter(sell("s2").at("190.05"), maker);
-    EXPECT_EQ(venue.engine.products()[0].last, 0u);
-    EXPECT_EQ(venue.engine.products()[0].volume, 0u);
+    EXPECT_EQ(venue.engine.books.products()[0].last, 0u);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, 0u);
     venue.enter(buy("b1").shares(150).at("190.05"));
-    EXPECT_EQ(venue.engine.products()[0].last, 1'900'500u);
-    EXPECT_EQ(venue.engine.products()[0].volume, 150u);
+    EXPECT_EQ(venue.engine.books.products()[0].last, 1'900'500u);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, 150u);
     venue.cancel(cancel("s2"), maker);  // no trade
-    EXPECT_EQ(venue.engine.products()[0].volume, 150u);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, 150u);
 }
 
 TEST(Fill, OfTheSyntheticMarketMovesLastPriceAndVolumeToo) {
     Venue venue({.seeded = true});
-    const Price best = venue.engine.products()[0].asks.best()->price;
+    const Price best = venue.engine.books.products()[0].asks.best()->price;
     venue.enter(buy("m1").shares(1).market());
-    EXPECT_EQ(venue.engine.products()[0].last, best);
-    EXPECT_EQ(venue.engine.products()[0].volume, 1u);
+    EXPECT_EQ(venue.engine.books.products()[0].last, best);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, 1u);
 }
 
 // A client's whole resting order meets one of the same size while the fault is armed.
@@ -116,7 +116,7 @@ TEST_P(PartialFillBySize, CutsTheMakerAlone) {
     EXPECT_EQ(venue.told(maker), "E1 s1 " + std::to_string(filled) + "@190 sell added AC match 1 exec 1");
     EXPECT_EQ(venue.published(), "executed 1 #1000 " + std::to_string(filled) + "@190 match 1 resting S");
     EXPECT_EQ(venue.asks(), std::to_string(size - filled) + "@190");
-    EXPECT_EQ(venue.engine.products()[0].volume, filled);
+    EXPECT_EQ(venue.engine.books.products()[0].volume, filled);
     EXPECT_EQ(venue.bench.counters.partials, 1u);
     EXPECT_EQ(venue.bench.partial_next, 0u);
 }

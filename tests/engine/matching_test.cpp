@@ -133,7 +133,7 @@ TEST(Matching, TakesAnEmptiedLevelOffTheBook) {
     EXPECT_EQ(venue.asks(), "100@190.01");
     venue.enter(buy("b1").at("190.01"));
     EXPECT_EQ(venue.asks(), "");
-    EXPECT_EQ(venue.engine.resting_orders(), 0u);
+    EXPECT_EQ(venue.engine.books.resting_orders(), 0u);
 }
 
 // 10,737,418.24 in ten-thousandths is a multiple of 2^32. What rests there has no price to trade at, and stands in

@@ -226,7 +226,7 @@ TEST(Replace, AsksNeitherForTheMaximumSizeNorForATimeInForceNorForANewId) {
 
 TEST(Replace, NeverMakesAnOrderImmediate) {
     Venue venue;
-    const auto resting_tif = [&] { return venue.engine.products()[0].bids.best()->first->tif; };
+    const auto resting_tif = [&] { return venue.engine.books.products()[0].bids.best()->first->tif; };
     venue.enter(buy("b1").time_in_force('R').at("189.95"));
     EXPECT_EQ(venue.replace(replace("b1", "b2").time_in_force('I').at("189.95")),
               "MR b2 for b1 accepted #1000 leaves 100 | MN b2 for b1 #1000 100@189.95 leaves 100 tif I");

@@ -386,7 +386,7 @@ TEST(OrderTruth, WritesTextsAsTheyAre) {
 
 TEST(OrderTruth, CostsNothingWithoutAFile) {
     Venue venue;
-    venue.bench.order_truth.close();
+    venue.engine.order_truth.log.write_to({});
     EXPECT_EQ(said_during([&] {
                   venue.enter(buy("b1").at("189.95"));
                   venue.enter(sell("s1").at("189.95"), other);
@@ -398,10 +398,15 @@ TEST(OrderTruth, CostsNothingWithoutAFile) {
 
 TEST(OrderTruth, StopsSilentlyWhenTheFileFails) {
     Venue venue;
-    venue.bench.order_truth.setstate(std::ios::badbit);
-    EXPECT_EQ(said_during([&] { venue.enter(buy("b1").at("189.95")); }), "");
-    EXPECT_TRUE(venue.truth().empty());
-    EXPECT_EQ(venue.bids(), "100@189.95");
+    venue.engine.order_truth.log.write_to({});
+    venue.engine.order_truth.log.open("/dev/full");
+    EXPECT_EQ(said_during([&] {
+                  venue.enter(buy("b1").at("189.95"));
+                  venue.enter(buy("b2").at("189.95"));
+              }),
+              "");
+    EXPECT_FALSE(venue.engine.order_truth.log.is_on());
+    EXPECT_EQ(venue.bids(), "200@189.95");
 }
 
 }  // namespace

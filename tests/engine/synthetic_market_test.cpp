@@ -32,7 +32,7 @@ TEST(SyntheticMarket, WithoutAStepKeepsItsReferenceAndGoesOnQuoting) {
     for (int i = 0; i < 20; ++i) {
         venue.published();
         venue.engine.tick();
-        EXPECT_EQ(venue.engine.products()[0].reference, 190.0);
+        EXPECT_EQ(venue.engine.books.products()[0].reference, 190.0);
         EXPECT_NE(venue.published().find("add 1 #"), std::string::npos);
     }
 }
@@ -42,16 +42,16 @@ TEST(SyntheticMarket, WithAStepMovesItsReference) {
     settings.engine.step_bps = 0.8;
     Venue venue(settings);
     venue.engine.tick();
-    EXPECT_NE(venue.engine.products()[0].reference, 190.0);
-    EXPECT_NEAR(venue.engine.products()[0].reference, 190.0, 0.2);  // more than ten standard deviations
+    EXPECT_NE(venue.engine.books.products()[0].reference, 190.0);
+    EXPECT_NEAR(venue.engine.books.products()[0].reference, 190.0, 0.2);  // more than ten standard deviations
 }
 
 TEST(SyntheticMarket, PlacesThreeQuotesATickWhileItsBookIsDeep) {
     Venue venue(standing_market());
     for (int i = 0; i < 20; ++i) {
         // Two quotes at most are withdrawn first, and at a standing reference none trades.
-        ASSERT_GE(venue.engine.products()[0].bids.levels().size(), 6u);
-        ASSERT_GE(venue.engine.products()[0].asks.levels().size(), 6u);
+        ASSERT_GE(venue.engine.books.products()[0].bids.levels().size(), 6u);
+        ASSERT_GE(venue.engine.books.products()[0].asks.levels().size(), 6u);
         const std::uint64_t before = next_order_id(venue);
         venue.engine.tick();
         EXPECT_EQ(next_order_id(venue), before + 1 + 3);
@@ -100,10 +100,10 @@ TEST(SyntheticMarket, FillsASideUpFromThreeLevelsToFour) {
 TEST(SyntheticMarket, QuotesBuysBelowTheMiddleAndSellsFromTheMiddleUp) {
     Venue venue(standing_market());
     for (int i = 0; i < 100; ++i) venue.engine.tick();
-    EXPECT_EQ(venue.engine.products()[0].bids.levels().begin()->second.price, 1'899'900u);
-    EXPECT_EQ(venue.engine.products()[0].bids.levels().rbegin()->second.price, 1'899'000u);
-    EXPECT_EQ(venue.engine.products()[0].asks.levels().begin()->second.price, 1'900'000u);
-    EXPECT_EQ(venue.engine.products()[0].asks.levels().rbegin()->second.price, 1'900'900u);
+    EXPECT_EQ(venue.engine.books.products()[0].bids.levels().begin()->second.price, 1'899'900u);
+    EXPECT_EQ(venue.engine.books.products()[0].bids.levels().rbegin()->second.price, 1'899'000u);
+    EXPECT_EQ(venue.engine.books.products()[0].asks.levels().begin()->second.price, 1'900'000u);
+    EXPECT_EQ(venue.engine.books.products()[0].asks.levels().rbegin()->second.price, 1'900'900u);
 }
 
 TEST(SyntheticMarket, SellsToAClientWhoBidsTheMiddle) {
@@ -170,11 +170,11 @@ TEST(SyntheticMarket, StandsStillWhilePausedAndGoesOnAsIfNothingHadBeen) {
     Venue running(standing_market());
     paused.published();
     running.published();
-    paused.engine.paused = true;
+    paused.engine.market.paused = true;
     for (int i = 0; i < 3; ++i) paused.engine.tick();
     EXPECT_EQ(paused.published(), "");
     EXPECT_EQ(paused.bids(), running.bids());
-    paused.engine.paused = false;
+    paused.engine.market.paused = false;
     paused.engine.tick();
     running.engine.tick();
     EXPECT_EQ(paused.published(), running.published());

@@ -148,9 +148,15 @@ std::string announcements(const DomFeed& feed) {
     return list;
 }
 
+// A message that is stamped at this moment.
+void publish_at(CaughtFeed& caught, std::uint64_t wall_ns) {
+    caught.clock.stand_at(CaughtFeed::steady_ms, wall_ns);
+    caught.feed.publish_timed(dom::build(dom::DeleteOrder{}));
+}
+
 TEST(SystemTimeMessage, IsAnnouncedBeforeTheFirstMessageThatIsStamped) {
     CaughtFeed caught;
-    caught.feed.publish_timed(from_hex("01"), within(1'700'000'000, 5));
+    publish_at(caught, within(1'700'000'000, 5));
     EXPECT_EQ(announcements(caught.feed), "1700000000.");
     caught.feed.flush();
     EXPECT_EQ(caught.take_sent(), "1 2");
@@ -158,32 +164,32 @@ TEST(SystemTimeMessage, IsAnnouncedBeforeTheFirstMessageThatIsStamped) {
 
 TEST(SystemTimeMessage, IsAnnouncedOnceInASecond) {
     CaughtFeed caught;
-    caught.feed.publish_timed(from_hex("01"), within(50));
-    caught.feed.publish_timed(from_hex("01"), within(50, 1));
-    caught.feed.publish_timed(from_hex("01"), within(50, 999'999'999));
+    publish_at(caught, within(50));
+    publish_at(caught, within(50, 1));
+    publish_at(caught, within(50, 999'999'999));
     EXPECT_EQ(announcements(caught.feed), "50...");
     EXPECT_EQ(caught.feed.counters.messages, 4u);
 }
 
 TEST(SystemTimeMessage, IsAnnouncedBeforeTheMessageThatCrossesIntoANewSecond) {
     CaughtFeed caught;
-    caught.feed.publish_timed(from_hex("01"), within(50, 999'999'999));
-    caught.feed.publish_timed(from_hex("01"), within(51));
-    caught.feed.publish_timed(from_hex("01"), within(51, 1));
+    publish_at(caught, within(50, 999'999'999));
+    publish_at(caught, within(51));
+    publish_at(caught, within(51, 1));
     EXPECT_EQ(announcements(caught.feed), "50.51..");
 }
 
 TEST(SystemTimeMessage, IsAnnouncedOnceForManySecondsThatPassedInSilence) {
     CaughtFeed caught;
-    caught.feed.publish_timed(from_hex("01"), within(50));
-    caught.feed.publish_timed(from_hex("01"), within(60));
+    publish_at(caught, within(50));
+    publish_at(caught, within(60));
     EXPECT_EQ(announcements(caught.feed), "50.60.");
 }
 
 TEST(SystemTimeMessage, IsAnnouncedAgainWhenTheWallClockIsSetBack) {
     CaughtFeed caught;
-    caught.feed.publish_timed(from_hex("01"), within(50));
-    caught.feed.publish_timed(from_hex("01"), within(49, 999'999'999));
+    publish_at(caught, within(50));
+    publish_at(caught, within(49, 999'999'999));
     EXPECT_EQ(announcements(caught.feed), "50.49.");
 }
 

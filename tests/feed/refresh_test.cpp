@@ -17,7 +17,9 @@ constexpr char time_bytes[] = "31 00 F1 53 65";
 
 // One logged-in receiver of a venue whose every message is known.
 struct Receiver {
-    explicit Receiver(Venue& venue) : service(venue.feed, venue.clock, peers.transport(), 9) { log_in(); }
+    explicit Receiver(Venue& venue) : service(venue.feed, venue.clock, peers.transport(), 9, standard_error) {
+        log_in();
+    }
     void log_in() {
         service.open_connection(100);
         receive('l', receiver_login().payload());
@@ -54,6 +56,23 @@ std::string refreshed(const std::string& as_of, const std::string& state, char t
     std::string lines = "as of " + as_of + ": time 1700000000 | ";
     if (!state.empty()) lines += state + " | ";
     return lines + "end of '" + type + "' | goodbye 'A' refresh complete | closed";
+}
+
+TEST(Refresh, StampsEachMessageWithAReadingOfItsOwn) {
+    Venue venue;
+    venue.enter(buy("b1").at("1.00"));
+    Receiver receiver(venue);
+    venue.clock.stand_at(Venue::start_ms, 1'700'000'009'000'000'042);
+    receiver.refresh("RO");
+    esesm::ReceiveBuffer cutter;
+    cutter.incoming() = receiver.sent();
+    std::vector<std::uint32_t> stamps;
+    while (const auto packet = cutter.cut()) {
+        if (packet->type != esesm::PacketType::unsequenced_data || packet->payload[0] != 'r') continue;
+        const ByteView message = packet->payload.subspan(layout::refresh_message::header_size);
+        if (message[0] != '1') stamps.push_back(get(message, Number<std::uint32_t>{1}));
+    }
+    EXPECT_EQ(stamps, (std::vector<std::uint32_t>{42, 42, 42, 42}));  // state, definition, status and the order
 }
 
 TEST(Refresh, OfEverythingWithoutRestingOrdersIsTimeStateDefinitionsAndStatus) {

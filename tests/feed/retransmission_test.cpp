@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "client/recovery_client.h"
+#include "memory/memory_peers.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
-#include "support/memory_peers.h"
 #include "support/said.h"
 #include "support/scene.h"
 
@@ -80,7 +80,7 @@ struct RetransmissionTest : testing::Test {
     int fd = 100;
     MemoryPeers peers;
     std::string said;  // on standard error
-    Retransmission service{feed, caught.clock, peers.transport(), CaughtFeed::session};
+    Retransmission service{feed, caught.clock, peers.transport(), CaughtFeed::session, caught.commentary};
 
     RetransmissionTest() { service.open_connection(fd); }
 };

@@ -6,8 +6,8 @@
 
 #include "client/recovery_client.h"
 #include "feed/retransmission.h"
+#include "memory/memory_peers.h"
 #include "support/bytes_of_feed.h"
-#include "support/memory_peers.h"
 #include "support/scene.h"
 
 namespace kavo::test {
@@ -50,7 +50,7 @@ struct SlowReceivers : testing::Test {
 
     CaughtFeed caught;
     MemoryPeers peers;
-    Retransmission service{caught.feed, caught.clock, peers.transport(), CaughtFeed::session};
+    Retransmission service{caught.feed, caught.clock, peers.transport(), CaughtFeed::session, caught.commentary};
 };
 
 TEST_F(SlowReceivers, GetTheirReplyPieceByPiece) {
@@ -153,7 +153,7 @@ TEST_F(SlowReceivers, WhoPourInHeartbeatsLeaveTheOthersTheirTurns) {
         if (fd != 999) peers.peers[fd].sends = heartbeats;
         return still.read(fd, buffer, arrived);
     };
-    Retransmission crowded(caught.feed, caught.clock, timed, CaughtFeed::session);
+    Retransmission crowded(caught.feed, caught.clock, timed, CaughtFeed::session, caught.commentary);
     for (int i = 0; i < talkers; ++i) call(100 + i, {});
     MemoryPeer& honest = call(999, login_and(request(1, 100)));
     const std::uint64_t start_ms = caught.clock.steady_ms();

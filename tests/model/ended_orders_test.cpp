@@ -57,7 +57,6 @@ protected:
         EXPECT_EQ(sides_.venue.stale_cancels, stale);
     }
 
-    WithoutCommentary without_commentary_;
     SideBySide sides_{Settings{}};
 };
 

@@ -94,7 +94,6 @@ protected:
         EXPECT_EQ(venue.disconnect_cancels > 0, GetParam().acod);
     }
 
-    WithoutCommentary without_commentary_;
     SideBySide sides_;
     RequestMaker maker_;
 };

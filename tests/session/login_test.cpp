@@ -371,11 +371,11 @@ TEST(LoginBatch, WithoutProductsIsTheStartOfTheSessionAlone) {
 
 TEST(ScenarioLapse, BeginsWithTheFirstAcceptedLoginOnly) {
     Venue venue;
-    venue.bench.arm_scenario("name=x,lapse_ms=5000");
+    venue.bench.arm_scenario("name=x,lapse_ms=5000", standard_error);
     attempt(venue, login("alice", 9));  // rejected
     venue.pass();
     EXPECT_FALSE(venue.bench.in_lapse(venue.clock.steady_ms()));
-    venue.clock.advance_ms(10'000);
+    venue.clock.advance_ms(1'000);
     const ClientHandle alice = venue.log_in("alice");
     // What the login itself brings comes before the silence.
     EXPECT_EQ(venue.heard(alice), "login accepted, engine 1, highest 0 | 1: SN MEO2.7 session 1 | 2: SU 1 AAPL Q");
@@ -384,7 +384,7 @@ TEST(ScenarioLapse, BeginsWithTheFirstAcceptedLoginOnly) {
               "with its next expected sequence)\n");
     venue.clock.advance_ms(1000);
     venue.log_in("bob");
-    EXPECT_EQ(venue.bench.lapse_until_ms, Venue::start_ms + 15'000);
+    EXPECT_EQ(venue.bench.lapse_until_ms, Venue::start_ms + 6'000);
     venue.clock.advance_ms(4000);
     venue.log_in("carol");
     EXPECT_EQ(said_during([&] { venue.order_entry.announce_lapse(venue.clock.steady_ms()); }), "");
@@ -393,7 +393,7 @@ TEST(ScenarioLapse, BeginsWithTheFirstAcceptedLoginOnly) {
 
 TEST(ScenarioLapse, OfNoLengthNeverBegins) {
     Venue venue;
-    venue.bench.arm_scenario("lapse_ms=-1");
+    venue.bench.arm_scenario("lapse_ms=-1", standard_error);
     venue.log_in("alice");
     EXPECT_EQ(venue.bench.lapse_until_ms, 0u);
     EXPECT_EQ(said_during([&] { venue.pass(); }), "");

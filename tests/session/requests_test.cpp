@@ -213,7 +213,7 @@ TEST_F(Requests, ThatAreBadLeaveARequestedDisconnectToTheNext) {
 }
 
 TEST_F(Requests, BringTheScriptedDisconnectWithTheOrderThatReachesIt) {
-    venue_.bench.arm_scenario("disconnect_after=3");
+    venue_.bench.arm_scenario("disconnect_after=3", standard_error);
     venue_.bench.reject_next = 1;
     EXPECT_EQ(said(buy("b1").at("1.00").bytes()), "");
     EXPECT_EQ(said(buy("b2").shares(0).at("1.00").bytes()), "");  // does not count

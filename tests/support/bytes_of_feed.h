@@ -25,7 +25,9 @@ struct CaughtFeed {
 
     Clock clock = standing_clock();
     std::vector<Bytes> sent;
-    DomFeed feed{session, clock, [this](ByteView datagram) { sent.emplace_back(datagram.begin(), datagram.end()); }};
+    Commentary commentary;  // standard error
+    DomFeed feed{session, clock, [this](ByteView datagram) { sent.emplace_back(datagram.begin(), datagram.end()); },
+                 commentary};
 
 private:
     static Clock standing_clock();

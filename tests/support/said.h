@@ -6,7 +6,12 @@
 
 #include <string>
 
+#include "common/commentary.h"
+
 namespace kavo::test {
+
+// For what has something to say.
+inline const Commentary standard_error;
 
 template <typename Action>
 std::string said_during(Action action) {

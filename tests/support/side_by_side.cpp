@@ -95,10 +95,15 @@ bool all_sequenced(const OutboundMessages& messages) {
     return std::all_of(messages.begin(), messages.end(), [](const OutboundMessage& m) { return m.sequenced; });
 }
 
-std::vector<Bytes> messages_of(const DomFeed::StateBuilder& build) {
+// As a refresh would give them out.
+std::vector<Bytes> messages_of(const DomFeed& feed, const DomFeed::StateBuilder& build) {
     std::vector<Bytes> messages;
-    build([&messages](ByteView message) { messages.push_back(to_bytes(message)); });
+    build([&](ByteView message) { feed.stamp(messages.emplace_back(to_bytes(message))); });
     return messages;
+}
+
+LineLog::Listener lines_into(std::vector<std::string>& lines) {
+    return [&lines](std::string_view line) { lines.emplace_back(line.substr(0, line.size() - 1)); };
 }
 
 // The product that a feed message is about; 0 when it is about none.
@@ -112,12 +117,13 @@ std::uint32_t product_touched_by(const Bytes& message) {
 
 SideBySide::SideBySide(const Settings& settings)
     : venue(settings),
-      feed_(settings.session, clock_, [](ByteView) {}),
+      feed_(
+          settings.session, clock_, [](ByteView) {}, commentary_),
       generator_(settings.seed),
-      engine_(feed_, generator_, engine_settings(settings), bench_, clock_),
-      order_truth_(bench_.order_truth),
-      book_truth_(engine_.book_truth) {
-    for (const Symbol& symbol : settings.symbols) engine_.add_product(symbol.name, symbol.reference);
+      engine_(feed_, generator_, engine_settings(settings), bench_, clock_, commentary_) {
+    engine_.order_truth.log.write_to(lines_into(order_truth_));
+    engine_.books.truth.write_to(lines_into(book_truth_));
+    for (const Symbol& symbol : settings.symbols) engine_.books.add_product(symbol.name, symbol.reference);
     venue.steady_ms = opening_steady_ms;
     venue.wall_ns = opening_wall_ns;
     let_pass(0);
@@ -148,7 +154,7 @@ void SideBySide::arm(const Faults& faults) {
 
 void SideBySide::pause(bool paused) {
     venue.paused = paused;
-    engine_.paused = paused;
+    engine_.market.paused = paused;
 }
 
 std::string SideBySide::start_day() {
@@ -248,8 +254,8 @@ std::string SideBySide::compare_feeds() {
 }
 
 std::string SideBySide::compare_truths() {
-    return difference("order truth", order_truth_.new_lines(), std::exchange(venue.order_truth, {})) +
-           difference("book truth", book_truth_.new_lines(), std::exchange(venue.book_truth, {}));
+    return difference("order truth", std::exchange(order_truth_, {}), std::exchange(venue.order_truth, {})) +
+           difference("book truth", std::exchange(book_truth_, {}), std::exchange(venue.book_truth, {}));
 }
 
 std::string SideBySide::compare_counters() const {
@@ -277,7 +283,7 @@ std::string SideBySide::compare_counters() const {
 }
 
 std::string SideBySide::compare_book(std::uint32_t product_id) const {
-    const kavo::Product& product = engine_.products().at(product_id - 1);
+    const kavo::Product& product = engine_.books.products().at(product_id - 1);
     const Product& expected = venue.products.at(product_id - 1);
     std::string differences =
         differences_of({{"last price", product.last, expected.last}, {"volume", product.volume, expected.volume}});
@@ -303,7 +309,7 @@ std::string SideBySide::compare_all_books() {
 // A refresh tells the orders one by one in the order in which they would trade: the engine's must be the model's, byte
 // by byte, and the one that the feed led to.
 std::string SideBySide::compare_queues() {
-    const std::vector<Bytes> refresh = messages_of(feed_.state.resting_orders);
+    const std::vector<Bytes> refresh = messages_of(feed_, feed_.state.resting_orders);
     std::vector<Bytes> expected;
     for (const Product& product : venue.products) {
         for (const bool buy : {true, false}) {
@@ -329,9 +335,9 @@ std::string SideBySide::compare_refreshed_definitions() {
         statuses.push_back(series_status(venue.wall_ns, product));
     }
     std::string differences =
-        difference("refreshed definitions", messages_of(feed_.state.series_definitions), definitions);
+        difference("refreshed definitions", messages_of(feed_, feed_.state.series_definitions), definitions);
     return differences.append(
-        difference("refreshed statuses", messages_of(feed_.state.series_trading_status), statuses));
+        difference("refreshed statuses", messages_of(feed_, feed_.state.series_trading_status), statuses));
 }
 
 }  // namespace kavo::model

@@ -12,7 +12,6 @@
 #include "feed/dom_feed.h"
 #include "model/feed_book.h"
 #include "model/literal_venue.h"
-#include "support/captured_output.h"
 #include "support/request_maker.h"
 
 namespace kavo::model {
@@ -60,12 +59,13 @@ private:
     std::string compare_refreshed_definitions();
 
     Clock clock_;
+    Commentary commentary_{[](std::string_view) {}};
     Bench bench_;
     DomFeed feed_;
     Generator generator_;
     Engine engine_;
-    LinesOf order_truth_;
-    LinesOf book_truth_;
+    std::vector<std::string> order_truth_;
+    std::vector<std::string> book_truth_;
     FeedBook feed_book_;
     std::uint64_t compared_sequence_ = 0;
     std::vector<std::uint32_t> touched_products_;

@@ -1,9 +1,7 @@
 #include "support/venue.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
+#include <sstream>
+#include <utility>
 
 #include "feed/dom_layout.h"
 
@@ -26,35 +24,46 @@ std::string levels_text(const BookSide& side) {
     return text;
 }
 
-std::string temporary_file() {
-    std::string path = "/tmp/kavo_me_truth_XXXXXX";
-    close(mkstemp(path.data()));
-    return path;
-}
-
 Clock standing_clock() {
     Clock clock;
     clock.stand_at(Venue::start_ms, Venue::start_wall_ns);
     return clock;
 }
 
+Options options_of(const VenueSettings& settings) {
+    Options options;
+    options.symbols = "";
+    options.seed = settings.seed;
+    options.quiet = settings.quiet;
+    options.interval_ms = -1;
+    options.session = settings.engine.session;
+    options.acod = settings.engine.acod;
+    options.max_order_size = settings.engine.max_order_size;
+    options.step_bps = settings.engine.step_bps;
+    options.touch_hit = settings.engine.touch_hit;
+    return options;
+}
+
+CommandSource no_commands() {
+    return {[]() -> std::optional<std::string_view> { return std::nullopt; }, [](std::string_view) {}, [] {}};
+}
+
 }  // namespace
 
 Venue::Venue(const VenueSettings& settings)
     : clock(standing_clock()),
-      generator(settings.seed),
-      feed(settings.engine.session, clock,
-           [this](ByteView datagram) { datagrams.emplace_back(datagram.begin(), datagram.end()); }),
-      engine(feed, generator, settings.engine, bench, clock),
-      order_entry(engine, feed, bench, clock, peers.transport(), settings.engine.session, settings.quiet),
-      truth_path_(temporary_file()) {
-    bench.open_order_truth(truth_path_);
-    for (const std::string& symbol : settings.symbols) engine.add_product(symbol, settings.reference);
+      commentary(settings.silent ? Commentary([](std::string_view) {}) : Commentary()),
+      venue(options_of(settings),
+            {clock,
+             commentary,
+             [this](ByteView datagram) { datagrams.emplace_back(datagram.begin(), datagram.end()); },
+             peers.transport(),
+             receivers.transport(),
+             no_commands(),
+             {}}) {
+    engine.order_truth.log.write_to([this](std::string_view line) { truth_ += line; });
+    for (const std::string& symbol : settings.symbols) engine.books.add_product(symbol, settings.reference);
     if (settings.seeded) engine.start_day();
-}
-
-Venue::~Venue() {
-    unlink(truth_path_.c_str());
 }
 
 std::string Venue::enter(const NewOrder& order, ClientHandle client) {
@@ -109,21 +118,17 @@ std::string Venue::published() {
 }
 
 std::string Venue::bids(std::uint32_t product_id) const {
-    return levels_text(engine.products()[product_id - 1].bids);
+    return levels_text(engine.books.products()[product_id - 1].bids);
 }
 
 std::string Venue::asks(std::uint32_t product_id) const {
-    return levels_text(engine.products()[product_id - 1].asks);
+    return levels_text(engine.books.products()[product_id - 1].asks);
 }
 
 std::vector<std::string> Venue::truth() {
-    std::ifstream log(truth_path_);
-    log.seekg(truth_read_);
+    std::istringstream text(std::exchange(truth_, {}));
     std::vector<std::string> lines;
-    for (std::string line; std::getline(log, line);) {
-        truth_read_ += static_cast<std::streamoff>(line.size()) + 1;
-        lines.push_back(line);
-    }
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
     return lines;
 }
 
@@ -149,13 +154,9 @@ std::string Venue::heard(ClientHandle client) {
 }
 
 void Venue::pass() {
-    order_entry.accept_clients();
-    order_entry.serve_clients();
-    order_entry.continue_sending();
-    const std::uint64_t now_ms = clock.steady_ms();
-    order_entry.deliver_engine_output();
-    order_entry.announce_lapse(now_ms);
-    order_entry.run_timers(now_ms);
+    order_entry.clients_waiting = true;
+    for (const ClientHandle client : order_entry.open_clients()) order_entry.client(client).readable = true;
+    venue.pass();
 }
 
 }  // namespace kavo::test

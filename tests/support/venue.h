@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "session/order_entry.h"
-#include "support/memory_peers.h"
+#include "app/venue.h"
+#include "memory/memory_peers.h"
 #include "support/scene.h"
 
 namespace kavo::test {
@@ -18,6 +18,7 @@ struct VenueSettings {
     bool seeded = false;  // true: the day is started, so the books hold the synthetic market's first quotes
     std::uint32_t seed = 42;
     bool quiet = true;
+    bool silent = false;  // says nothing on standard error either
 };
 
 // Requests go straight to the engine, as if a session had parsed them. What comes back, and what went out on the feed
@@ -25,7 +26,6 @@ struct VenueSettings {
 class Venue {
 public:
     explicit Venue(const VenueSettings& settings = {});
-    ~Venue();
     Venue(const Venue&) = delete;
     Venue& operator=(const Venue&) = delete;
 
@@ -43,18 +43,21 @@ public:
     std::string bids(std::uint32_t product_id = 1) const;
     std::string asks(std::uint32_t product_id = 1) const;
 
-    // The order truth log's lines since the last call, whole.
+    // The order truth log's lines since the last call.
     std::vector<std::string> truth();
 
     Clock clock;
-    Generator generator;
-    Bench bench;
+    Commentary commentary;
+    MemoryPeers peers;             // the clients' far ends
+    MemoryPeers receivers;         // and the receivers'
     std::vector<Bytes> datagrams;  // everything that left towards the receivers
-    DomFeed feed;
-    Engine engine;
+    kavo::Venue venue;
 
-    MemoryPeers peers;  // the clients' far ends
-    OrderEntry order_entry;
+    // Its parts, which a scene sets and asks.
+    Bench& bench = venue.bench;
+    DomFeed& feed = venue.feed;
+    Engine& engine = venue.engine;
+    OrderEntry& order_entry = venue.order_entry;
 
     // A client on a connection of its own; with `log_in`, one that has a login behind it.
     ClientHandle connect();
@@ -65,7 +68,7 @@ public:
     // The packets sent to a client since the last call, joined by " | ".
     std::string heard(ClientHandle client);
     MemoryPeer& connection(ClientHandle client) { return peers.peers[first_fd + client]; }
-    // What the main loop does with the clients in one pass, when the market does not tick.
+    // A pass in which everybody has something to say, and the market does not tick.
     void pass();
 
     static constexpr int first_fd = 100;  // of the first client; these descriptors stand for connections
@@ -75,8 +78,7 @@ public:
 private:
     std::size_t published_ = 0;
     std::map<ClientHandle, std::size_t> heard_;
-    std::string truth_path_;
-    std::streamoff truth_read_ = 0;
+    std::string truth_;
 };
 
 }  // namespace kavo::test

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "common/socket.h"
+#include "support/said.h"
 #include "system/full_venue.h"
 #include "system/shown_books.h"
 
@@ -40,7 +41,7 @@ TEST(Demo, ShowsTheTrueBooksAndTheWholeConversation) {
 
 TEST(Demo, SaysInOneLineWhyItCannotStart) {
     const ReservedPort port;
-    const int taken = open_listener(port.number(), 1, "a port that is to be taken");
+    const int taken = open_listener(port.number(), 1, "a port that is to be taken", standard_error);
     const std::string number = std::to_string(port.number());
     const std::vector<std::pair<Flags, std::string>> reasons = {
         {{"--meo-port", number}, "kavo_me: MEO listen: Address already in use"},

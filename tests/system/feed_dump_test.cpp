@@ -272,7 +272,8 @@ class UnheardStart {
 public:
     explicit UnheardStart(const ReservedPort& port)
         : sender_("127.0.0.1", port.number(), "127.0.0.1"),
-          feed_(1, clock_, [this](ByteView datagram) { sender_.send(datagram); }) {}
+          feed_(
+              1, clock_, [this](ByteView datagram) { sender_.send(datagram); }, commentary_) {}
 
     void add(std::uint64_t order, WirePrice price) {
         dom::AddOrder record;
@@ -296,6 +297,7 @@ private:
     }
 
     Clock clock_ = standing_clock();
+    Commentary commentary_;
     MulticastSender sender_;
     DomFeed feed_;
 };

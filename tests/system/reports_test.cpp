@@ -1,5 +1,6 @@
 // What a run says about itself: every two seconds, every ten seconds, and at its end.
 #include "common/socket.h"
+#include "support/said.h"
 #include "support/scene.h"
 #include "system/full_venue.h"
 
@@ -83,7 +84,7 @@ TEST(FinalReport, IsNotGivenByAProcessThatTheControlPortStopped) {
 TEST(FinalReport, IsNotGivenByAProcessThatFoundItsOrderEntryPortTaken) {
     FeedReader feed;
     ReservedPort port;
-    const int taken = open_listener(port.number(), 1, "the port to be taken");
+    const int taken = open_listener(port.number(), 1, "the port to be taken", standard_error);
     ASSERT_GE(taken, 0);
     Process process(KAVO_ME_PATH, {"--mcast", "127.0.0.1", "--port", std::to_string(feed.port()), "--retrans-port", "0",
                                    "--meo-port", std::to_string(port.number())});

@@ -24,7 +24,9 @@ constexpr std::size_t stream_limit = 500'000;
 // A TCP port on which somebody else listens.
 class TakenPort {
 public:
-    TakenPort() : socket_(open_listener(port_.number(), 1, "a port that is to be taken")) { EXPECT_GE(socket_, 0); }
+    TakenPort() : socket_(open_listener(port_.number(), 1, "a port that is to be taken", standard_error)) {
+        EXPECT_GE(socket_, 0);
+    }
     ~TakenPort() { close_socket(socket_); }
     TakenPort(const TakenPort&) = delete;
     TakenPort& operator=(const TakenPort&) = delete;

@@ -1,5 +1,5 @@
 // The snapshot files: what is in them for which books, and how one takes the place of another.
-#include "engine/snapshot_files.h"
+#include "feed/snapshot_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,10 +18,10 @@ namespace {
 constexpr std::uint64_t some_ns = 1'700'000'000'123'456'789;
 
 std::string book(const Venue& venue) {
-    return book_snapshot(venue.engine.products(), some_ns);
+    return book_snapshot(venue.engine.books.views(), some_ns);
 }
 std::string bbo(const Venue& venue) {
-    return bbo_snapshot(venue.engine.products());
+    return bbo_snapshot(venue.engine.books.views());
 }
 
 TEST(BookSnapshot, OfEmptyBooksHasEveryProductWithNothingInIt) {

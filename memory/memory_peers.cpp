@@ -1,9 +1,9 @@
-#include "support/memory_peers.h"
+#include "memory/memory_peers.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace kavo::test {
+namespace kavo {
 
 Transport MemoryPeers::transport() {
     return {
@@ -47,4 +47,4 @@ std::optional<std::size_t> MemoryPeers::send(int fd, ByteView bytes, bool more_f
     return taken.size();
 }
 
-}  // namespace kavo::test
+}  // namespace kavo

@@ -10,7 +10,7 @@
 
 #include "common/transport.h"
 
-namespace kavo::test {
+namespace kavo {
 
 struct MemoryPeer {
     static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
@@ -51,4 +51,4 @@ private:
     std::optional<std::size_t> send(int fd, ByteView bytes, bool more_follows);
 };
 
-}  // namespace kavo::test
+}  // namespace kavo
