@@ -29,7 +29,7 @@ std::optional<Login> read_login(ByteView payload) {
     return login;
 }
 
-char order_entry_status(const Login& login, std::uint8_t session, std::uint64_t highest,
+char order_entry_status(const Login& login, std::uint8_t session, const Stream& stream,
                         const std::function<bool()>& name_is_taken) {
     if (login.session_protocol != "1.0") return 'I';
     if (!login.application_protocol.starts_with("MEO")) return 'A';
@@ -37,7 +37,7 @@ char order_entry_status(const Login& login, std::uint8_t session, std::uint64_t 
     if (login.username.empty() || login.computer_id.empty()) return 'X';
     if (name_is_taken()) return 'L';
     if (login.entries[0].engine != 0 && login.entries[0].engine != session) return 'S';
-    return login.requested() > highest + 1 ? 'N' : ' ';
+    return login.requested() > stream.size() + 1 ? 'N' : ' ';
 }
 
 char recovery_status(const Login& login) {

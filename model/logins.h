@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "model/packets.h"
+#include "model/sessions.h"
 
 namespace kavo::model {
 
@@ -32,8 +32,9 @@ struct Login {
 std::optional<Login> read_login(ByteView payload);
 
 // Of a login, the first check that fails decides: its letter is the status, and a blank when none does.
-//   highest  the last number of the user's stream
-char order_entry_status(const Login& login, std::uint8_t session, std::uint64_t highest,
+//   stream         the user's; it may grow while the name is asked about
+//   name_is_taken  on another connection; asked only when it decides
+char order_entry_status(const Login& login, std::uint8_t session, const Stream& stream,
                         const std::function<bool()>& name_is_taken);
 char recovery_status(const Login& login);
 std::string_view login_status_text(char status);  // of those, too, with which no login ends

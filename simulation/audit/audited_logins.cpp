@@ -14,7 +14,7 @@ void AuditedSessions::log_in(Connection& connection, const Bytes& payload) {
 }
 
 char AuditedSessions::status_of(const Connection& connection, const model::Login& login) {
-    return model::order_entry_status(login, plan_.engine.session, streams_[login.username].size(),
+    return model::order_entry_status(login, plan_.engine.session, streams_[login.username],
                                      [&] { return name_is_taken(login.username, connection); });
 }
 
