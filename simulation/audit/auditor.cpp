@@ -89,17 +89,19 @@ void Auditor::report_bench() {
     if (!plan_.bench.scripted() && !plan_.control_port) return;
     if (!is_due(pass_ms_, last_bench_report_ms_, bench_report_interval_ms)) return;
     witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence() + " " +
-                         feed_.fault_summary() + sessions_.session_state());
+                         feed_.model.fault_summary() + sessions_.session_state());
 }
 
 void Auditor::report_feed() {
     if (!is_due(pass_ms_, last_feed_report_ms_, feed_report_interval_ms)) return;
     witness_.expect_said("[kavo_me] dom msgs " + std::to_string(feed_.last_sequence()) + " packets " +
-                         std::to_string(feed_.packets) + " dropped " + std::to_string(feed_.dropped) + " retrans " +
-                         std::to_string(feed_.retransmissions) + " refreshes " + std::to_string(feed_.refreshes) +
-                         " resting " + std::to_string(orders_.venue.books.resting.size()) + " clients " +
+                         std::to_string(feed_.model.datagrams()) + " dropped " +
+                         std::to_string(feed_.model.faults[model::Feed::drop].befallen) + " retrans " +
+                         std::to_string(recovery_.model().retransmissions) + " refreshes " +
+                         std::to_string(recovery_.model().refreshes) + " resting " +
+                         std::to_string(orders_.venue.books.resting.size()) + " clients " +
                          std::to_string(sessions_.clients_ever()));
-    witness_.expect_said(feed_.fault_summary());
+    witness_.expect_said(feed_.model.fault_summary());
 }
 
 void Auditor::check_snapshots() {
@@ -109,18 +111,19 @@ void Auditor::check_snapshots() {
 }
 
 void Auditor::end_day() {
-    witness_.expect_said(feed_.fault_summary());
+    witness_.expect_said(feed_.model.fault_summary());
     witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence());
     witness_.expect_said("[kavo_me] stopped");
 }
 
 std::vector<model::Bench::Counter> Auditor::counters() const {
+    const auto& [dropped, duplicated, reordered] = feed_.model.faults;
     std::vector<model::Bench::Counter> counters = bench_.counters();
-    counters.insert(counters.end(), {{"dropped", feed_.dropped},
-                                     {"duplicated", feed_.duplicated},
-                                     {"reordered", feed_.reordered},
-                                     {"retransmissions", feed_.retransmissions},
-                                     {"refreshes", feed_.refreshes}});
+    counters.insert(counters.end(), {{"dropped", dropped.befallen},
+                                     {"duplicated", duplicated.befallen},
+                                     {"reordered", reordered.befallen},
+                                     {"retransmissions", recovery_.model().retransmissions},
+                                     {"refreshes", recovery_.model().refreshes}});
     return counters;
 }
 
