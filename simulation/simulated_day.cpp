@@ -4,7 +4,6 @@
 #include <array>
 
 #include "actors/controls.h"
-#include "audit/finding.h"
 
 namespace kavo::simulation {
 
@@ -25,8 +24,7 @@ Client::Identity identity(std::size_t number) {
 
 }  // namespace
 
-SimulatedDay::SimulatedDay(std::uint64_t seed)
-    : dice_(seed), plan_(plan_for(seed, dice_)), stage_(plan_, dice_.bits(), tape_) {
+SimulatedDay::SimulatedDay(std::uint64_t seed) : dice_(seed), plan_(plan_for(seed, dice_)), day_(plan_, dice_.bits()) {
     for (unsigned i = 0; i < plan_.receivers; ++i) receivers_.emplace_back(stage_, dice_.bits(), i == 0);
     for (unsigned i = 0; i < plan_.clients; ++i) {
         clients_.emplace_back(stage_, agenda_, receivers_.front(), identity(i), dice_.bits());
@@ -75,35 +73,25 @@ void SimulatedDay::wait() {
     stage_.let_pass(ms, static_cast<std::int64_t>(us * 1'000));
 }
 
-void SimulatedDay::pass_after(std::uint64_t ms) {
-    stage_.let_pass(ms);
-    stage_.poll();
-    stage_.pass();
-}
-
 // The market stands still, everybody goes, and what was still pending happens.
 void SimulatedDay::end_day() {
-    stage_.command("pause");
-    stage_.command("lapse 0");
+    day_.calm_down();
     for (Client& client : clients_) client.leave();
     constexpr int passes_for_what_has_been_read = 10;
-    for (int i = 0; i < passes_for_what_has_been_read; ++i) pass_after(1);
-    pass_after(400);
+    for (int i = 0; i < passes_for_what_has_been_read; ++i) day_.pass_after(1);
+    day_.pass_after(400);
     hear_the_rest();
     recover_the_rest();
-    fetch_history();
-    stage_.command("stats");
-    pass_after(250);
-    stage_.print_final_report();
+    day_.end();
 }
 
 void SimulatedDay::hear_the_rest() {
     for (Client& client : clients_) {
         client.come_for_the_rest();
-        pass_after(1);
+        day_.pass_after(1);
         client.listen();
         client.leave();
-        pass_after(1);
+        day_.pass_after(1);
     }
 }
 
@@ -111,58 +99,26 @@ void SimulatedDay::hear_the_rest() {
 void SimulatedDay::recover_the_rest() {
     constexpr int rounds = 12;
     for (Receiver& receiver : receivers_) receiver.settle_down();
-    pass_after(1000);
+    day_.pass_after(1000);
     for (int round = 0; round < rounds; ++round) {
         for (Receiver& receiver : receivers_) receiver.act();
-        pass_after(1);
-    }
-}
-
-void SimulatedDay::fetch_history() {
-    Peer& peer = stage_.connect_receiver();
-    client::Login login = client::login("audit");
-    login.application_protocol = "DoM1.3";
-    Bytes range(16, 0xff);
-    std::fill_n(range.begin(), 8, std::uint8_t{0});
-    peer.to_venue = session_packet('l', login.payload());
-    const Bytes request = session_packet('a', range);
-    peer.to_venue.insert(peer.to_venue.end(), request.begin(), request.end());
-    pass_after(1);
-    const ByteView reply(peer.inbox);
-    for (std::size_t at = 0; reply.size() - at >= 3;) {
-        const std::size_t size = std::size_t{get(reply, Number<std::uint16_t>{at})} + 2;
-        const ByteView packet = reply.subspan(at, std::min(size, reply.size() - at));
-        if (get(packet, Letter{2}) == 's') history_.emplace_back(packet.begin() + 12, packet.end());
-        at += packet.size();
+        day_.pass_after(1);
     }
 }
 
 DayReport SimulatedDay::audit() const {
-    DayReport report;
-    Auditor auditor(tape_, history_, plan_);
-    try {
-        auditor.audit();
-        report.finding = compare_with_actors(auditor);
-    } catch (const Finding& finding) {
-        report.finding = finding.what();
-    }
-    report.position = auditor.position();
-    report.passes = auditor.passes();
-    report.feed_messages = history_.size();
-    report.datagrams = stage_.datagrams().size();
-    report.counters = auditor.counters();
-    return report;
+    return day_.audit([this](const Auditor& auditor) { return compare_with_actors(auditor); });
 }
 
 // What the clients and receivers hold in their hands in the end.
 std::string SimulatedDay::compare_with_actors(const Auditor& auditor) const {
     for (const Receiver& receiver : receivers_) {
         if (!receiver.complaint().empty()) return receiver.complaint();
-        if (receiver.next_sequence() != history_.size() + 1) return "a receiver never recovers what it has missed";
+        if (receiver.next_sequence() != day_.history.size() + 1) return "a receiver never recovers what it has missed";
     }
     for (const Client& client : clients_) {
         if (!client.complaint().empty()) return client.complaint();
-        const AuditedSessions::Stream& stream = auditor.streams().at(client.username());
+        const model::Stream& stream = auditor.streams().at(client.username());
         if (client.heard().size() != stream.size()) return client.username() + " never hears the whole stream";
         for (const auto& [number, message] : client.heard()) {
             if (number == 0 || number > stream.size() || message != stream[number - 1]) {

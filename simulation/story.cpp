@@ -8,6 +8,7 @@
 #include "common/clock.h"
 #include "model/literal_fields.h"
 #include "model/literal_wire.h"
+#include "model/packets.h"
 
 namespace kavo::simulation {
 
@@ -82,7 +83,7 @@ private:
     std::uint64_t start_ms_ = 0;
     std::uint64_t now_ms_ = 0;
     std::uint64_t pass_ = 0;
-    std::map<int, Bytes> received_;  // and not yet a whole packet
+    std::map<int, model::Cutter> received_;  // and not yet a whole packet
 };
 
 void Teller::say(const std::string& who, const std::string& what) {
@@ -92,20 +93,11 @@ void Teller::say(const std::string& who, const std::string& what) {
 }
 
 void Teller::tell_bytes(const std::string& who, int fd, const Bytes& bytes) {
-    Bytes& received = received_[fd];
-    received.insert(received.end(), bytes.begin(), bytes.end());
-    while (received.size() >= 2) {
-        const auto length = static_cast<std::size_t>(model::get(received, 0, 2));
-        if (length == 0) {
-            received.clear();
-            return say(who, "> a packet of length 0, so all of this is thrown away");
-        }
-        if (received.size() < length + 2) break;
-        const auto end = received.begin() + static_cast<std::ptrdiff_t>(length + 2);
-        say(who, "> " + from_client(static_cast<char>(received[2]), Bytes(received.begin() + 3, end)));
-        received.erase(received.begin(), end);
-    }
-    if (!received.empty()) say(who, "> a part of a packet, " + std::to_string(received.size()) + " bytes so far");
+    model::Cutter& received = received_[fd];
+    received.arrive(bytes);
+    while (const auto packet = received.cut()) say(who, "> " + from_client(packet->type, packet->payload));
+    if (received.lost_track()) say(who, "> a packet of length 0, so all of this is thrown away");
+    if (received.size() != 0) say(who, "> a part of a packet, " + std::to_string(received.size()) + " bytes so far");
 }
 
 void Teller::tell_datagram(ByteView datagram) {
@@ -129,12 +121,12 @@ void Teller::tell(const Entry& entry) {
             return;
         case What::command: return say("person", "> " + entry.text);
         case What::command_reply: return say("person", "< " + entry.text.substr(0, entry.text.find('\n')));
-        case What::client_connected: received_[entry.fd].clear(); return say("client " + number, "connects");
+        case What::client_connected: received_[entry.fd] = {}; return say("client " + number, "connects");
         case What::client_bytes: return tell_bytes("client " + number, entry.fd, entry.bytes);
         case What::client_gone: return say("client " + number, "is gone");
         case What::packet_sent: return say("client " + number, "< " + words_of(entry));
         case What::client_closed: return say("client " + number, "is closed");
-        case What::receiver_connected: received_[entry.fd].clear(); return say("receiver " + number, "connects");
+        case What::receiver_connected: received_[entry.fd] = {}; return say("receiver " + number, "connects");
         case What::receiver_bytes: return tell_bytes("receiver " + number, entry.fd, entry.bytes);
         case What::receiver_gone: return say("receiver " + number, "is gone");
         case What::reply_sent:

@@ -7,7 +7,7 @@
 #include "app/control_port.h"
 #include "harness/harness.h"
 #include "harness/input.h"
-#include "harness/literal_texts.h"
+#include "model/controls.h"
 #include "support/venue.h"
 
 namespace kavo::fuzz {
@@ -67,74 +67,27 @@ struct Scene {
     ControlPort& port = venue.venue.control_port;
 };
 
-struct Line {
-    std::string_view text;  // as it is echoed
-    std::string_view word;
-    std::string_view argument;
-};
-
-bool is_one_of(std::string_view characters, char c) {
-    return characters.find(c) != std::string_view::npos;
-}
-
-// The first word of the text, which loses it.
-std::string_view first_word(std::string_view& text) {
-    constexpr std::string_view between_words = " \t\n\v\f\r";
-    while (!text.empty() && is_one_of(between_words, text.front())) text.remove_prefix(1);
-    std::size_t size = 0;
-    while (size < text.size() && !is_one_of(between_words, text[size])) ++size;
-    const std::string_view word = text.substr(0, size);
-    text.remove_prefix(size);
-    return word;
-}
-
-Line literal_line(std::string_view datagram) {
-    Line line{datagram.substr(0, datagram.find('\0')), {}, {}};
-    while (!line.text.empty() && is_one_of("\n\r ", line.text.back())) line.text.remove_suffix(1);
-    std::string_view rest = line.text;
-    line.word = first_word(rest);
-    line.argument = first_word(rest);
-    return line;
-}
-
-std::uint32_t count_or(std::uint32_t otherwise, std::string_view argument) {
-    return static_cast<std::uint32_t>(leading_unsigned(argument).value_or(otherwise));
-}
-
 // What a command makes of its knob.
-std::uint64_t value_after(const Line& line) {
-    if (line.word == "pause" || line.word == "disconnect") return 1;
-    if (line.word == "lapse") return test::Venue::start_ms + count_or(20'000, line.argument);
-    if (line.word != "rate") return count_or(line.word.ends_with("_every") ? 0 : 1, line.argument);
-    const std::uint32_t ms = count_or(40, line.argument);
-    return ms == 0 ? 40 : ms;
+std::uint64_t value_after(std::string_view word, std::uint32_t number) {
+    if (word == "pause" || word == "disconnect") return 1;
+    return word == "lapse" ? test::Venue::start_ms + number : number;
 }
 
-// False for a word that is no command.
-bool carry_out(const Line& line, Knobs& knobs, std::string& marks) {
-    if (line.word == "resume") {
-        knobs[0].value = 0;
-        return true;
-    }
-    if (line.word == "mark") {
-        marks.append("{\"mark\":\"").append(line.argument).append("\",\"seq\":1}\n");
-        return true;
-    }
-    const auto knob = std::ranges::find(knobs, line.word, &Knob::word);
-    if (knob == knobs.end()) return line.word == "stats" || line.word == "stop";
-    knob->value = value_after(line);
-    return true;
+void carry_out(const model::Command& command, Knobs& knobs, std::string& marks) {
+    const auto number = model::number_of(command);
+    if (!number) return;
+    if (command.word == "resume") knobs[0].value = 0;
+    if (command.word == "mark") marks = model::mark_line(command.argument, 1) + "\n";
+    const auto knob = std::ranges::find(knobs, command.word, &Knob::word);
+    if (knob != knobs.end()) knob->value = value_after(command.word, *number);
 }
 
-std::string literal_reply(const Line& line, bool known, bool logged_in) {
-    if (line.word == "stop") return "ok stopping";
-    if (!known) return "err unknown command '" + std::string(line.word) + "'\n";
-    if (line.word != "stats") return "ok " + std::string(line.text) + "\n";
-    return "ok orders=0 accepts=0 fills=0 partials=0 cancels=0 replaces=0 rejects=0 replace_rejects=0 "
+std::string statistics(bool logged_in) {
+    return "orders=0 accepts=0 fills=0 partials=0 cancels=0 replaces=0 rejects=0 replace_rejects=0 "
            "unsolicited_cancels=0 race_fills=0 late_cancels=0 stale_cancels=0 logins=" +
            std::string(logged_in ? "1" : "0") +
            " replays=0 replayed=0 next_seq=2 kavo_me faults: sent 1 dropped 0 duplicated 0 reordered 0" +
-           (logged_in ? " session=up\n" : " session=down\n");
+           (logged_in ? " session=up" : " session=down");
 }
 
 // The first byte chooses the bench, the rest is the datagram.
@@ -149,9 +102,9 @@ void command(ByteView bytes) {
 
     Knobs knobs = scene.knobs();
     std::string marks;
-    const Line line = literal_line(datagram);
-    const bool known = carry_out(line, knobs, marks);
-    require(scene.port.handle(datagram) == literal_reply(line, known, logged_in),
+    const model::Command literal = model::read_command(datagram);
+    carry_out(literal, knobs, marks);
+    require(scene.port.handle(datagram) == model::reply_to(literal, statistics(logged_in)),
             "a command is answered word for word");
     require(scene.knobs() == knobs, "a command changes what it names and nothing else");
     require(scene.marks == marks, "a mark is written with its label as received");

@@ -4,7 +4,7 @@
 
 #include "client/feed_messages.h"
 #include "harness/harness.h"
-#include "harness/literal_login.h"
+#include "model/packets.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -33,7 +33,7 @@ void read_message(ByteView message) {
 // The size of the first packet; 0 when there is no whole one.
 std::size_t literal_size(ByteView datagram) {
     if (datagram.size() < 12) return 0;
-    const std::uint64_t length = little_endian(datagram.subspan(8, 2));
+    const std::uint64_t length = model::little_endian(datagram.subspan(8, 2));
     return length < 12 || length > datagram.size() ? 0 : length;
 }
 
@@ -46,7 +46,7 @@ void take_apart(ByteView datagram) {
         if (!packet) return;
         count_step();
         require(datagram.size() == before.size() - size, "a packet is taken off as a whole");
-        require(packet->header.sequence == little_endian(before.first(8)), "a packet begins with its number");
+        require(packet->header.sequence == model::little_endian(before.first(8)), "a packet begins with its number");
         require(std::ranges::equal(packet->message, before.subspan(12, size - 12)),
                 "a message is the rest of a packet");
         read_message(packet->message);

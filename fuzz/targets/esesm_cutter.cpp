@@ -3,14 +3,14 @@
 
 #include "harness/harness.h"
 #include "harness/input.h"
-#include "harness/literal_cutter.h"
+#include "model/packets.h"
 #include "session/esesm.h"
 
 namespace kavo::fuzz {
 namespace {
 
 using Received = std::optional<esesm::Packet>;
-using Expected = std::optional<LiteralCutter::Packet>;
+using Expected = std::optional<model::Packet>;
 
 constexpr std::size_t most_chunk_sizes = 16;
 constexpr std::uint8_t large_chunks = 0xE0;
@@ -45,6 +45,7 @@ public:
     void arrive(std::size_t size) {
         const ByteView chunk = all_.subspan(arrived_, std::min(size, all_.size() - arrived_));
         append(in_chunks_, chunk);
+        literal_.arrive(chunk);
         arrived_ += chunk.size();
         while (take_one()) count_step();
     }
@@ -56,7 +57,7 @@ public:
 private:
     bool take_one() {
         const Received received = cut(in_chunks_);
-        const Expected expected = literal_.cut(all_.first(arrived_));
+        const Expected expected = literal_.cut();
         require(same(received, expected), "packets are cut as one would cut them on paper");
         if (expected && !literal_.lost_track())
             require(same(cut(at_once_), expected), "packets in chunks are the packets at once");
@@ -67,7 +68,7 @@ private:
     std::size_t arrived_ = 0;
     esesm::ReceiveBuffer in_chunks_;
     esesm::ReceiveBuffer at_once_;
-    LiteralCutter literal_;
+    model::Cutter literal_;
 };
 
 // First how many chunk sizes there are, then the sizes, to be used in turn, then the stream.

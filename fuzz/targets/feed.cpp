@@ -2,13 +2,14 @@
 // the retransmissions are those of the feed on paper.
 #include <algorithm>
 
+#include "app/statistics.h"
 #include "client/recovery_client.h"
 #include "feed/dom_feed.h"
 #include "feed/retransmission.h"
 #include "harness/harness.h"
 #include "harness/input.h"
-#include "harness/literal_feed.h"
 #include "memory/memory_peers.h"
+#include "model/recovery.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -21,7 +22,7 @@ constexpr std::size_t effort_of_a_message = 100;
 
 class FeedStory {
 public:
-    explicit FeedStory(ByteView bytes) : input_(bytes) {}
+    explicit FeedStory(ByteView bytes) : input_(bytes) { literal_.left(start_ms); }
 
     void tell() {
         while (!input_.empty() && effort_ < most_effort) {
@@ -48,25 +49,30 @@ private:
 
     // Each message is filled with bytes of its own.
     void publish(std::size_t size) {
-        const Bytes message(size, static_cast<std::uint8_t>(literal_.last_number * 7 + size));
+        const Bytes message(size, static_cast<std::uint8_t>(literal_.last_number() * 7 + size));
         feed_.publish(message);
-        literal_.publish(message);
+        expect(literal_.publish(message));
         effort_ += size + effort_of_a_message;
     }
     void publish_many() {
         const std::size_t size = std::min<std::size_t>(input_.number<std::uint16_t>(), longest_message);
         for (std::size_t left = 1 + (size < 1000 ? input_.byte() : 0u); left > 0; --left) publish(size);
     }
+    void expect(const model::Feed::Departures& departures) {
+        for (const auto& [datagram, said] : departures) {
+            if (said.empty()) expected_.push_back(datagram);
+        }
+        if (!departures.empty()) literal_.left(clock_.steady_ms());
+    }
     void flush() {
         feed_.flush();
-        literal_.flush();
+        expect(literal_.flush());
     }
     void pass_time() {
         const std::uint64_t ms = 900 + input_.byte();
         clock_.advance_ms(ms);
-        literal_.now_ms += ms;
         feed_.heartbeat_when_idle();
-        literal_.heartbeat_when_idle();
+        expect(literal_.heartbeat_when_idle(clock_.steady_ms()));
     }
     void arm() {
         FeedFaults faults;
@@ -79,7 +85,12 @@ private:
         faults.drop_burst_start = feed_.counters.packets + few();
         faults.drop_burst_count = few();
         feed_.faults = faults;
-        literal_.faults = faults;
+        using model::Feed;
+        literal_.faults[Feed::drop].script = {faults.drop_every, faults.drop_next};
+        literal_.faults[Feed::duplicate].script = {faults.dup_every, faults.dup_next};
+        literal_.faults[Feed::reorder].script = {faults.reorder_every, faults.reorder_next};
+        literal_.burst_start = faults.drop_burst_start;
+        literal_.burst_count = faults.drop_burst_count;
     }
     std::uint32_t few() { return static_cast<std::uint32_t>(input_.one_in(3) ? input_.below(6) : 0); }
     void forget() {
@@ -105,40 +116,31 @@ private:
         service.receive(connection,
                         esesm::build_packet(esesm::PacketType::login_request, client::receiver_login().payload()));
         receiver.received.clear();
-        service.receive(connection, esesm::build_packet(esesm::PacketType::retransmission_request,
-                                                        client::retransmission_payload(first, last)));
-        Bytes expected = literal_.sent_again(first, last);
-        for (const char byte : std::string("\x19\0GAretransmission complete", 27)) {
-            expected.push_back(static_cast<std::uint8_t>(byte));
-        }
-        require(receiver.received == expected, "a receiver is sent again what was published");
+        const Bytes range = client::retransmission_payload(first, last);
+        service.receive(connection, esesm::build_packet(esesm::PacketType::retransmission_request, range));
+        model::Recovery::Receiver logged_in{true};
+        require(receiver.received == recovery_.handle(logged_in, {'a', range}, 0).bytes,
+                "a receiver is sent again what was published");
         require(receiver.closed == 1, "a receiver that was served is closed");
     }
 
     void compare() {
-        require(datagrams_ == literal_.datagrams, "the datagrams are those on paper");
+        require(datagrams_ == expected_, "the datagrams are those on paper");
         datagrams_.clear();
-        literal_.datagrams.clear();
-        require(feed_.last_sequence() == literal_.last_number, "every message takes a number");
-        require(feed_.history.size() == literal_.held_messages.size(), "the history holds what it must");
-        const FeedCounters& mine = feed_.counters;
-        const FeedCounters& theirs = literal_.counters;
-        require(mine.messages == theirs.messages && mine.packets == theirs.packets, "what leaves is counted");
-        require(mine.dropped == theirs.dropped && mine.duplicated == theirs.duplicated &&
-                    mine.reordered == theirs.reordered,
-                "faults are counted");
-        require(feed_.faults.drop_next == literal_.faults.drop_next &&
-                    feed_.faults.dup_next == literal_.faults.dup_next &&
-                    feed_.faults.reorder_next == literal_.faults.reorder_next,
+        expected_.clear();
+        require(feed_.last_sequence() == literal_.last_number(), "every message takes a number");
+        require(feed_.history.oldest() == literal_.oldest(), "the history holds what it must");
+        require(feed_.counters.messages == literal_.last_number() && feed_.counters.packets == literal_.datagrams(),
+                "what leaves is counted");
+        require(fault_summary(feed_.counters) == literal_.fault_summary(), "faults are counted");
+        const auto& [dropped, duplicated, reordered] = literal_.faults;
+        require(feed_.faults.drop_next == dropped.script.next && feed_.faults.dup_next == duplicated.script.next &&
+                    feed_.faults.reorder_next == reordered.script.next,
                 "faults are used up");
-        if (!literal_.held_messages.empty()) compare_history();
-    }
-    void compare_history() {
-        const auto& [oldest, oldest_message] = *literal_.held_messages.begin();
-        const auto& [newest, newest_message] = *literal_.held_messages.rbegin();
-        require(feed_.history.oldest() == oldest, "the history begins where it must");
-        require(std::ranges::equal(feed_.message(oldest), oldest_message), "the oldest message is as it was");
-        require(std::ranges::equal(feed_.message(newest), newest_message), "the newest message is as it was");
+        if (literal_.oldest() > literal_.last_number()) return;
+        for (const std::uint64_t number : {literal_.oldest(), literal_.last_number()}) {
+            require(std::ranges::equal(feed_.message(number), literal_.message(number)), "a message is kept as it was");
+        }
     }
 
     static Clock standing_clock() {
@@ -155,7 +157,9 @@ private:
     DomFeed feed_{session, clock_,
                   [this](ByteView datagram) { datagrams_.emplace_back(datagram.begin(), datagram.end()); },
                   commentary_};
-    LiteralFeed literal_{session, start_ms};
+    model::Feed literal_{session};
+    model::Recovery recovery_{literal_, session, nullptr};
+    std::vector<Bytes> expected_;
 };
 
 void tell(ByteView bytes) {

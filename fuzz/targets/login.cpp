@@ -1,9 +1,9 @@
-// Login records: read as they are on paper, and answered in packets that a client can read.
+// Login records: read as they are on paper, and answered as they are on paper.
 #include <algorithm>
 #include <string>
 
 #include "harness/harness.h"
-#include "harness/literal_login.h"
+#include "model/logins.h"
 #include "session/esesm.h"
 
 namespace kavo::fuzz {
@@ -11,8 +11,8 @@ namespace {
 
 using esesm::LoginRequest;
 
-bool same(const LoginRequest& read, const LiteralLogin& literal) {
-    const auto same_entry = [](const LoginRequest::Entry& a, const LiteralLogin::Entry& b) {
+bool same(const LoginRequest& read, const model::Login& literal) {
+    const auto same_entry = [](const LoginRequest::Entry& a, const model::Login::Entry& b) {
         return a.matching_engine_id == b.engine && a.requested_sequence == b.sequence;
     };
     return read.session_protocol_version == literal.session_protocol && read.username == literal.username &&
@@ -21,57 +21,26 @@ bool same(const LoginRequest& read, const LiteralLogin& literal) {
            std::ranges::equal(read.entries, literal.entries, same_entry);
 }
 
-// One login for each entry, each answered in another way.
-esesm::LoginResponse answers_to(const LoginRequest& request) {
-    esesm::LoginResponse answers;
-    for (const LoginRequest::Entry& entry : request.entries) {
-        const auto status = static_cast<esesm::LoginStatus>(entry.requested_sequence);
-        answers.entries.push_back({status, entry.matching_engine_id, entry.requested_sequence});
+void check_answers(const LoginRequest& request) {
+    for (const auto& [engine, sequence] : request.entries) {
+        const char status = static_cast<char>(sequence);
+        const Bytes response =
+            build(esesm::LoginResponse{{{static_cast<esesm::LoginStatus>(status), engine, sequence}}});
+        require(response == model::login_response(status, engine, sequence), "a response holds its entry");
+        const std::string_view text = login_status_text(static_cast<esesm::LoginStatus>(status));
+        require(text == model::login_status_text(status), "every status has its text");
+        require(build(esesm::Goodbye{esesm::GoodbyeReason::done, text}) == model::goodbye_packet('A', text),
+                "a goodbye is its reason and its text");
     }
-    return answers;
-}
-
-// Only the packet itself, whole: nothing may be missing at its end or follow it.
-ByteView only_packet(esesm::ReceiveBuffer& buffer, const Bytes& packet, esesm::PacketType type) {
-    buffer.incoming() = packet;
-    const auto cut = buffer.cut();
-    require(cut && cut->type == type, "an answer is a packet of its type");
-    require(!buffer.cut() && cut->payload.size() + 3 == packet.size(), "an answer is one packet and nothing else");
-    return cut->payload;
-}
-
-void check_response(const esesm::LoginResponse& response) {
-    const std::vector<esesm::LoginResponse::Entry>& answers = response.entries;
-    esesm::ReceiveBuffer buffer;
-    const Bytes packet = build(response);
-    const ByteView payload = only_packet(buffer, packet, esesm::PacketType::login_response);
-    require(payload.size() == 1 + 10 * answers.size() && payload[0] == answers.size(), "a response holds its entries");
-    for (std::size_t i = 0; i < answers.size(); ++i) {
-        const ByteView entry = payload.subspan(1 + 10 * i, 10);
-        require(entry[0] == static_cast<std::uint8_t>(answers[i].login_status), "an entry begins with its status");
-        require(entry[1] == answers[i].matching_engine_id, "an entry names its engine");
-        require(little_endian(entry.subspan(2)) == answers[i].highest_sequence, "an entry ends with its sequence");
-    }
-}
-
-void check_goodbye(const LoginRequest& request) {
-    const auto status = static_cast<esesm::LoginStatus>(request.username.empty() ? 'X' : request.username.front());
-    const std::string text(login_status_text(status));
-    require(!text.empty(), "every status has a text");
-    esesm::ReceiveBuffer buffer;
-    const Bytes packet = build(esesm::Goodbye{esesm::GoodbyeReason::done, text});
-    const ByteView payload = only_packet(buffer, packet, esesm::PacketType::goodbye);
-    require(as_text(payload) == "A" + text, "a goodbye is its reason and its text");
 }
 
 void read_login(ByteView payload) {
     const auto request = esesm::read_login_request(payload);
-    const std::optional<LiteralLogin> literal = literal_login(payload);
+    const std::optional<model::Login> literal = model::read_login(payload);
     require(request.has_value() == literal.has_value(), "a login is read when it is as long as it says");
     if (!request) return;
     require(same(*request, *literal), "a login is read as it stands on paper");
-    check_response(answers_to(*request));
-    check_goodbye(*request);
+    check_answers(*request);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "app/options.h"
 #include "harness/harness.h"
-#include "harness/literal_texts.h"
+#include "model/texts.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -38,7 +38,7 @@ auto attempted(Parse parse) -> std::optional<decltype(parse())> {
 
 std::optional<std::vector<SymbolItem>> literal_symbols(std::string_view text) {
     std::vector<SymbolItem> symbols;
-    for (const std::string_view item : comma_list(text)) {
+    for (const std::string_view item : model::comma_list(text)) {
         const std::size_t colon = item.find(':');
         std::optional<double> price = 100.0;
         if (colon != std::string_view::npos) price = leading_double(item.substr(colon + 1));
@@ -62,9 +62,9 @@ void check_symbols(const std::string& text) {
 std::optional<DropBurst> literal_burst(std::string_view text) {
     if (text.empty()) return DropBurst{};
     const std::size_t colon = text.find(':');
-    const std::optional<std::uint64_t> start = leading_unsigned(text.substr(0, colon));
+    const std::optional<std::uint64_t> start = model::leading_unsigned(text.substr(0, colon));
     std::optional<std::uint64_t> count = 1;
-    if (colon != std::string_view::npos) count = leading_unsigned(text.substr(colon + 1));
+    if (colon != std::string_view::npos) count = model::leading_unsigned(text.substr(colon + 1));
     if (!start || !count) return std::nullopt;
     return DropBurst{*start, static_cast<std::uint32_t>(*count)};
 }

@@ -6,8 +6,8 @@
 
 #include "harness/harness.h"
 #include "harness/input.h"
-#include "harness/literal_cutter.h"
-#include "harness/literal_login.h"
+#include "model/literal_wire.h"
+#include "model/recovery.h"
 #include "support/venue.h"
 
 namespace kavo::fuzz {
@@ -15,22 +15,7 @@ namespace {
 
 constexpr std::size_t messages = 40;
 constexpr std::size_t kept = 24;  // so the oldest have been forgotten
-constexpr std::uint64_t login_limit_ms = 30'000;
 constexpr std::uint8_t session = 1;
-
-void append(Bytes& to, ByteView bytes) {
-    to.insert(to.end(), bytes.begin(), bytes.end());
-}
-void append_number(Bytes& to, std::uint64_t value, std::size_t width) {
-    for (std::size_t i = 0; i < width; ++i) to.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-}
-Bytes framed(char type, ByteView payload) {
-    Bytes packet;
-    append_number(packet, payload.size() + 1, 2);
-    packet.push_back(static_cast<std::uint8_t>(type));
-    append(packet, payload);
-    return packet;
-}
 
 // One venue for all inputs. Nothing that a receiver does changes it, but for two counters and the clock, which is set
 // back every time.
@@ -40,7 +25,12 @@ struct Scene {
         venue.enter(client::sell("s1").shares(200).at("190.05"));
         while (venue.feed.last_sequence() < messages) venue.feed.publish(Bytes(1 + venue.feed.last_sequence(), 'm'));
         venue.feed.flush();
+        for (std::uint64_t number = 1; number <= messages; ++number) {
+            const ByteView message = venue.feed.message(number);
+            literal.publish({message.begin(), message.end()});
+        }
         venue.feed.history.trim(kept);
+        literal.forget_all_but(kept);
     }
     //   room  bytes that the receiver takes before it is gone
     RConn& connect(std::size_t room) {
@@ -56,122 +46,58 @@ struct Scene {
     test::Venue venue{{.engine = {.session = session}, .silent = true}};
     MemoryPeers& peers = venue.receivers;
     Retransmission& service = venue.venue.retransmission;
+    model::Feed literal{session};
 };
 
+model::Order resting(std::uint64_t id, bool buy, std::uint32_t price, std::uint32_t leaves) {
+    model::Order order;
+    order.id = id;
+    order.product_id = 1;
+    order.buy = buy;
+    order.price = price;
+    order.leaves = leaves;
+    return order;
+}
+
+// What a refresh must tell of that venue.
+model::Recovery::State state_at(std::uint64_t now_ns) {
+    model::Product product;
+    product.name = "AAPL";
+    product.product_id = 1;
+    return {{model::series_definition(now_ns, product)},
+            {model::series_status(now_ns, product)},
+            {model::add_order(now_ns, resting(1000, true, 1'899'500, 300)),
+             model::add_order(now_ns, resting(1001, false, 1'900'500, 200))}};
+}
+
 // What one receiver must be sent.
-class LiteralService {
-public:
-    explicit LiteralService(const Scene& scene) : feed_(scene.venue.feed), clock_(scene.venue.clock) {}
+struct LiteralService {
+    explicit LiteralService(const Scene& scene) : clock(scene.venue.clock), feed(scene.literal) {}
 
     void receive(ByteView bytes) {
-        append(arrived_, bytes);
+        arrived.arrive(bytes);
         while (open) {
-            const auto packet = cutter_.cut(arrived_);
+            const auto packet = arrived.cut();
             if (!packet) return;
             count_step();
-            handle(packet->type, packet->payload);
+            take(recovery.handle(receiver, *packet, clock.wall_ns()));
         }
     }
-    void run_timer(std::uint64_t waited_ms) {
-        if (open && !logged_in_ && waited_ms > login_limit_ms) say_goodbye('L', "timed out waiting for login");
+    void run_timer() {
+        if (open && recovery.is_late(receiver, clock.steady_ms())) take(recovery.end_of_patience());
+    }
+    void take(const model::Recovery::Answer& answer) {
+        model::append(expected, answer.bytes);
+        open = answer.then == model::Recovery::Answer::Then::goes_on;
     }
 
+    const Clock& clock;
+    const model::Feed& feed;
+    model::Recovery recovery{feed, session, [this] { return state_at(clock.wall_ns()); }};
+    model::Recovery::Receiver receiver{.connected_ms = clock.steady_ms()};
+    model::Cutter arrived;
     Bytes expected;
     bool open = true;
-    std::uint64_t retransmissions = 0;
-    std::uint64_t refreshes = 0;
-
-private:
-    void handle(char type, ByteView payload) {
-        if (type == '1' || type == 'T') return;
-        if (type == 'X') {
-            open = false;
-        } else if (type == 'l') {
-            log_in(payload);
-        } else if (type == 'U') {
-            refresh(payload);
-        } else if (type == 'a') {
-            retransmit(payload);
-        } else {
-            say_goodbye('B', "unknown packet type");
-        }
-    }
-
-    void log_in(ByteView payload) {
-        const std::optional<LiteralLogin> login = literal_login(payload);
-        if (!login) return say_goodbye('B', "malformed login");
-        const char status = status_of(*login);
-        Bytes response{1, static_cast<std::uint8_t>(status), session};
-        append_number(response, feed_.last_sequence(), 8);
-        append(expected, framed('r', response));
-        if (status == ' ') logged_in_ = true;
-        if (status == 'I') say_goodbye('A', "incompatible session protocol version");
-        if (status == 'A') say_goodbye('A', "incompatible application protocol version");
-        if (status == 'C') say_goodbye('A', "invalid number of matching engines");
-    }
-    static char status_of(const LiteralLogin& login) {
-        if (login.session_protocol != "1.0") return 'I';
-        if (login.application_protocol.substr(0, 3) != "DoM") return 'A';
-        if (login.entries.size() != 1) return 'C';
-        return login.entries[0].sequence != 0 ? 'N' : ' ';
-    }
-
-    void retransmit(ByteView payload) {
-        if (!logged_in_) return say_goodbye('B', "not logged in");
-        if (payload.size() < 16) return say_goodbye('B', "malformed retransmission request");
-        const std::uint64_t last = little_endian(payload.subspan(8, 8));
-        const std::uint64_t first = little_endian(payload.first(8));
-        for (std::uint64_t number = messages - kept + 1; number <= messages; ++number) {
-            if (number >= first && number <= last) append_sent_again(number);
-        }
-        ++retransmissions;
-        say_goodbye('A', "retransmission complete");
-    }
-
-    void append_sent_again(std::uint64_t number) {
-        const ByteView message = feed_.message(number);
-        append_number(expected, message.size() + 10, 2);
-        expected.push_back('s');
-        append_number(expected, number, 8);
-        expected.push_back(1);
-        append(expected, message);
-    }
-
-    void refresh(ByteView payload) {
-        if (!logged_in_ || payload.size() < 2 || payload[0] != 'R') return say_goodbye('B', "unknown request");
-        const char type = static_cast<char>(payload[1]);
-        if (std::string_view("OSst").find(type) == std::string_view::npos) {
-            return say_goodbye('B', "unknown refresh type");
-        }
-        Bytes time{'1'};
-        append_number(time, clock_.wall_ns() / 1'000'000'000, 4);
-        snapshot(time);
-        const auto add = [this](ByteView message) { snapshot(message); };
-        if (type == 'O' || type == 's') feed_.state.system_state(add);
-        if (type == 'O' || type == 'S') feed_.state.series_definitions(add);
-        if (type == 'O' || type == 't') feed_.state.series_trading_status(add);
-        if (type == 'O') feed_.state.resting_orders(add);
-        append(expected, framed('U', Bytes{'E', static_cast<std::uint8_t>(type)}));
-        ++refreshes;
-        say_goodbye('A', "refresh complete");
-    }
-    void snapshot(ByteView message) {
-        append_number(expected, message.size() + 10, 2);
-        append(expected, as_bytes("Ur"));
-        append_number(expected, messages, 8);
-        append(expected, message);
-    }
-
-    void say_goodbye(char reason, std::string_view text) {
-        append(expected, framed('G', as_bytes(reason + std::string(text))));
-        open = false;
-    }
-
-    const DomFeed& feed_;
-    const Clock& clock_;
-    LiteralCutter cutter_;
-    Bytes arrived_;
-    bool logged_in_ = false;
 };
 
 constexpr std::array<char, 9> known_types{'l', 'a', 'U', '1', 'T', 'X', 'G', 's', '\0'};
@@ -185,17 +111,17 @@ Bytes login(Input& input) {
     if (input.one_in(4)) login.requested_sequence = input.byte();
     Bytes payload = login.payload();
     if (input.one_in(8)) payload.resize(input.below(payload.size() + 1));
-    return framed('l', payload);
+    return model::session_packet('l', payload);
 }
 
 Bytes range(Input& input) {
     Bytes payload;
     for (int i = 0; i < 2; ++i) {
         const bool near = !input.one_in(3);
-        append_number(payload, near ? input.below(messages + 3) : input.number<std::uint64_t>(), 8);
+        model::append_number(payload, near ? input.below(messages + 3) : input.number<std::uint64_t>(), 8);
     }
     if (input.one_in(8)) payload.resize(input.below(20));
-    return framed('a', payload);
+    return model::session_packet('a', payload);
 }
 
 // What a receiver sends next.
@@ -204,10 +130,10 @@ Bytes next_bytes(Input& input) {
     switch (input.below(5)) {
         case 0: return login(input);
         case 1: return range(input);
-        case 2: return framed('U', Bytes{'R', static_cast<std::uint8_t>(input.pick(refresh_types))});
+        case 2: return model::session_packet('U', Bytes{'R', static_cast<std::uint8_t>(input.pick(refresh_types))});
         case 3: {
             const char type = input.one_in(4) ? static_cast<char>(input.byte()) : input.pick(known_types);
-            return framed(type, input.bytes(input.byte()));
+            return model::session_packet(type, input.bytes(input.byte()));
         }
         default: {
             const ByteView bytes = input.bytes(input.byte());
@@ -227,8 +153,8 @@ void compare(Scene& scene, const LiteralService& literal, const RConn& connectio
     require(receiver.closed == (connection.open() ? 0 : 1), "a connection is closed once");
     require(connection.open() == literal.open, "a connection ends when its request has been served");
     const FeedCounters& counters = scene.venue.feed.counters;
-    require(counters.retransmissions == literal.retransmissions, "retransmissions are counted");
-    require(counters.refreshes == literal.refreshes, "refreshes are counted");
+    require(counters.retransmissions == literal.recovery.retransmissions, "retransmissions are counted");
+    require(counters.refreshes == literal.recovery.refreshes, "refreshes are counted");
 }
 
 // A receiver that stops reading is given up after two seconds, and closed once.
@@ -248,10 +174,9 @@ void serve_receiver(ByteView bytes) {
     Input input(bytes);
     RConn& connection = scene.connect(input.one_in(4) ? input.number<std::uint16_t>() : MemoryPeer::unlimited);
     LiteralService literal(scene);
-    std::uint64_t waited_ms = 0;
     while (!input.empty() && connection.open() && scene.receiver().room != 0) {
         Bytes arriving = next_bytes(input);
-        for (; input.one_in(3); append(arriving, next_bytes(input))) continue;
+        for (; input.one_in(3); model::append(arriving, next_bytes(input))) continue;
         const std::size_t first_part = input.one_in(3) ? input.below(40) : arriving.size();
         for (const ByteView part : {ByteView(arriving).first(std::min(first_part, arriving.size())),
                                     ByteView(arriving).subspan(std::min(first_part, arriving.size()))}) {
@@ -260,9 +185,8 @@ void serve_receiver(ByteView bytes) {
         }
         const std::uint64_t ms = input.one_in(4) ? input.number<std::uint16_t>() : 0;
         scene.venue.clock.advance_ms(ms);
-        waited_ms += ms;
         scene.service.run_timer(connection);
-        literal.run_timer(waited_ms);
+        literal.run_timer();
         compare(scene, literal, connection);
     }
     if (!connection.outgoing.empty() || !scene.service.farewells().empty()) give_up(scene);

@@ -4,7 +4,7 @@
 
 #include "app/bench.h"
 #include "harness/harness.h"
-#include "harness/literal_texts.h"
+#include "model/texts.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -46,12 +46,12 @@ std::uint32_t* count_named(Knobs& knobs, std::string_view key) {
 bool set(Knobs& knobs, std::string_view key, std::string_view value) {
     if (key == "name") knobs.name = value;
     if (key == "lapse_ms") {
-        const std::optional<std::int32_t> ms = leading_int(value);
+        const std::optional<std::int32_t> ms = model::leading_int(value);
         knobs.lapse_ms = ms.value_or(knobs.lapse_ms);
         return ms.has_value();
     }
     if (std::uint32_t* knob = count_named(knobs, key); knob != nullptr) {
-        const std::optional<std::uint64_t> count = leading_unsigned(value);
+        const std::optional<std::uint64_t> count = model::leading_unsigned(value);
         *knob = static_cast<std::uint32_t>(count.value_or(*knob));
         return count.has_value();
     }
@@ -60,7 +60,7 @@ bool set(Knobs& knobs, std::string_view key, std::string_view value) {
 
 // The knobs as they are when the first bad item is met, or at the end.
 bool read_literally(std::string_view text, Knobs& knobs) {
-    for (const std::string_view item : comma_list(text)) {
+    for (const std::string_view item : model::comma_list(text)) {
         const std::size_t equals = item.find('=');
         if (equals == std::string_view::npos) continue;
         if (!set(knobs, item.substr(0, equals), item.substr(equals + 1))) return false;

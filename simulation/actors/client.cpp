@@ -48,7 +48,7 @@ void Client::connect() {
     peer_ = &stage_.connect_client();
     logged_in_ = impostor_ = false;
     outgoing_.clear();
-    incoming_.clear();
+    incoming_ = {};
     last_said_ms_ = stage_.now_ms();
     // The venue no longer takes its earlier orders for its own. Not every client knows.
     if (!dice_.one_in(4)) {

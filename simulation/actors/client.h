@@ -11,6 +11,7 @@
 
 #include "actors/agenda.h"
 #include "actors/receiver.h"
+#include "model/packets.h"
 #include "stage/stage.h"
 
 namespace kavo::simulation {
@@ -101,7 +102,7 @@ private:
     bool proper_ = false;     // at the end of the day
     bool impostor_ = false;   // has claimed to be somebody else, so what it hears is not its own
     Bytes outgoing_;
-    Bytes incoming_;
+    model::Cutter incoming_;
     std::uint64_t last_said_ms_ = 0;
     unsigned silent_passes_ = 0;
     std::uint64_t requested_ = 0;  // with the latest login

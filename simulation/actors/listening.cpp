@@ -18,19 +18,11 @@ constexpr std::uint64_t unsolicited_cancel_delay_ms = 300;
 
 void Client::read() {
     if (peer_ == nullptr) return;
-    const Bytes arrived = std::exchange(peer_->inbox, {});
-    incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
-    const Peer* reading = peer_;
-    std::size_t at = 0;
-    while (peer_ == reading && incoming_.size() - at >= 3) {
-        const ByteView rest = ByteView(incoming_).subspan(at);
-        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
-        if (size > rest.size()) break;
-        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
-        at += size;
+    incoming_.arrive(std::exchange(peer_->inbox, {}));
+    for (const Peer* reading = peer_; const auto packet = incoming_.cut();) {
+        take_packet(packet->type, packet->payload);
+        if (peer_ != reading) return;
     }
-    if (peer_ != reading) return;
-    incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
     if (peer_->closed) leave();
 }
 

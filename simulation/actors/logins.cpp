@@ -51,7 +51,7 @@ void Client::come_for_the_rest() {
     peer_ = &stage_.connect_client();
     logged_in_ = impostor_ = false;
     outgoing_.clear();
-    incoming_.clear();
+    incoming_ = {};
     next_ = first_missing();
     log_in(next_);
     send_out();

@@ -10,6 +10,7 @@
 
 #include "client/received_book.h"
 #include "client/requests.h"
+#include "model/packets.h"
 #include "stage/stage.h"
 
 namespace kavo::simulation {
@@ -80,7 +81,7 @@ private:
     Peer* peer_ = nullptr;  // of the present call
     bool slow_ = false;     // takes its reply in small pieces
     Bytes outgoing_;
-    Bytes incoming_;
+    model::Cutter incoming_;
     std::uint64_t as_of_ = 0;
     std::vector<Bytes> snapshot_;
     std::string complaint_;

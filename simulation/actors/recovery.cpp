@@ -59,7 +59,7 @@ void Receiver::call() {
     slow_ = !settled_ && dice_.one_in(5);
     if (slow_) peer_->room = static_cast<std::size_t>(dice_.below(600));
     outgoing_.clear();
-    incoming_.clear();
+    incoming_ = {};
     snapshot_.clear();
     if (!settled_ && dice_.one_in(5)) return ask_badly();
     ask_properly();
@@ -123,19 +123,10 @@ void Receiver::ask_for(std::uint64_t first, std::uint64_t last) {
 }
 
 void Receiver::read_reply() {
-    const Bytes arrived = std::exchange(peer_->inbox, {});
-    incoming_.insert(incoming_.end(), arrived.begin(), arrived.end());
-    std::size_t at = 0;
-    while (incoming_.size() - at >= 3) {
-        const ByteView rest = ByteView(incoming_).subspan(at);
-        const std::size_t size = std::size_t{get(rest, Number<std::uint16_t>{0})} + 2;
-        if (size > rest.size()) break;
-        take_packet(get(rest, Letter{2}), rest.subspan(3, size - 3));
-        at += size;
-    }
-    incoming_.erase(incoming_.begin(), incoming_.begin() + static_cast<std::ptrdiff_t>(at));
+    incoming_.arrive(std::exchange(peer_->inbox, {}));
+    while (const auto packet = incoming_.cut()) take_packet(packet->type, packet->payload);
     if (!peer_->closed) return;
-    if (!incoming_.empty() && !slow_) complain("a recovery ends in the middle of a packet");
+    if (incoming_.size() != 0 && !slow_) complain("a recovery ends in the middle of a packet");
     peer_->gone = !dice_.one_in(4);  // some never close, and are closed
     peer_ = nullptr;
 }

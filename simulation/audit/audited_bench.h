@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "audit/fault_script.h"
+#include "model/fault_script.h"
 #include "plan.h"
 
 namespace kavo::simulation {
@@ -12,11 +12,11 @@ namespace kavo::simulation {
 struct AuditedBench {
     explicit AuditedBench(const Plan& plan);
 
-    FaultScript reject;  // its occasions are the orders that passed every check
-    FaultScript partial_fill;
-    FaultScript fill_on_cancel;
-    FaultScript unsolicited_cancel;
-    FaultScript replace_reject;
+    model::FaultScript reject;  // its occasions are the orders that passed every check
+    model::FaultScript partial_fill;
+    model::FaultScript fill_on_cancel;
+    model::FaultScript unsolicited_cancel;
+    model::FaultScript replace_reject;
 
     std::uint32_t disconnect_after;
     bool disconnect_done = false;

@@ -4,22 +4,14 @@
 
 #include <vector>
 
-#include "audit/audited_turns.h"
 #include "audit/witness.h"
+#include "model/debt.h"
+#include "model/turns.h"
 
 namespace kavo::simulation {
 
-// What is owed to one peer.
-struct AuditedDebt {
-    Bytes rest;
-    std::uint64_t last_taken_ms = 0;
-    bool taken_since = false;  // something, since it was last asked whether the peer still takes anything
-
-    void add(const Bytes& bytes, std::uint64_t now_ms);
-    // Expects one handing-over of it; true when the peer took something.
-    bool expect_sent(Witness& witness, What sent, int fd);
-    bool stalled(std::uint64_t now_ms);
-};
+// Expects one handing-over of what is owed; true when the peer took something.
+bool expect_sent(model::Debt& debt, Witness& witness, What sent, int fd);
 
 class AuditedFarewells {
 public:
@@ -28,13 +20,13 @@ public:
     };
     AuditedFarewells(Witness& witness, Words words) : witness_(witness), words_(words) {}
 
-    void add(int fd, AuditedDebt debt);
+    void add(int fd, model::Debt debt);
     void serve();
 
 private:
     struct Farewell {
         int fd = -1;
-        AuditedDebt debt;
+        model::Debt debt;
         bool finished = false;
         bool peer_ended = false;
         bool closed = false;
@@ -45,7 +37,7 @@ private:
 
     Witness& witness_;
     Words words_;
-    AuditedTurns turns_{20};
+    model::Turns turns_{20};
     std::vector<Farewell> farewells_;
 };
 

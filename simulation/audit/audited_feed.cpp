@@ -1,33 +1,18 @@
 #include "audit/audited_feed.h"
 
-#include <algorithm>
-
 #include "audit/finding.h"
-#include "audit/packets.h"
 #include "client/transcript.h"
-#include "model/literal_fields.h"
 #include "model/literal_wire.h"
 
 namespace kavo::simulation {
 
-namespace {
-
-constexpr std::size_t header_size = 12;
-constexpr std::size_t most_bytes = 1400;
-constexpr std::uint64_t heartbeat_after_ms = 1000;
-constexpr std::string_view fault_prefix = "kavo_me fault: ";
-
-}  // namespace
-
 AuditedFeed::AuditedFeed(TapeReader& tape, const std::vector<Bytes>& history, const Plan& plan)
-    : tape_(tape),
-      history_(history),
-      session_(plan.engine.session),
-      burst_start_(plan.faults.drop_burst_start),
-      burst_count_(plan.faults.drop_burst_count) {
-    drop.every = plan.faults.drop_every;
-    duplicate.every = plan.faults.dup_every;
-    reorder.every = plan.faults.reorder_every;
+    : model(plan.engine.session), tape_(tape), history_(history) {
+    model.burst_start = plan.faults.drop_burst_start;
+    model.burst_count = plan.faults.drop_burst_count;
+    model.faults[model::Feed::drop].script.every = plan.faults.drop_every;
+    model.faults[model::Feed::duplicate].script.every = plan.faults.dup_every;
+    model.faults[model::Feed::reorder].script.every = plan.faults.reorder_every;
 }
 
 std::uint64_t AuditedFeed::stamped_ns() {
@@ -43,124 +28,68 @@ const Bytes& AuditedFeed::peek() const {
 }
 
 void AuditedFeed::publish(const Bytes& expected) {
-    const std::uint64_t second = stamped_ns() / ns_per_second;
-    const auto take = [this](const Bytes& due) {
+    for (const Bytes& due : model.announced(expected, stamped_ns())) {
         if (published_ == history_.size()) throw Finding("never published: " + client::dom_text(due));
-        if (message(++published_) == due) return;
-        throw Finding(printed("feed message %ju is '", static_cast<std::uintmax_t>(published_)) +
-                      client::dom_text(message(published_)) + "', but should be '" + client::dom_text(due) + "'\n  " +
-                      model::hex(message(published_)) + "\n  " + model::hex(due));
-    };
-    if (second != announced_second_) take(model::system_time(stamped_ns()));
-    announced_second_ = second;
-    take(expected);
+        const Bytes& found = message(++published_);
+        if (found != due) {
+            throw Finding("feed message " + std::to_string(published_) + " is '" + client::dom_text(found) +
+                          "', but should be '" + client::dom_text(due) + "'\n  " + model::hex(found) + "\n  " +
+                          model::hex(due));
+        }
+        if (model.last_number() < published_) tell_model();
+    }
     before_overflow_ns_.reset();
 }
 
+void AuditedFeed::tell_model() {
+    const auto departures = model.publish(message(model.last_number() + 1));
+    due_.insert(due_.end(), departures.begin(), departures.end());
+}
+
+// Only the System Time in front of a message that did not fit, and that one, can have been published without our
+// knowing. False when they are not what sends a datagram on its way.
+bool AuditedFeed::tell_ahead() {
+    while (due_.empty() && model.last_number() < published_ + 2 && model.last_number() < history_.size()) tell_model();
+    return !due_.empty();
+}
+
 void AuditedFeed::take_overflows() {
-    while (tape_.at_datagram()) {
+    while (tape_.at_datagram() && tell_ahead()) {
         if (!before_overflow_ns_) before_overflow_ns_ = tape_.now_ns();
-        const std::uint64_t count = most_that_fit();
-        const std::uint64_t last = flushed_ + count;
-        // Only the System Time in front of the message that did not fit can have been published without our knowing.
-        if (last < published_ || last > published_ + 1) {
-            throw Finding("a datagram that should go up to message " + std::to_string(last) + " leaves after message " +
-                          std::to_string(published_));
-        }
-        take_flush(count);
+        expect_next();
     }
 }
 
 void AuditedFeed::expect_flush() {
-    while (flushed_ < published_) take_flush(std::min(most_that_fit(), published_ - flushed_));
+    if (model.last_number() != published_) throw Finding("messages are sent that nobody has published");
+    expect(model.flush());
     before_overflow_ns_.reset();
 }
 
-// From the first message that no datagram carried yet.
-std::uint64_t AuditedFeed::most_that_fit() const {
-    std::uint64_t count = 0;
-    std::size_t size = 0;
-    for (std::uint64_t next = flushed_ + 1; next <= history_.size(); ++next, ++count) {
-        size += header_size + message(next).size();
-        if (size > most_bytes) break;
-    }
-    return count;
+void AuditedFeed::expect(const model::Feed::Departures& departures) {
+    due_.insert(due_.end(), departures.begin(), departures.end());
+    while (!due_.empty()) expect_next();
 }
 
-// What the faults make of the next datagram: it is lost, held back, or sent, once or twice, before one that was held.
-void AuditedFeed::take_flush(std::uint64_t count) {
-    const std::uint64_t first = flushed_ + 1;
-    const std::string at = " seq " + std::to_string(first);
-    const Bytes datagram = datagram_of(first, count);
-    flushed_ += count;
-    drop.occasions = duplicate.occasions = reorder.occasions = packets;  // all three count the datagrams
-    ++packets;
-    const bool in_burst = packets >= burst_start_ && packets - burst_start_ < burst_count_;
-    if (drop.happens(in_burst)) {
-        ++dropped;
-        expect_fault("dropped" + at + " (packet " + std::to_string(packets) + ", " + std::to_string(count) +
-                     " message(s))");
-        last_flush_ms_ = tape_.now_ms();
+void AuditedFeed::expect_next() {
+    const auto [datagram, said] = due_.front();
+    due_.pop_front();
+    const Entry& entry = tape_.next();
+    if (due_.empty()) model.left(tape_.now_ms());
+    if (said.empty() ? entry.what == What::datagram && entry.bytes == datagram
+                     : entry.what == What::commentary && entry.text == said) {
         return;
     }
-    const bool twice = duplicate.happens();
-    if (reorder.happens()) {
-        ++reordered;
-        held_ = datagram;
-        expect_fault("reordered" + at + " (held behind the next packet)");
-        last_flush_ms_ = tape_.now_ms();
-        return;
-    }
-    expect_datagram(datagram);
-    if (twice) {
-        ++duplicated;
-        expect_datagram(datagram);
-        expect_fault("duplicated" + at);
-    }
-    if (!held_.empty()) expect_datagram(held_);
-    held_.clear();
-    last_flush_ms_ = tape_.now_ms();
-}
-
-Bytes AuditedFeed::datagram_of(std::uint64_t first, std::uint64_t count) const {
-    Bytes datagram;
-    for (std::uint64_t sequence = first; sequence < first + count; ++sequence) {
-        const Bytes one = feed_packet(sequence, 3, session_, message(sequence));
-        datagram.insert(datagram.end(), one.begin(), one.end());
-    }
-    return datagram;
-}
-
-void AuditedFeed::expect_datagram(const Bytes& datagram) {
-    const Entry& entry = tape_.next();
-    if (entry.what == What::datagram && entry.bytes == datagram) return;
-    throw Finding(
-        "expected the datagram that begins with message " + std::to_string(model::get(datagram, 0, 8)) + " and has " +
-        std::to_string(datagram.size()) + " bytes, but found " + in_words(entry) +
-        (entry.what == What::datagram ? " that begins with " + std::to_string(model::get(entry.bytes, 0, 8)) : ""));
-}
-
-void AuditedFeed::expect_fault(const std::string& line) {
-    const Entry& entry = tape_.next();
-    if (entry.what == What::commentary && entry.text == std::string(fault_prefix) + line) return;
-    throw Finding("expected the fault '" + line + "', but found " + in_words(entry));
+    throw Finding("expected " + (said.empty() ? in_words(entry_of(What::datagram, 0, datagram)) : "'" + said + "'") +
+                  ", but found " + in_words(entry));
 }
 
 void AuditedFeed::expect_start() {
-    expect_datagram(feed_packet(0, 1, session_, {}));
-    last_flush_ms_ = tape_.now_ms();
+    expect(model.start());
 }
 
 void AuditedFeed::run_heartbeat() {
-    if (tape_.now_ms() < last_flush_ms_ + heartbeat_after_ms) return;
-    expect_flush();
-    expect_datagram(feed_packet(published_, 0, session_, {}));
-    last_flush_ms_ = tape_.now_ms();
-}
-
-std::string AuditedFeed::fault_summary() const {
-    return "kavo_me faults: sent " + std::to_string(packets - dropped) + " dropped " + std::to_string(dropped) +
-           " duplicated " + std::to_string(duplicated) + " reordered " + std::to_string(reordered);
+    expect(model.heartbeat_when_idle(tape_.now_ms()));
 }
 
 }  // namespace kavo::simulation

@@ -9,10 +9,6 @@ namespace kavo::simulation {
 
 namespace {
 
-constexpr std::uint64_t heartbeat_interval_ms = 1000;
-constexpr std::uint64_t silence_limit_ms = 3000;
-constexpr std::uint64_t login_limit_ms = 30'000;
-
 // How long ago; a moment that lies ahead is not long ago at all.
 std::uint64_t age_ms(std::uint64_t now_ms, std::uint64_t then_ms) {
     return now_ms < then_ms ? 0 : now_ms - then_ms;
@@ -74,13 +70,11 @@ void AuditedSessions::take_turn(Connection& connection, std::uint64_t until_ns) 
 // Behind a login everything but heartbeats and further logins that succeed waits for what it brings.
 bool AuditedSessions::waits_for_replay(Connection& connection) {
     if (!connection.replay.under_way()) return false;
-    Bytes rest = connection.received;
-    char type = 0;
-    Bytes payload;
-    if (rest.size() >= 2 && rest[0] == 0 && rest[1] == 0) return false;  // which throws everything away
-    if (!cut_session_packet(rest, type, payload) || type == '1' || type == 'T') return false;
-    Login login;
-    return type != 'l' || !read_login(payload, login) || reject_status(connection, login) != ' ';
+    const auto packet = connection.received.next();
+    if (!packet || packet->type == '1' || packet->type == 'T') return false;
+    if (packet->type != 'l') return true;
+    const auto login = model::read_login(packet->payload);
+    return !login || status_of(connection, *login) != ' ';
 }
 
 // False when the peer has closed.
@@ -93,7 +87,7 @@ bool AuditedSessions::read(Connection& connection) {
     const Entry& entry = witness_.take(What::client_bytes);
     if (entry.fd != connection.fd) throw Finding("it is the turn of client " + number_of(connection.fd));
     if (entry.bytes.empty()) return true;
-    connection.received.insert(connection.received.end(), entry.bytes.begin(), entry.bytes.end());
+    connection.received.arrive(entry.bytes);
     connection.last_received_ms = witness_.now_ms();
     connection.backlog = true;
     return true;
@@ -103,18 +97,17 @@ bool AuditedSessions::read(Connection& connection) {
 void AuditedSessions::handle_packets(Connection& connection, std::uint64_t until_ns) {
     const std::uint64_t start_ms = witness_.now_ms();
     connection.backlog = connection.held = false;
-    int handled = 0;
-    char type = 0;
-    for (Bytes payload; connection.open && !connection.backlog;) {
+    for (int handled = 1; connection.open && !connection.backlog; ++handled) {
         if (waits_for_replay(connection)) {
             connection.backlog = connection.held = true;
             break;
         }
-        if (!cut_session_packet(connection.received, type, payload)) break;
-        handle(connection, type, payload);
+        const auto packet = connection.received.cut();
+        if (!packet) break;
+        handle(connection, *packet);
         const std::uint64_t now_ms = witness_.now_ms();
-        const bool enough = ++handled >= 8 || now_ms > start_ms;
-        connection.backlog = enough && now_ms * AuditedTurns::ns_per_ms >= until_ns;
+        const bool enough = handled >= 8 || now_ms > start_ms;
+        connection.backlog = enough && now_ms * model::Turns::ns_in_a_ms >= until_ns;
     }
     if (connection.open) expect_nothing_waiting(connection);
 }
@@ -122,27 +115,27 @@ void AuditedSessions::handle_packets(Connection& connection, std::uint64_t until
 // Nothing is held against a client before everything that it has sent has been read.
 void AuditedSessions::look_again(Connection& connection, std::uint64_t turn_ms) {
     if (!read(connection)) return lose(connection);
-    if (connection.backlog) handle_packets(connection, (witness_.now_ms() + turn_ms) * AuditedTurns::ns_per_ms);
+    if (connection.backlog) handle_packets(connection, (witness_.now_ms() + turn_ms) * model::Turns::ns_in_a_ms);
 }
 
-void AuditedSessions::handle(Connection& connection, char type, const Bytes& payload) {
-    if (type == 'l') return log_in(connection, payload);
-    if (type == '1' || type == 'T') return;
-    if (type == 'X') {
-        witness_.expect_said("bench: client " + connection.username + " logged out");
+void AuditedSessions::handle(Connection& connection, const model::Packet& packet) {
+    if (packet.type == 'l') return log_in(connection, packet.payload);
+    if (packet.type == '1' || packet.type == 'T') return;
+    if (packet.type == 'X') {
+        witness_.expect_said("bench: client " + connection.name() + " logged out");
         return drop(connection, "logout request", false);
     }
     if (!connection.logged_in) return say_goodbye(connection, 'B', "not logged in");
-    if (type == 'U' && payload.size() >= 2) request(connection, payload);
+    if (packet.type == 'U' && packet.payload.size() >= 2) request(connection, packet.payload);
 }
 
 void AuditedSessions::request(Connection& connection, const Bytes& message) {
     AuditedOrders::Answers answers;
     if (!orders_.handle(connection.handle, message, answers)) {
-        const std::string type(message.begin(), message.begin() + 2);
-        witness_.expect_said("bench: bad MEO message '" + type + "' (" + std::to_string(message.size()) +
-                             " bytes) from " + connection.username + " — goodbye");
-        expect_sent(connection, goodbye_packet('B', "unknown or malformed application message"));
+        const char type[] = {static_cast<char>(message[0]), static_cast<char>(message[1]), '\0'};
+        witness_.expect_said(std::string("bench: bad MEO message '") + type + "' (" + std::to_string(message.size()) +
+                             " bytes) from " + connection.name() + " — goodbye");
+        expect_sent(connection, model::goodbye_packet('B', "unknown or malformed application message"));
         return drop(connection, "bad packet", true);
     }
     for (const Bytes& answer : answers) deliver(connection, answer);
@@ -163,11 +156,11 @@ void AuditedSessions::disconnect_when_scripted(Connection& connection) {
 
 // During a lapse a message takes its number and its place in the stream, and nothing is said.
 void AuditedSessions::deliver(Connection& connection, const Bytes& message) {
-    Stream& stream = streams_[connection.username];
+    model::Stream& stream = streams_[connection.username];
     stream.push_back(message);
     if (bench_.in_lapse(witness_.now_ms())) return;
-    if (connection.replay.under_way()) return connection.replay.followers.push_back(stream.size());
-    expect_sent(connection, sequenced_packet(stream.size(), message));
+    if (connection.replay.under_way()) return connection.replay.follow(stream.size());
+    expect_sent(connection, model::sequenced_packet(stream.size(), message));
 }
 
 void AuditedSessions::deliver() {
@@ -229,51 +222,31 @@ void AuditedSessions::continue_sending() {
 void AuditedSessions::continue_replay(Connection& connection, std::uint64_t until_ns) {
     if (!connection.replay.under_way()) return;
     connection.last_sent_ms = witness_.now_ms();
-    while (connection.replay.under_way() && expect_next_of_replay(connection) &&
-           witness_.now_ms() * AuditedTurns::ns_per_ms < until_ns) {
-        continue;
+    const model::Stream& stream = streams_[connection.username];
+    while (connection.replay.under_way() && expect_handed_over(connection, connection.replay.next(stream))) {
+        connection.replay.taken();
+        if (witness_.now_ms() * model::Turns::ns_in_a_ms >= until_ns) break;
     }
     expect_nothing_waiting(connection);
     if (!connection.replay.under_way()) connection.held = false;
 }
 
-bool AuditedSessions::expect_next_of_replay(Connection& connection) {
-    Replay& replay = connection.replay;
-    if (!replay.response.empty()) {
-        if (!expect_handed_over(connection, replay.response)) return false;
-        replay.response.clear();
-        return true;
-    }
-    if (!replay.missed.empty()) return expect_stored(connection, replay.missed);
-    if (!replay.completion_due) return expect_stored(connection, replay.followers);
-    if (!expect_handed_over(connection, session_packet('c', Bytes{1}))) return false;
-    replay.completion_due = false;
-    return true;
-}
-
-bool AuditedSessions::expect_stored(Connection& connection, std::deque<std::uint64_t>& numbers) {
-    const Bytes& message = streams_[connection.username][numbers.front() - 1];
-    if (!expect_handed_over(connection, sequenced_packet(numbers.front(), message))) return false;
-    numbers.pop_front();
-    return true;
-}
-
 void AuditedSessions::say_goodbye(Connection& connection, char reason, const std::string& text) {
-    expect_sent(connection, goodbye_packet(reason, text));
+    expect_sent(connection, model::goodbye_packet(reason, text));
     close(connection);
 }
 
 void AuditedSessions::lose(Connection& connection) {
-    witness_.expect_said("bench: client " + connection.username + " disconnected");
+    witness_.expect_said("bench: client " + connection.name() + " disconnected");
     drop(connection, "connection lost", false);
 }
 
 void AuditedSessions::drop(Connection& connection, const std::string& reason, bool announced) {
     if (announced) {
-        witness_.expect_said("bench: dropping the connection of " + connection.username + " (" + reason + ")");
+        witness_.expect_said("bench: dropping the connection of " + connection.name() + " (" + reason + ")");
     }
     close(connection);
-    orders_.client_dropped(connection.handle, connection.username);
+    orders_.client_dropped(connection.handle, connection.name());
 }
 
 void AuditedSessions::expect_nothing_waiting(Connection& connection) {
@@ -297,7 +270,7 @@ void AuditedSessions::close(Connection& connection) {
     connection.replay = {};
     by_fd_.erase(connection.fd);
     if (connection.unsent.empty()) return witness_.expect(What::client_closed, connection.fd);
-    AuditedDebt debt;
+    model::Debt debt;
     debt.add(std::exchange(connection.unsent, {}), witness_.now_ms());
     farewells_.add(connection.fd, std::move(debt));
 }
@@ -314,19 +287,20 @@ void AuditedSessions::run_timers(std::uint64_t pass_ms) {
     for (Connection& connection : connections_) {
         if (!connection.open) continue;
         if (!connection.logged_in) {
-            if (age_ms(pass_ms, connection.connected_ms) < login_limit_ms) continue;
+            if (age_ms(pass_ms, connection.connected_ms) < model::login_limit_ms) continue;
             look_again(connection, 1);
             if (!connection.open || connection.logged_in) continue;
             say_goodbye(connection, 'L', "timed out waiting for login");
             continue;
         }
-        if (age_ms(pass_ms, connection.last_sent_ms) >= heartbeat_interval_ms && !bench_.in_lapse(witness_.now_ms())) {
-            expect_sent(connection, session_packet('0', {}));
+        if (age_ms(pass_ms, connection.last_sent_ms) >= model::heartbeat_interval_ms &&
+            !bench_.in_lapse(witness_.now_ms())) {
+            expect_sent(connection, model::session_packet('0', {}));
         }
-        if (age_ms(pass_ms, connection.last_received_ms) < silence_limit_ms) continue;
+        if (age_ms(pass_ms, connection.last_received_ms) < model::silence_limit_ms) continue;
         look_again(connection, 1);
-        if (!connection.open || age_ms(pass_ms, connection.last_received_ms) < silence_limit_ms) continue;
-        witness_.expect_said("[kavo_me] client " + std::to_string(connection.fd) + " (" + connection.username +
+        if (!connection.open || age_ms(pass_ms, connection.last_received_ms) < model::silence_limit_ms) continue;
+        witness_.expect_said("[kavo_me] client " + std::to_string(connection.fd) + " (" + connection.name() +
                              ") timed out");
         drop(connection, "3 heartbeat intervals of silence", true);
     }

@@ -11,14 +11,13 @@
 
 #include "audit/audited_farewells.h"
 #include "audit/audited_orders.h"
-#include "audit/packets.h"
+#include "model/logins.h"
+#include "model/sessions.h"
 
 namespace kavo::simulation {
 
 class AuditedSessions {
 public:
-    using Stream = std::vector<Bytes>;  // message 1 in front
-
     AuditedSessions(Witness& witness, AuditedFeed& feed, AuditedOrders& orders, AuditedBench& bench, const Plan& plan)
         : witness_(witness), feed_(feed), orders_(orders), bench_(bench), plan_(plan) {}
 
@@ -34,18 +33,9 @@ public:
     std::size_t clients_ever() const { return connections_.size(); }
     std::string session_state() const;
     // By username. Everyone who ever logged in has one.
-    const std::map<std::string, Stream>& streams() const { return streams_; }
+    const std::map<std::string, model::Stream>& streams() const { return streams_; }
 
 private:
-    // What a login brings: its response, then messages, then the end of the replay before what was numbered meanwhile.
-    struct Replay {
-        Bytes response;
-        std::deque<std::uint64_t> missed;
-        bool completion_due = false;
-        std::deque<std::uint64_t> followers;
-
-        bool under_way() const { return !response.empty() || completion_due || !followers.empty(); }
-    };
     struct Connection {
         int handle = 0;
         int fd = -1;
@@ -56,14 +46,16 @@ private:
         bool held = false;          // and it waits for the end of a replay
         bool packet_waits = false;  // the last packet was handed over with the promise of another
         std::string username;
-        Bytes received;
+        model::Cutter received;
         Bytes unsent;  // of a packet that was taken in part
-        Replay replay;
+        model::Replay replay;
         std::uint64_t reading_turn = 0;
         std::uint64_t sending_turn = 0;
         std::uint64_t connected_ms = 0;
         std::uint64_t last_received_ms = 0;
         std::uint64_t last_sent_ms = 0;
+
+        std::string name() const { return username.c_str(); }  // as standard error has it: up to a NUL
     };
     void connect(int fd);
     void take_turn(Connection& connection, std::uint64_t until_ns);
@@ -72,7 +64,7 @@ private:
     bool waits_for_replay(Connection& connection);
     void look_again(Connection& connection, std::uint64_t turn_ms);
     void lose(Connection& connection);
-    void handle(Connection& connection, char type, const Bytes& payload);
+    void handle(Connection& connection, const model::Packet& packet);
     void request(Connection& connection, const Bytes& message);
     void disconnect_when_scripted(Connection& connection);
     void deliver(Connection& connection, const Bytes& message);
@@ -81,8 +73,6 @@ private:
     bool expect_handed_over(Connection& connection, const Bytes& packet);
     bool expect_completed(Connection& connection);
     void continue_replay(Connection& connection, std::uint64_t until_ns);
-    bool expect_next_of_replay(Connection& connection);
-    bool expect_stored(Connection& connection, std::deque<std::uint64_t>& numbers);
     void say_goodbye(Connection& connection, char reason, const std::string& text);
     void drop(Connection& connection, const std::string& reason, bool announced);
     void expect_nothing_waiting();
@@ -91,9 +81,9 @@ private:
 
     // audited_logins.cpp
     void log_in(Connection& connection, const Bytes& payload);
-    char reject_status(const Connection& connection, const Login& login);
-    void reject(Connection& connection, const Login& login, char status);
-    void accept(Connection& connection, const Login& login);
+    char status_of(const Connection& connection, const model::Login& login);
+    void reject(Connection& connection, const model::Login& login, char status);
+    void accept(Connection& connection, const model::Login& login);
     void start_session(Connection& connection);
     Connection* holder_of(const std::string& username, const Connection& asking);
     bool name_is_taken(const std::string& username, const Connection& asking);
@@ -106,9 +96,9 @@ private:
 
     std::deque<Connection> connections_;  // by handle
     std::map<int, Connection*> by_fd_;    // open ones
-    std::map<std::string, Stream> streams_;
-    AuditedTurns reading_{25};
-    AuditedTurns sending_{20};
+    std::map<std::string, model::Stream> streams_;
+    model::Turns reading_{25};
+    model::Turns sending_{20};
     bool looking_again_ = false;
     AuditedFarewells farewells_{
         witness_,

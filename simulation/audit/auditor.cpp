@@ -102,17 +102,18 @@ void Auditor::report_bench() {
     if (plan_.scenario.empty() && !plan_.control_port) return;
     if (!is_due(pass_ms_, last_bench_report_ms_, bench_report_interval_ms)) return;
     witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence() + " " +
-                         feed_.fault_summary() + sessions_.session_state());
+                         feed_.model.fault_summary() + sessions_.session_state());
 }
 
 void Auditor::report_feed() {
     if (!is_due(pass_ms_, last_feed_report_ms_, feed_report_interval_ms)) return;
     witness_.expect_said("[kavo_me] dom msgs " + std::to_string(feed_.last_sequence()) + " packets " +
-                         std::to_string(feed_.packets) + " dropped " + std::to_string(feed_.dropped) + " retrans " +
-                         std::to_string(feed_.retransmissions) + " refreshes " + std::to_string(feed_.refreshes) +
-                         " resting " + std::to_string(books_.size()) + " clients " +
-                         std::to_string(sessions_.clients_ever()));
-    witness_.expect_said(feed_.fault_summary());
+                         std::to_string(feed_.model.datagrams()) + " dropped " +
+                         std::to_string(feed_.model.faults[model::Feed::drop].befallen) + " retrans " +
+                         std::to_string(recovery_.model().retransmissions) + " refreshes " +
+                         std::to_string(recovery_.model().refreshes) + " resting " + std::to_string(books_.size()) +
+                         " clients " + std::to_string(sessions_.clients_ever()));
+    witness_.expect_said(feed_.model.fault_summary());
 }
 
 void Auditor::check_snapshots() {
@@ -122,19 +123,34 @@ void Auditor::check_snapshots() {
 }
 
 void Auditor::end_day() {
-    witness_.expect_said(feed_.fault_summary());
+    witness_.expect_said(feed_.model.fault_summary());
     witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence());
     witness_.expect_said("[kavo_me] stopped");
 }
 
 std::vector<std::uint64_t> Auditor::counters() const {
-    return {bench_.reject.occasions, bench_.accepts,         bench_.fills,
-            bench_.partials,         bench_.cancels,         bench_.replaces,
-            bench_.rejects,          bench_.replace_rejects, bench_.unsolicited_cancels,
-            bench_.race_fills,       bench_.late_cancels,    bench_.stale_cancels,
-            bench_.logins,           bench_.replays,         bench_.replayed,
-            feed_.dropped,           feed_.duplicated,       feed_.reordered,
-            feed_.retransmissions,   feed_.refreshes};
+    const auto& [dropped, duplicated, reordered] = feed_.model.faults;
+    const model::Recovery& recovery = recovery_.model();
+    return {bench_.reject.occasions,
+            bench_.accepts,
+            bench_.fills,
+            bench_.partials,
+            bench_.cancels,
+            bench_.replaces,
+            bench_.rejects,
+            bench_.replace_rejects,
+            bench_.unsolicited_cancels,
+            bench_.race_fills,
+            bench_.late_cancels,
+            bench_.stale_cancels,
+            bench_.logins,
+            bench_.replays,
+            bench_.replayed,
+            dropped.befallen,
+            duplicated.befallen,
+            reordered.befallen,
+            recovery.retransmissions,
+            recovery.refreshes};
 }
 
 }  // namespace kavo::simulation

@@ -35,7 +35,7 @@ public:
     std::uint64_t passes() const { return passes_; }
 
     // What each user must have been told in the end, by its numbers.
-    const std::map<std::string, AuditedSessions::Stream>& streams() const { return sessions_.streams(); }
+    const std::map<std::string, model::Stream>& streams() const { return sessions_.streams(); }
 
     // What must have been counted in all, in the order of the names below.
     std::vector<std::uint64_t> counters() const;
@@ -45,7 +45,7 @@ private:
     void take(const Entry& entry);
     void begin(Step step);
     void carry_out(const Entry& command);
-    void carry_out(std::string_view word, std::string_view argument);
+    void carry_out(std::string_view word, std::uint32_t number);
     void mark(std::string_view label);
     void tick();
     void report_bench();

@@ -4,6 +4,7 @@
 
 #include "audit/finding.h"
 #include "client/transcript.h"
+#include "model/literal_fields.h"
 
 namespace kavo::simulation {
 
@@ -11,6 +12,10 @@ namespace {
 
 bool is_whole_packet(const Bytes& bytes) {
     return bytes.size() >= 3 && bytes.size() == std::size_t{bytes[0]} + 256 * std::size_t{bytes[1]} + 2;
+}
+
+std::string first_number(const Bytes& datagram) {
+    return datagram.size() < 8 ? "none" : std::to_string(model::get(datagram, 0, 8));
 }
 
 }  // namespace
@@ -63,7 +68,7 @@ std::string in_words(const Entry& entry) {
         case What::client_closed: return "the close of " + peer;
         case What::reply_sent: return "a reply of " + size + " to " + receiver;
         case What::receiver_closed: return "the close of " + receiver;
-        case What::datagram: return "a datagram of " + size;
+        case What::datagram: return "a datagram of " + size + " that begins with message " + first_number(entry.bytes);
         case What::order_truth: return "the order truth " + entry.text;
         case What::book_truth: return "the book truth " + entry.text;
         case What::commentary: return "the commentary '" + entry.text + "'";

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kavo::fuzz {
+namespace kavo::model {
 
 // The items between commas. A comma at the very end begins no further item.
 std::vector<std::string_view> comma_list(std::string_view text);
@@ -18,4 +18,4 @@ std::vector<std::string_view> comma_list(std::string_view text);
 std::optional<std::uint64_t> leading_unsigned(std::string_view text);
 std::optional<std::int32_t> leading_int(std::string_view text);
 
-}  // namespace kavo::fuzz
+}  // namespace kavo::model

@@ -1,8 +1,8 @@
-#include "harness/literal_texts.h"
+#include "model/texts.h"
 
 #include <limits>
 
-namespace kavo::fuzz {
+namespace kavo::model {
 
 namespace {
 
@@ -61,4 +61,4 @@ std::optional<std::int32_t> leading_int(std::string_view text) {
     return static_cast<std::int32_t>(number->negative ? -magnitude : magnitude);
 }
 
-}  // namespace kavo::fuzz
+}  // namespace kavo::model

@@ -6,26 +6,26 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace kavo::simulation {
+namespace kavo::model {
 
-class AuditedTurns {
+class Turns {
 public:
-    explicit AuditedTurns(std::uint64_t budget_ms) : budget_ns_(budget_ms * ns_per_ms) {}
+    explicit Turns(std::uint64_t budget_ms) : budget_ns_(budget_ms * ns_in_a_ms) {}
 
     void begin(std::uint64_t now_ms, std::size_t claimants) {
-        pass_end_ns_ = now_ms * ns_per_ms + budget_ns_;
+        pass_end_ns_ = now_ms * ns_in_a_ms + budget_ns_;
         share_ns_ = budget_ns_ / std::max<std::size_t>(claimants, 1);
     }
     bool owes(std::uint64_t turn) const { return turn < round_; }
-    bool time_is_up(std::uint64_t now_ms) const { return now_ms * ns_per_ms >= pass_end_ns_; }
+    bool time_is_up(std::uint64_t now_ms) const { return now_ms * ns_in_a_ms >= pass_end_ns_; }
     // The end of a turn that begins now.
     std::uint64_t give(std::uint64_t& turn, std::uint64_t now_ms) {
         turn = round_;
-        return now_ms * ns_per_ms + share_ns_;
+        return now_ms * ns_in_a_ms + share_ns_;
     }
     void end_round() { ++round_; }
 
-    static constexpr std::uint64_t ns_per_ms = 1'000'000;
+    static constexpr std::uint64_t ns_in_a_ms = 1'000'000;
 
 private:
     std::uint64_t budget_ns_;
@@ -34,4 +34,4 @@ private:
     std::uint64_t pass_end_ns_ = 0;
 };
 
-}  // namespace kavo::simulation
+}  // namespace kavo::model
