@@ -28,8 +28,8 @@ const Product* Engine::find_product(std::uint32_t product_id) const {
     return product_id == 0 || product_id > products_.size() ? nullptr : &products_[product_id - 1];
 }
 
-Order* Engine::find_own(ClientHandle client, const meo::ClientOrderId& id) const {
-    Order* order = client_orders_.find(id);
+Order* Engine::find_own(ClientHandle client, const meo::ClientOrderId& id) {
+    Order* order = live_ids_.find(id);
     return order != nullptr && order->owner == client ? order : nullptr;
 }
 

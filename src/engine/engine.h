@@ -10,8 +10,10 @@
 
 #include "app/bench.h"
 #include "common/clock.h"
-#include "engine/client_orders.h"
+#include "engine/closed_ids.h"
 #include "engine/draws.h"
+#include "engine/live_ids.h"
+#include "engine/open_orders.h"
 #include "engine/order_pool.h"
 #include "feed/dom_feed.h"
 
@@ -110,7 +112,7 @@ private:
     const Product& product_of(const Order& order) const { return products_[order.product_id - 1]; }
     const Product* find_product(std::uint32_t product_id) const;  // nothing for an id that no product has
     // The live order of this client with this id; nothing for another client's.
-    Order* find_own(ClientHandle client, const meo::ClientOrderId& id) const;
+    Order* find_own(ClientHandle client, const meo::ClientOrderId& id);
 
     // new_order.cpp
     meo::NewOrderReason check(const meo::NewOrderRequest& request, std::uint64_t now_ns) const;
@@ -185,7 +187,8 @@ private:
 
     std::vector<Product> products_;
     OrderPool orders_;
-    ClientOrders client_orders_{orders_};
+    LiveIds live_ids_{orders_};
+    OpenOrders open_orders_;  // of the clients
     ClosedIds closed_ids_;
     std::deque<PendingCancel> pending_cancels_;  // the next one that falls due is in front
     std::size_t resting_orders_ = 0;

@@ -105,7 +105,10 @@ void Engine::end_resting(Order& order) {
 
 // The record of an order that is not on the book goes back to the pool, and its client order id is free again.
 void Engine::end(Order& order) {
-    if (order.has_owner()) client_orders_.remove(order);
+    if (order.has_owner()) {
+        live_ids_.remove(order);
+        open_orders_.remove(order);
+    }
     orders_.give_back(order);
 }
 

@@ -62,7 +62,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
 }
 
 ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) const {
-    if (client_orders_.find(request.client_order_id) != nullptr) return ModifyReason::duplicate_client_order_id;
+    if (live_ids_.find(request.client_order_id) != nullptr) return ModifyReason::duplicate_client_order_id;
     if (order.mpid != request.mpid) return ModifyReason::mpid_mismatch;
     if (request.price == 0 || request.price % wire_cent != 0) return ModifyReason::invalid_price;
     if (request.quantity == 0) return ModifyReason::no_quantity;
@@ -90,7 +90,7 @@ void Engine::replace(const meo::ModifyRequest& request, Order& order) {
     order.leaves = leaves;
     order.original_size = request.quantity;
     order.tif = request.tif == meo::TimeInForce::immediate ? meo::TimeInForce::day : request.tif;
-    client_orders_.rename(order, request.client_order_id);
+    live_ids_.rename(order, request.client_order_id);
     rest(order);
     publish_modified(order, lost_priority);
     write_book_truth(product_of(order));
