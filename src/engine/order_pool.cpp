@@ -29,10 +29,10 @@ void OrderPool::add_record() {
     free_->slot = slot;
 }
 
-// A large page comes as a whole, which the first chunk is spared: few markets fill it. The advice may be ignored.
 void OrderPool::add_chunk() {
     chunks_.push_back(std::make_unique<Chunk>());
-    if (chunks_.size() > 1) madvise(chunks_.back().get(), sizeof(Chunk), MADV_HUGEPAGE);
+    if (chunks_.size() <= small_page_chunks) return;
+    madvise(chunks_.back().get(), sizeof(Chunk), MADV_HUGEPAGE);  // the system may ignore it
 }
 
 }  // namespace kavo

@@ -11,7 +11,7 @@
 namespace kavo {
 
 // Records lie in chunks that never move, and the last one given back is the first one reused. A chunk is as large as a
-// large page of the processor, which can then reach every order of a full market without a walk through page tables.
+// large page of the processor, which reaches a million orders through these without a walk through the page tables.
 class OrderPool {
 public:
     // A fresh record with this id.
@@ -28,6 +28,9 @@ public:
 private:
     static constexpr std::size_t chunk_bytes = std::size_t{2} << 20;
     static constexpr std::size_t chunk_orders = chunk_bytes / sizeof(Order);
+    // A large page comes as a whole, in some ten thousandths of a second, or thousandths where a host has to find it
+    // first: only a market pays for it that has outgrown what the processor reaches through small ones.
+    static constexpr std::size_t small_page_chunks = 4;
 
     union alignas(chunk_bytes) Chunk {
         Chunk() {}  // its memory is not touched before the records are needed
