@@ -1,5 +1,6 @@
-// The book core beside a literal book on one flow, in million operations a second. Before any time is taken, both must
-// have made the same trades and must end with the same levels.
+// The book core beside a sketch of itself and beside a literal book on one flow, in million operations a second. The
+// sketch says what the care of the core costs or is worth, the literal book what any care is. Before any time is taken,
+// all must have made the same trades and must end with the same levels.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include "flow.h"
 #include "literal_book.h"
 #include "report.h"
+#include "sketch_book.h"
 #include "timing.h"
 
 namespace kavo::benchmarks {
@@ -42,14 +44,15 @@ Book filled_book(const Flow& flow) {
 }
 
 // Nothing is worth timing that does not do the same.
-void expect_equal_books(const Flow& flow) {
+template <typename Book>
+void expect_equal_to_core(const char* name, const Flow& flow, Operations operations) {
     auto core = filled_book<CoreBook>(flow);
-    auto literal = filled_book<LiteralBook>(flow);
-    apply_all(core, for_literal_book(flow));
-    apply_all(literal, for_literal_book(flow));
-    if (core.trades == literal.trades && core.levels() == literal.levels() && !core.trades.empty()) return;
-    std::fprintf(stderr, "book_core: the two books differ: %zu and %zu trades, %zu and %zu levels\n",
-                 core.trades.size(), literal.trades.size(), core.levels().size(), literal.levels().size());
+    auto other = filled_book<Book>(flow);
+    apply_all(core, operations);
+    apply_all(other, operations);
+    if (core.trades == other.trades && core.levels() == other.levels() && !core.trades.empty()) return;
+    std::fprintf(stderr, "book_core: core and %s differ: %zu and %zu trades, %zu and %zu levels\n", name,
+                 core.trades.size(), other.trades.size(), core.levels().size(), other.levels().size());
     std::exit(EXIT_FAILURE);
 }
 
@@ -62,19 +65,24 @@ double million_operations_a_second(const Flow& flow, Operations operations) {
 
 void book_core(benchmark::State& state) {
     const Flow flow = make_flow(static_cast<std::size_t>(state.range(0)), steady_operations, seed);
-    expect_equal_books(flow);
+    expect_equal_to_core<SketchBook>("sketch", flow, flow.steady);
+    expect_equal_to_core<LiteralBook>("literal", flow, for_literal_book(flow));
     std::vector<double> core;
+    std::vector<double> sketch;
     std::vector<double> literal;
     for (auto _ : state) {
         for (int i = 0; i < interleaved_runs; ++i) {
             core.push_back(million_operations_a_second<CoreBook>(flow, flow.steady));
+            sketch.push_back(million_operations_a_second<SketchBook>(flow, flow.steady));
             literal.push_back(million_operations_a_second<LiteralBook>(flow, for_literal_book(flow)));
         }
         state.SetIterationTime(1e-6 / median(core));
     }
     state.counters["core_Mops"] = median(core);
+    state.counters["sketch_Mops"] = median(sketch);
+    state.counters["core/sketch"] = median_ratio(core, sketch);
     state.counters["literal_Mops"] = median(literal);
-    state.counters["ratio"] = median_ratio(core, literal);
+    state.counters["core/literal"] = median_ratio(core, literal);
 }
 BENCHMARK(book_core)->ArgName("live")->Arg(1'000)->Arg(100'000)->Arg(1'000'000)->Iterations(1)->UseManualTime();
 

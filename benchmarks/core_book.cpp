@@ -24,8 +24,8 @@ void append_levels(std::vector<FlowLevel>& out, bool buy, const BookSide& side) 
 void CoreBook::apply(const Operation& operation) {
     switch (operation.act) {
         case Act::add: return add(operation);
-        case Act::cancel: return cancel(*client_orders_.find(client_order_id(operation.target)));
-        case Act::replace: return replace(*client_orders_.find(client_order_id(operation.target)), operation);
+        case Act::cancel: return cancel(*live_ids_.find(client_order_id(operation.target)));
+        case Act::replace: return replace(*live_ids_.find(client_order_id(operation.target)), operation);
         case Act::take: return take(operation);
     }
 }
@@ -33,7 +33,7 @@ void CoreBook::apply(const Operation& operation) {
 // The engine looks a new id up before it takes it, so this does as well.
 void CoreBook::add(const Operation& operation) {
     const meo::ClientOrderId id = client_order_id(operation.id);
-    if (client_orders_.find(id) != nullptr) return;
+    if (live_ids_.find(id) != nullptr) return;
     Order& order = pool_.take(next_id_++);
     order.buy = operation.buy;
     order.price = operation.price;
@@ -41,28 +41,29 @@ void CoreBook::add(const Operation& operation) {
     order.original_size = operation.quantity;
     order.owner = everyone;
     order.client_order_id = id;
-    client_orders_.add(order);
-    side(order.buy).add(order);
+    live_ids_.add(order);
+    open_orders_.add(order);
+    product_.side(order.buy).add(order);
 }
 
 void CoreBook::cancel(Order& order) {
-    side(order.buy).remove(order);
+    product_.side(order.buy).remove(order);
     end(order);
 }
 
 void CoreBook::replace(Order& order, const Operation& operation) {
     const meo::ClientOrderId id = client_order_id(operation.id);
-    if (client_orders_.find(id) != nullptr) return;
-    side(order.buy).remove(order);
+    if (live_ids_.find(id) != nullptr) return;
+    product_.side(order.buy).remove(order);
     order.price = operation.price;
     order.leaves = operation.quantity;
     order.original_size = operation.quantity;
-    client_orders_.rename(order, id);
-    side(order.buy).add(order);
+    live_ids_.rename(order, id);
+    product_.side(order.buy).add(order);
 }
 
 void CoreBook::take(const Operation& operation) {
-    BookSide& opposite = side(!operation.buy);
+    BookSide& opposite = product_.side(!operation.buy);
     std::uint32_t leaves = operation.quantity;
     while (leaves != 0 && opposite.crossed_by(operation.price)) {
         Order& maker = *opposite.best()->first;
@@ -78,14 +79,15 @@ void CoreBook::take(const Operation& operation) {
 }
 
 void CoreBook::end(Order& order) {
-    client_orders_.remove(order);
+    live_ids_.remove(order);
+    open_orders_.remove(order);
     pool_.give_back(order);
 }
 
 std::vector<FlowLevel> CoreBook::levels() const {
     std::vector<FlowLevel> result;
-    append_levels(result, true, bids_);
-    append_levels(result, false, asks_);
+    append_levels(result, true, product_.bids);
+    append_levels(result, false, product_.asks);
     return result;
 }
 

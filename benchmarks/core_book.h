@@ -1,8 +1,9 @@
-// The simulator's own book core, alone: the pool, the sides and the table of client order ids, put together as the
-// engine does it, without messages, feed or truth.
+// The simulator's own book core, alone: the pool, the sides, the table of client order ids and the lists of open
+// orders, put together as the engine does it, without messages, feed or truth.
 #pragma once
 
-#include "engine/client_orders.h"
+#include "engine/live_ids.h"
+#include "engine/open_orders.h"
 #include "flow.h"
 
 namespace kavo::benchmarks {
@@ -20,12 +21,11 @@ private:
     void replace(Order& order, const Operation& operation);
     void take(const Operation& operation);
     void end(Order& order);
-    BookSide& side(bool buy) { return buy ? bids_ : asks_; }
 
     OrderPool pool_;
-    ClientOrders client_orders_{pool_};
-    BookSide bids_{true};
-    BookSide asks_{false};
+    LiveIds live_ids_{pool_};
+    OpenOrders open_orders_;
+    Product product_;
     std::uint64_t next_id_ = 1;
 };
 

@@ -24,11 +24,10 @@ bool same(const LoginRequest& read, const model::Login& literal) {
 void check_answers(const LoginRequest& request) {
     for (const auto& [engine, sequence] : request.entries) {
         const char status = static_cast<char>(sequence);
-        const auto login_status = static_cast<esesm::LoginStatus>(status);
-        require(build(esesm::LoginResponse{{{login_status, engine, sequence}}}) ==
-                    model::login_response(status, engine, sequence),
-                "a response holds its entry");
-        const std::string text(login_status_text(login_status));
+        const Bytes response =
+            build(esesm::LoginResponse{{{static_cast<esesm::LoginStatus>(status), engine, sequence}}});
+        require(response == model::login_response(status, engine, sequence), "a response holds its entry");
+        const std::string_view text = login_status_text(static_cast<esesm::LoginStatus>(status));
         require(text == model::login_status_text(status), "every status has its text");
         require(build(esesm::Goodbye{esesm::GoodbyeReason::done, text}) == model::goodbye_packet('A', text),
                 "a goodbye is its reason and its text");

@@ -15,25 +15,27 @@ struct Level;
 
 // A live order. All that is known about it stands here, its places in the queue of its level and among its owner's
 // orders included; who finds it in another way keeps nothing but a pointer or its slot.
-struct Order {
+struct alignas(64) Order {
+    // The first cache line is all that the book needs, of this order and of its neighbours.
+    meo::ClientOrderId client_order_id;
+    Level* level = nullptr;   // while it rests
+    Order* ahead = nullptr;   // the one served before it at its level
+    Order* behind = nullptr;  // the one served after it
+    Price price = 0;          // 0 is no price, except where an absurd limit has wrapped to it
+    std::uint32_t leaves = 0;
+    std::uint32_t slot = 0;  // where its record lies in the pool
+    bool buy = false;
+
+    // The second is for the reports, and for the owner's departure.
+    meo::TimeInForce tif = meo::TimeInForce::day;
+    meo::OrderType order_type = meo::OrderType::limit;
     std::uint64_t id = 0;
     std::uint32_t product_id = 0;
-    Price price = 0;  // 0 is no price, except where an absurd limit has wrapped to it
-    std::uint32_t leaves = 0;
     std::uint32_t executed = 0;       // of a client's order, its life before a replace included
     std::uint32_t original_size = 0;  // of a client's order
     ClientHandle owner = no_client;
-    meo::OrderFlags flags;
-    bool buy = false;
-    meo::TimeInForce tif = meo::TimeInForce::day;
-    meo::OrderType order_type = meo::OrderType::limit;
     meo::Mpid mpid;
-    meo::ClientOrderId client_order_id;
-    std::uint32_t slot = 0;  // where its record lies in the pool
-
-    Level* level = nullptr;    // while it rests
-    Order* ahead = nullptr;    // the one served before it at its level
-    Order* behind = nullptr;   // the one served after it
+    meo::OrderFlags flags;
     Order* earlier = nullptr;  // its owner's orders by ascending id
     Order* later = nullptr;
 
@@ -83,13 +85,13 @@ private:
     Rank rank(Price price) const { return buy_ ? ~price : price; }
     // The level at this price, a new one when nothing rests there.
     Level& level_at(Price price);
-    // Neighbouring cents have a place each.
+    // A direct-mapped cache over levels_, keyed by the cents of a price: most orders are spared the search.
     Level*& recent(Price price) { return recent_[price / price_cent % recent_levels]; }
 
     bool buy_;
     std::uint64_t total_ = 0;  // of all levels
     Levels levels_;
-    std::array<Level*, recent_levels> recent_{};  // the levels found last: most orders are spared the search
+    std::array<Level*, recent_levels> recent_{};
 };
 
 struct Product {
@@ -103,7 +105,11 @@ struct Product {
     Price last = 0;                 // price of the last trade
     std::uint64_t volume = 0;       // shares taken from resting orders
 
-    BookSide& side(bool buy) { return buy ? bids : asks; }
+    // A table, because a branch would be mispredicted for every other order, and late: when `buy` comes from memory.
+    BookSide& side(bool buy) {
+        static constexpr BookSide Product::*sides[] = {&Product::asks, &Product::bids};
+        return this->*sides[buy];
+    }
 };
 
 }  // namespace kavo

@@ -52,7 +52,7 @@ public:
     const Product* find(std::uint32_t product_id) const;  // nothing for an id that no product has
     Product& of(const Order& order) { return products_[order.product_id - 1]; }
     const Product& of(const Order& order) const { return products_[order.product_id - 1]; }
-    const OrderPool& orders() const { return orders_; }
+    OrderPool& orders() { return orders_; }
     std::size_t resting_orders() const { return resting_orders_; }  // of all books
     std::vector<BookView> views() const;
 

@@ -85,7 +85,10 @@ void Engine::system_cancel(const Order& order, std::uint32_t quantity, meo::Syst
 
 // The record of an order that is not on the book goes back to the pool, and its client order id is free again.
 void Engine::end(Order& order) {
-    if (order.has_owner()) client_orders_.remove(order);
+    if (order.has_owner()) {
+        live_ids_.remove(order);
+        open_orders_.remove(order);
+    }
     books.discard(order);
 }
 

@@ -10,7 +10,7 @@ Engine::Engine(DomFeed& feed, Generator& generator, const EngineSettings& settin
       bench_(bench),
       clock_(clock),
       commentary_(commentary),
-      client_orders_(books.orders()),
+      live_ids_(books.orders()),
       last_tick_ms_(clock.steady_ms()) {}
 
 void Engine::start_session(ClientHandle client, OutboundMessages& answers) const {
@@ -22,7 +22,7 @@ void Engine::start_session(ClientHandle client, OutboundMessages& answers) const
 }
 
 Order* Engine::find_own(ClientHandle client, const meo::ClientOrderId& id) {
-    Order* order = client_orders_.find(id);
+    Order* order = live_ids_.find(id);
     return order != nullptr && order->owner == client ? order : nullptr;
 }
 

@@ -10,7 +10,9 @@
 #include "common/clock.h"
 #include "common/commentary.h"
 #include "engine/books.h"
-#include "engine/client_orders.h"
+#include "engine/closed_ids.h"
+#include "engine/live_ids.h"
+#include "engine/open_orders.h"
 #include "engine/order_truth.h"
 #include "engine/outbound.h"
 #include "engine/settings.h"
@@ -117,7 +119,8 @@ private:
     const Clock& clock_;
     const Commentary& commentary_;
 
-    ClientOrders client_orders_;
+    LiveIds live_ids_;
+    OpenOrders open_orders_;  // of the clients
     ClosedIds closed_ids_;
     std::deque<PendingCancel> pending_cancels_;  // the next one that falls due is in front
     std::uint64_t next_execution_id_ = 1;

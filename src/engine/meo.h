@@ -32,10 +32,16 @@ struct ClientOrderId {
     bool operator==(const ClientOrderId& other) const { return words() == other.words(); }
 
 private:
+    // Each word is read by itself. Copied as a whole, they would be read back across the seam of two writes, for which
+    // the processor waits until both have reached the cache: behind every write before them, however long that takes.
     IdHash::Words words() const {
-        IdHash::Words words{};
-        std::memcpy(words.data(), text.data(), text.size());
-        return words;
+        std::uint64_t first = 0;
+        std::uint64_t second = 0;
+        std::uint32_t last = 0;
+        std::memcpy(&first, text.data(), sizeof(first));
+        std::memcpy(&second, text.data() + 8, sizeof(second));
+        std::memcpy(&last, text.data() + 16, sizeof(last));
+        return {first, second, last};
     }
 };
 

@@ -60,7 +60,7 @@ void Engine::modify(ClientHandle client, const meo::ModifyRequest& request, Outb
 }
 
 ModifyReason Engine::check(const meo::ModifyRequest& request, const Order& order) const {
-    if (client_orders_.find(request.client_order_id) != nullptr) return ModifyReason::duplicate_client_order_id;
+    if (live_ids_.find(request.client_order_id) != nullptr) return ModifyReason::duplicate_client_order_id;
     if (order.mpid != request.mpid) return ModifyReason::mpid_mismatch;
     if (request.price == 0 || request.price % wire_cent != 0) return ModifyReason::invalid_price;
     if (request.quantity == 0) return ModifyReason::no_quantity;
@@ -81,7 +81,7 @@ bool Engine::scripted_to_reject(const meo::ModifyRequest& request) {
 void Engine::replace(const meo::ModifyRequest& request, Order& order) {
     order.original_size = request.quantity;
     order.tif = request.tif == meo::TimeInForce::immediate ? meo::TimeInForce::day : request.tif;
-    client_orders_.rename(order, request.client_order_id);
+    live_ids_.rename(order, request.client_order_id);
     books.replace(order, from_wire(request.price), request.quantity - order.executed);
     ++bench_.counters.replaces;
 }

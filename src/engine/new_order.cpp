@@ -74,7 +74,7 @@ NewOrderReason Engine::check(const meo::NewOrderRequest& request, std::uint64_t 
     if (!is_known(request.tif)) return NewOrderReason::invalid_tif;
     if (!is_valid_expire_time(request, now_ns)) return NewOrderReason::invalid_expire_time;
     if (request.flags.sell() != (request.flags.short_sale() != 0)) return NewOrderReason::invalid_short_sale;
-    if (client_orders_.find(request.client_order_id) != nullptr) return NewOrderReason::duplicate_client_order_id;
+    if (live_ids_.find(request.client_order_id) != nullptr) return NewOrderReason::duplicate_client_order_id;
     return NewOrderReason::accepted;
 }
 
@@ -107,7 +107,8 @@ Order& Engine::accept(ClientHandle client, const meo::NewOrderRequest& request, 
     order.order_type = request.order_type;
     order.mpid = request.mpid;
     order.client_order_id = request.client_order_id;
-    client_orders_.add(order);
+    live_ids_.add(order);
+    open_orders_.add(order);
 
     event.answers.push_back(
         {client, build(meo::NewOrderResponse{event.now_ns, request, order.id, NewOrderReason::accepted})});

@@ -1,9 +1,11 @@
 #include "engine/order_pool.h"
 
+#include <sys/mman.h>
+
 namespace kavo {
 
 Order& OrderPool::take(std::uint64_t id) {
-    if (free_ == nullptr) add_chunk();
+    if (free_ == nullptr) add_record();
     Order& order = *free_;
     free_ = order.behind;
     const std::uint32_t slot = order.slot;
@@ -20,15 +22,17 @@ void OrderPool::give_back(Order& order) {
     --size_;
 }
 
+void OrderPool::add_record() {
+    if (records_ == chunks_.size() * chunk_orders) add_chunk();
+    const std::uint32_t slot = records_++;
+    free_ = std::construct_at(&at(slot));
+    free_->slot = slot;
+}
+
 void OrderPool::add_chunk() {
-    const std::size_t first_slot = chunks_.size() * chunk_orders;
-    chunks_.push_back(std::make_unique<Order[]>(chunk_orders));
-    for (std::size_t i = chunk_orders; i-- > 0;) {
-        Order& order = chunks_.back()[i];
-        order.slot = static_cast<std::uint32_t>(first_slot + i);
-        order.behind = free_;
-        free_ = &order;
-    }
+    chunks_.push_back(std::make_unique<Chunk>());
+    if (chunks_.size() <= small_page_chunks) return;
+    madvise(chunks_.back().get(), sizeof(Chunk), MADV_HUGEPAGE);  // the system may ignore it
 }
 
 }  // namespace kavo

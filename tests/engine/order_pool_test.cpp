@@ -86,15 +86,15 @@ TEST(OrderPool, HandsOutAFreshRecordHoweverItWasLeft) {
 TEST(OrderPool, NeverMovesARecord) {
     OrderPool pool;
     std::vector<Order*> orders;
-    for (std::uint64_t id = 1000; id < 6000; ++id) orders.push_back(&pool.take(id));
-    EXPECT_EQ(pool.size(), 5000u);
-    for (std::uint64_t id = 1000; id < 6000; ++id) ASSERT_EQ(orders[id - 1000]->id, id);
+    for (std::uint64_t id = 1000; id < 51'000; ++id) orders.push_back(&pool.take(id));
+    EXPECT_EQ(pool.size(), 50'000u);
+    for (std::uint64_t id = 1000; id < 51'000; ++id) ASSERT_EQ(orders[id - 1000]->id, id);
 }
 
 TEST(OrderPool, GivesEachLiveOrderASlotOfItsOwn) {
     OrderPool pool;
     std::set<std::uint32_t> slots;
-    for (std::uint64_t id = 1000; id < 4000; ++id) {
+    for (std::uint64_t id = 1000; id < 51'000; ++id) {
         const Order& order = pool.take(id);
         ASSERT_TRUE(slots.insert(order.slot).second) << id;
         ASSERT_EQ(&pool.at(order.slot), &order) << id;

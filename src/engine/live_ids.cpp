@@ -1,4 +1,4 @@
-#include "engine/client_orders.h"
+#include "engine/live_ids.h"
 
 #include <bit>
 
@@ -30,31 +30,41 @@ unsigned lowest_place(std::uint64_t bits) {
 
 // A byte of the difference is zero where the tags are equal. Borrowing may make the byte above such a one look like
 // zero as well, so these are candidates and no more.
-std::uint64_t ClientOrders::Bucket::candidates(std::uint32_t hash) const {
+std::uint64_t LiveIds::Bucket::candidates(std::uint32_t hash) const {
     const std::uint64_t difference = tags ^ in_each_byte(tag_of(hash));
     const std::uint64_t zeros = (difference - in_each_byte(0x01)) & ~difference & in_each_byte(0x80);
     return zeros & ((std::uint64_t{1} << 8 * used()) - 1);
 }
 
-void ClientOrders::Bucket::add(std::uint32_t hash, std::uint32_t slot) {
+void LiveIds::Bucket::add(std::uint32_t hash, std::uint32_t slot) {
     put(used(), hash, slot);
     tags += one_place;
 }
 
-void ClientOrders::Bucket::remove(unsigned place) {
+void LiveIds::Bucket::remove(unsigned place) {
     const unsigned last = used() - 1;
     put(place, hashes[last], slots[last]);
     tags -= one_place;
 }
 
-void ClientOrders::Bucket::put(unsigned place, std::uint32_t hash, std::uint32_t slot) {
+void LiveIds::Bucket::put(unsigned place, std::uint32_t hash, std::uint32_t slot) {
     const unsigned shift = 8 * place;
     tags = (tags & ~(std::uint64_t{0xFF} << shift)) | tag_of(hash) << shift;
     hashes[place] = hash;
     slots[place] = slot;
 }
 
-Order* ClientOrders::find(const meo::ClientOrderId& id) const {
+Order* LiveIds::find(const meo::ClientOrderId& id) {
+    const std::uint32_t slot = slot_of(id);
+    return slot == no_slot ? nullptr : &pool_.at(slot);
+}
+
+const Order* LiveIds::find(const meo::ClientOrderId& id) const {
+    const std::uint32_t slot = slot_of(id);
+    return slot == no_slot ? nullptr : &pool_.at(slot);
+}
+
+std::uint32_t LiveIds::slot_of(const meo::ClientOrderId& id) const {
     const std::vector<Bucket>& buckets = shards_[shard_of(id.hash)].buckets;
     const std::size_t mask = buckets.size() - 1;
     for (std::size_t at = bucket_of(id.hash) & mask;; at = (at + 1) & mask) {
@@ -62,43 +72,20 @@ Order* ClientOrders::find(const meo::ClientOrderId& id) const {
         for (std::uint64_t left = bucket.candidates(id.hash); left != 0; left &= left - 1) {
             const unsigned place = lowest_place(left);
             if (bucket.hashes[place] != id.hash) continue;
-            Order& order = pool_.at(bucket.slots[place]);
-            if (order.client_order_id == id) return &order;
+            const std::uint32_t slot = bucket.slots[place];
+            if (pool_.at(slot).client_order_id == id) return slot;
         }
-        if (!bucket.full()) return nullptr;
+        if (!bucket.full()) return no_slot;
     }
 }
 
-void ClientOrders::add(Order& order) {
-    insert_id(order);
-    const auto owner = static_cast<std::size_t>(order.owner);
-    if (owners_.size() <= owner) owners_.resize(owner + 1);
-    OwnOrders& own = owners_[owner];
-    order.earlier = own.last;
-    order.later = nullptr;
-    (own.last == nullptr ? own.first : own.last->later) = &order;
-    own.last = &order;
-}
-
-void ClientOrders::remove(Order& order) {
-    erase_id(order);
-    OwnOrders& own = owners_[static_cast<std::size_t>(order.owner)];
-    (order.earlier == nullptr ? own.first : order.earlier->later) = order.later;
-    (order.later == nullptr ? own.last : order.later->earlier) = order.earlier;
-}
-
-void ClientOrders::rename(Order& order, const meo::ClientOrderId& id) {
-    erase_id(order);
+void LiveIds::rename(Order& order, const meo::ClientOrderId& id) {
+    remove(order);
     order.client_order_id = id;
-    insert_id(order);
+    add(order);
 }
 
-Order* ClientOrders::first_of(ClientHandle owner) const {
-    const auto index = static_cast<std::size_t>(owner);
-    return index < owners_.size() ? owners_[index].first : nullptr;
-}
-
-void ClientOrders::insert_id(const Order& order) {
+void LiveIds::add(const Order& order) {
     const std::uint32_t hash = order.client_order_id.hash;
     Shard& shard = shards_[shard_of(hash)];
     if (++shard.used > shard.buckets.size() * 5) grow(shard);
@@ -106,7 +93,7 @@ void ClientOrders::insert_id(const Order& order) {
 }
 
 // Closes the gap by moving back whoever a full bucket has sent past it, so that no search breaks off early.
-void ClientOrders::erase_id(const Order& order) {
+void LiveIds::remove(const Order& order) {
     const std::uint32_t hash = order.client_order_id.hash;
     Shard& shard = shards_[shard_of(hash)];
     std::vector<Bucket>& buckets = shard.buckets;
@@ -131,7 +118,7 @@ void ClientOrders::erase_id(const Order& order) {
     }
 }
 
-unsigned ClientOrders::place_of(const Bucket& bucket, std::uint32_t hash, std::uint32_t slot) {
+unsigned LiveIds::place_of(const Bucket& bucket, std::uint32_t hash, std::uint32_t slot) {
     for (std::uint64_t left = bucket.candidates(hash); left != 0; left &= left - 1) {
         const unsigned place = lowest_place(left);
         if (bucket.slots[place] == slot) return place;
@@ -139,43 +126,19 @@ unsigned ClientOrders::place_of(const Bucket& bucket, std::uint32_t hash, std::u
     return Bucket::places;
 }
 
-void ClientOrders::place(std::vector<Bucket>& buckets, std::uint32_t hash, std::uint32_t slot) {
+void LiveIds::place(std::vector<Bucket>& buckets, std::uint32_t hash, std::uint32_t slot) {
     const std::size_t mask = buckets.size() - 1;
     std::size_t at = bucket_of(hash) & mask;
     while (buckets[at].full()) at = (at + 1) & mask;
     buckets[at].add(hash, slot);
 }
 
-void ClientOrders::grow(Shard& shard) {
+void LiveIds::grow(Shard& shard) {
     std::vector<Bucket> larger(shard.buckets.size() * 2);
     for (const Bucket& bucket : shard.buckets) {
         for (unsigned i = 0; i < bucket.used(); ++i) place(larger, bucket.hashes[i], bucket.slots[i]);
     }
     shard.buckets.swap(larger);
-}
-
-void ClosedIds::close(const meo::ClientOrderId& id, std::uint64_t now_ms) {
-    const std::size_t at = find(id);
-    if (!used(at)) ++used_;
-    marks_[at] = {id.hash, generation_};
-    entries_[at] = {id, now_ms};
-    if (used_ <= limit_ids) return;
-    used_ = 0;
-    ++generation_;
-}
-
-std::optional<std::uint64_t> ClosedIds::closed_at_ms(const meo::ClientOrderId& id) const {
-    const std::size_t at = find(id);
-    if (!used(at)) return std::nullopt;
-    return entries_[at].closed_ms;
-}
-
-std::size_t ClosedIds::find(const meo::ClientOrderId& id) const {
-    constexpr std::size_t mask = table_entries - 1;
-    static_assert(std::has_single_bit(table_entries) && table_entries > limit_ids + 1);
-    std::size_t at = id.hash & mask;
-    while (used(at) && (marks_[at].hash != id.hash || entries_[at].id != id)) at = (at + 1) & mask;
-    return at;
 }
 
 }  // namespace kavo
