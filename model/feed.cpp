@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "model/literal_wire.h"
+#include "model/wire.h"
 #include "model/packets.h"
 
 namespace kavo::model {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "model/literal_wire.h"
+#include "model/wire.h"
 #include "model/logins.h"
 
 namespace kavo::model {

@@ -6,9 +6,9 @@
 #include "client/feed_messages.h"
 #include "client/transcript.h"
 #include "common/clock.h"
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/fields.h"
 #include "model/packets.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 

@@ -1,10 +1,10 @@
 // Order-entry requests: what is read of them is what stands on paper, and every response that gives it back carries the
-// very bytes that the literal venue would send.
+// very bytes that the model would send.
 #include <algorithm>
 
 #include "engine/meo.h"
 #include "harness/harness.h"
-#include "model/literal_wire.h"
+#include "model/wire.h"
 
 namespace kavo::fuzz {
 namespace {

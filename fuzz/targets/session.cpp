@@ -40,14 +40,9 @@ simulation::Plan plan_from(Input& input) {
     plan.start_wall_ns = 1'700'000'000'123'456'789;
 
     const auto every = [&input] { return static_cast<std::uint32_t>(input.below(8)) / 2; };
-    simulation::Scenario& scenario = plan.scenario;
-    scenario.disconnect_after = input.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
-    scenario.lapse_ms = input.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
-    scenario.reject_every = every();
-    scenario.partial_fill_every = every();
-    scenario.fill_on_cancel_every = every();
-    scenario.unsolicited_cancel_every = every();
-    scenario.replace_reject_every = every();
+    plan.bench.disconnect_after = input.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
+    plan.bench.scenario_lapse_ms = input.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
+    for (model::Bench::Fault& fault : plan.bench.faults) fault.script.every = every();
     return plan;
 }
 

@@ -1,14 +1,16 @@
 // The wire, stated a second time. Every offset below is written as a plain number and nothing is shared with the
-// engine's own layout tables: a slip in either statement makes the two disagree.
+// simulator's own layout tables: a slip in either statement makes the two disagree.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "model/literal_records.h"
+#include "model/records.h"
 
 namespace kavo::model {
+
+struct Product;
 
 // Requests. Nothing is returned when the message is too short or of another type; content is never judged here.
 std::optional<NewOrder> read_new_order(const Bytes& message);
@@ -47,6 +49,8 @@ Bytes add_order(std::uint64_t now_ns, const Order& order);
 Bytes modify_order(std::uint64_t now_ns, const Order& order, bool lost_priority);
 Bytes delete_order(std::uint64_t now_ns, const Order& order);
 Bytes order_executed(std::uint64_t now_ns, const Order& order, const Fill& fill);
+// The order as an Add Order shows it.
+Order read_add_order(const Bytes& message);
 
 // Bytes as hexadecimal pairs, and in the clear where they are letters, for the message of a failed comparison.
 std::string hex(const Bytes& message);

@@ -1,8 +1,9 @@
 // Order entry, as bytes.
 #include <algorithm>
 
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/books.h"
+#include "model/fields.h"
+#include "model/wire.h"
 
 namespace kavo::model {
 namespace {
