@@ -118,12 +118,13 @@ void Auditor::end_day() {
 
 std::vector<model::Bench::Counter> Auditor::counters() const {
     const auto& [dropped, duplicated, reordered] = feed_.model.faults;
+    const model::Recovery& recovery = recovery_.model();
     std::vector<model::Bench::Counter> counters = bench_.counters();
     counters.insert(counters.end(), {{"dropped", dropped.befallen},
                                      {"duplicated", duplicated.befallen},
                                      {"reordered", reordered.befallen},
-                                     {"retransmissions", recovery_.model().retransmissions},
-                                     {"refreshes", recovery_.model().refreshes}});
+                                     {"retransmissions", recovery.retransmissions},
+                                     {"refreshes", recovery.refreshes}});
     return counters;
 }
 
