@@ -67,7 +67,7 @@ void Books::trade(std::uint64_t id, std::uint32_t quantity) {
     if (order.leaves == 0) remove(id);
 }
 
-// A Modify moves the order to the back of its level whether or not it says that priority was kept: that is how the
+// A Replace moves the order to the back of its level whether or not it says that priority was kept: that is how the
 // venue queues, and the flag does not tell otherwise.
 void Books::follow(const Bytes& message) {
     const std::uint8_t type = message.at(0);

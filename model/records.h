@@ -34,7 +34,7 @@ struct NewOrder {
 };
 
 // A replace as read from the wire; price in the wire's millionths.
-struct Modify {
+struct Replace {
     std::string mpid;
     std::string client_order_id;
     std::string orig_client_order_id;

@@ -8,11 +8,11 @@ constexpr std::uint64_t cent = 10'000;  // on the wire
 
 }  // namespace
 
-void Venue::modify(int client, const Modify& request, Answers& answers) {
+void Venue::replace(int client, const Replace& request, Answers& answers) {
     const Order* found = find_own(client, request.orig_client_order_id);
     const Order order = found == nullptr ? Order{} : *found;
     if (const Refusal refusal = refusal_of(request, found); refusal.reason != ' ') {
-        answers.push_back(modify_response(now_ns_, request, order.id, 0, refusal.reason));
+        answers.push_back(replace_response(now_ns_, request, order.id, 0, refusal.reason));
         if (refusal.text.empty()) return;
         return write({.event = "replace_reject",
                       .client_order_id = request.client_order_id,
@@ -30,12 +30,12 @@ void Venue::modify(int client, const Modify& request, Answers& answers) {
 
     // What is already executed leaves nothing to stand for, and the new id never lives.
     answers.push_back(cancel_resting(order, 'U', "modify_closed"));
-    answers.push_back(modify_response(now_ns_, request, order.id, 0, ' '));
-    answers.push_back(modify_notice(now_ns_, request, order, 0));
+    answers.push_back(replace_response(now_ns_, request, order.id, 0, ' '));
+    answers.push_back(replace_notice(now_ns_, request, order, 0));
 }
 
 //   order  the one that is to be replaced; none when the client has none of that name
-Venue::Refusal Venue::refusal_of(const Modify& request, const Order* order) {
+Venue::Refusal Venue::refusal_of(const Replace& request, const Order* order) {
     const std::string& original = request.orig_client_order_id;
     if (order == nullptr) {
         if (closed_lately(original)) return {'D', "late"};
@@ -55,7 +55,7 @@ Venue::Refusal Venue::refusal_of(const Modify& request, const Order* order) {
 }
 
 // Priority is only a word on the feed: with or without it, the order queues behind the others at its price.
-void Venue::replace(const Modify& request, Order order, Answers& answers) {
+void Venue::replace(const Replace& request, Order order, Answers& answers) {
     const std::uint32_t price = book_price(request.price);
     const std::uint32_t leaves = request.size - order.executed;
     const bool lost_priority = price != order.price || leaves > order.leaves;
@@ -71,8 +71,8 @@ void Venue::replace(const Modify& request, Order order, Answers& answers) {
     books.remove(order.id);
     books.add(order);
     book_changed(order.product_id);
-    answers.push_back(modify_response(now_ns_, request, order.id, leaves, ' '));
-    answers.push_back(modify_notice(now_ns_, request, order, leaves));
+    answers.push_back(replace_response(now_ns_, request, order.id, leaves, ' '));
+    answers.push_back(replace_notice(now_ns_, request, order, leaves));
     Truth truth = truth_of("replace", order);
     truth.leaves = leaves;
     truth.reference = request.orig_client_order_id;

@@ -26,8 +26,8 @@ std::optional<Answers> Venue::handle(int client, const Bytes& message) {
         new_order(client, *order, answers);
     } else if (const auto cancellation = read_cancel(message)) {
         cancel(client, *cancellation, answers);
-    } else if (const auto replacement = read_modify(message)) {
-        modify(client, *replacement, answers);
+    } else if (const auto replacement = read_replace(message)) {
+        replace(client, *replacement, answers);
     } else {
         return std::nullopt;
     }

@@ -123,9 +123,9 @@ private:
     void rest(const Order& order, Answers& answers);
 
     // replaces.cpp
-    void modify(int client, const Modify& request, Answers& answers);
-    Refusal refusal_of(const Modify& request, const Order* order);
-    void replace(const Modify& request, Order order, Answers& answers);
+    void replace(int client, const Replace& request, Answers& answers);
+    Refusal refusal_of(const Replace& request, const Order* order);
+    void replace(const Replace& request, Order order, Answers& answers);
     void match_replaced(Order order, Answers& answers);
 
     // cancels.cpp

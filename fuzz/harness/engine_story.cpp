@@ -53,7 +53,7 @@ void EngineStory::check(const std::string& differences, std::size_t effort) {
 void EngineStory::step() {
     const std::size_t decision = input_.below(16);
     if (decision < 6) return check(sides_.handle(new_order()));
-    if (decision < 8) return check(sides_.handle(modify()));
+    if (decision < 8) return check(sides_.handle(replace()));
     if (decision < 10) return check(sides_.handle(cancel()));
     switch (decision) {
         case 10: return check(sides_.handle(any_bytes()));
@@ -86,7 +86,7 @@ Request EngineStory::new_order() {
     return {sender, message, {}};
 }
 
-Request EngineStory::modify() {
+Request EngineStory::replace() {
     const int sender = client();
     model::Bytes message(111, 0);
     model::put_text(message, 0, "M1");

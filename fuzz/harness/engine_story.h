@@ -28,7 +28,7 @@ private:
 
     // One decision each.
     model::Request new_order();
-    model::Request modify();
+    model::Request replace();
     model::Request cancel();
     model::Request any_bytes();
     void made_requests();

@@ -21,7 +21,7 @@ Transport Stage::transport(Peers& peers) {
                 exhausted = false;
                 return accept(peers);
             },
-        .read = [this, &peers](int fd, Bytes& buffer, bool& arrived) { return read(peers, fd, buffer, arrived); },
+        .read = [this, &peers](int fd, Bytes& buffer, bool& arrived, bool) { return read(peers, fd, buffer, arrived); },
         .send = [this, &peers](int fd, ByteView bytes, bool more) { return hand_over(peers, fd, bytes, more); },
         .push = [this](int fd) { push(fd); },
         .unacknowledged = [](int) { return std::size_t{0}; },

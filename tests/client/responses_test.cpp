@@ -255,7 +255,7 @@ TEST(Responses, AnswerToAReplace) {
         4B                                                          # reason 'K'
         00 00 00 00 00 00 00 00 00 00                               # reserved
     )");
-    const auto read = read_modify_response(bytes);
+    const auto read = read_replace_response(bytes);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->timestamp, timestamp);
     EXPECT_EQ(read->mpid, "AB");
@@ -265,7 +265,7 @@ TEST(Responses, AnswerToAReplace) {
     EXPECT_EQ(read->order_id, order_id);
     EXPECT_EQ(read->leaves, 0x94939291u);
     EXPECT_EQ(read->price, 0x4847464544434241u);
-    EXPECT_EQ(read->reason, meo::ModifyReason::no_quantity);
+    EXPECT_EQ(read->reason, meo::ReplaceReason::no_quantity);
     EXPECT_EQ(read->accepted(), false);
 }
 
@@ -289,7 +289,7 @@ TEST(Responses, OrderAfterAReplace) {
         00 00 00 00 00 00 00 00                                     # zero
         00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00          # reserved
     )");
-    const auto read = read_modify_notification(bytes);
+    const auto read = read_replace_notification(bytes);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->timestamp, timestamp);
     EXPECT_EQ(read->mpid, "AB");
@@ -379,8 +379,8 @@ std::string readers_of(ByteView message) {
     note(read_order_resting(message).has_value(), "P1");
     note(read_execution(message).has_value(), "E1");
     note(read_order_cancelled(message).has_value(), "XN");
-    note(read_modify_response(message).has_value(), "MR");
-    note(read_modify_notification(message).has_value(), "MN");
+    note(read_replace_response(message).has_value(), "MR");
+    note(read_replace_notification(message).has_value(), "MN");
     note(read_cancel_response(message).has_value(), "CR");
     note(read_start_of_session(message).has_value(), "SN");
     note(read_symbol_update(message).has_value(), "SU");

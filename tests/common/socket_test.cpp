@@ -84,7 +84,8 @@ struct Connection {
     std::array<std::uint8_t, 16> scratch{};
     Bytes received;
     bool arrived = false;
-    ReadEnd read() { return read_available(server.fd(), scratch, received, arrived); }
+    bool end_possible = true;
+    ReadEnd read() { return read_available(server.fd(), scratch, received, arrived, end_possible); }
     // Reads until `size` bytes are there: loopback may deliver them in pieces.
     ReadEnd read_up_to(std::size_t size) {
         ReadEnd end = ReadEnd::open;
@@ -132,8 +133,9 @@ TEST(OpenListener, HasAnAddressThatCanBeUsedAgain) {
 TEST(OpenListener, OnAPortThatIsTakenSaysWhatFailedAndWhy) {
     const Socket first(open_listener(0, 4, "first", standard_error));
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen", standard_error); }),
-              "kavo_me: MEO listen: Address already in use\n");
+    EXPECT_EQ(
+        said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen", standard_error); }),
+        "kavo_me: MEO listen: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }
 
@@ -219,13 +221,13 @@ TEST(ReadAvailable, LeavesTheRestOfAFloodForTheNextTurn) {
     Bytes scratch(1'000);
     Bytes received;
     bool arrived = false;
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::more);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::more);
     EXPECT_TRUE(arrived);
     EXPECT_EQ(received.size(), 1'000U);
     for (int turns = 0; turns < 19; ++turns) {
-        EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::more);
+        EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::more);
     }
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::open);
     EXPECT_FALSE(arrived);
     EXPECT_EQ(received, flood);
 }
@@ -244,6 +246,18 @@ TEST(ReadAvailable, TellsThatThePeerIsGoneBehindItsLastBytes) {
     shutdown(connection.client.fd(), SHUT_WR);
     EXPECT_EQ(connection.read_up_to(4), ReadEnd::gone);
     EXPECT_EQ(as_text(connection.received), "bye");
+}
+
+TEST(ReadAvailable, DoesNotLookForAnEndThatIsNotPossible) {
+    Connection connection;
+    connection.end_possible = false;
+    connection.say("abc");
+    close_socket(connection.client.release());
+    ASSERT_TRUE(connection.server.readable());
+    EXPECT_EQ(connection.read(), ReadEnd::open);
+    EXPECT_EQ(as_text(connection.received), "abc");
+    connection.end_possible = true;
+    EXPECT_EQ(connection.read(), ReadEnd::gone);
 }
 
 TEST(ReadAvailable, TellsThatThePeerIsGoneWhenItBrokeOff) {
@@ -405,7 +419,8 @@ TEST(LocalDatagrams, OnAPortThatIsTakenSayWhatFailedAndWhy) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ASSERT_EQ(bind(taken.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port", standard_error); }),
+    EXPECT_EQ(said_during(
+                  [&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port", standard_error); }),
               "kavo_me: control port: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }

@@ -232,8 +232,8 @@ TEST(MeoResponseBytes, OrderCancelled) {
     )"));
 }
 
-meo::ModifyRequest modify_request() {
-    meo::ModifyRequest request;
+meo::ReplaceRequest replace_request() {
+    meo::ReplaceRequest request;
     request.mpid = Mpid("AB");
     request.client_order_id = ClientOrderId("new-1");
     request.orig_client_order_id = ClientOrderId("old-1");
@@ -245,10 +245,10 @@ meo::ModifyRequest modify_request() {
     return request;
 }
 
-TEST(MeoResponseBytes, ModifyResponse) {
-    const meo::ModifyRequest request = modify_request();
+TEST(MeoResponseBytes, ReplaceResponse) {
+    const meo::ReplaceRequest request = replace_request();
     const meo::Message message =
-        build(meo::ModifyResponse{timestamp, request, order_id, 0x94939291, meo::ModifyReason::no_quantity});
+        build(meo::ReplaceResponse{timestamp, request, order_id, 0x94939291, meo::ReplaceReason::no_quantity});
     EXPECT_EQ(message.bytes().size(), 89u);
     EXPECT_EQ(to_hex(message.bytes()), hex_rows(R"(
         4D 52                                                       # type "MR"
@@ -265,9 +265,9 @@ TEST(MeoResponseBytes, ModifyResponse) {
     )"));
 }
 
-TEST(MeoResponseBytes, ModifyNotification) {
-    const meo::ModifyRequest request = modify_request();
-    const meo::Message message = build(meo::ModifyNotification{timestamp, request, 0x84838281, order_id, 0x94939291});
+TEST(MeoResponseBytes, ReplaceNotification) {
+    const meo::ReplaceRequest request = replace_request();
+    const meo::Message message = build(meo::ReplaceNotification{timestamp, request, 0x84838281, order_id, 0x94939291});
     EXPECT_EQ(message.bytes().size(), 123u);
     EXPECT_EQ(to_hex(message.bytes()), hex_rows(R"(
         4D 4E                                                       # type "MN"

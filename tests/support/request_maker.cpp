@@ -30,7 +30,7 @@ std::string format(const char* pattern, Values... values) {
 
 Request RequestMaker::next() {
     const std::uint64_t choice = below(100);
-    Request request = choice < 55 ? new_order() : choice < 77 ? modify() : cancel();
+    Request request = choice < 55 ? new_order() : choice < 77 ? replace() : cancel();
     if (one_in(400)) spoil(request);
     return request;
 }
@@ -74,7 +74,7 @@ Request RequestMaker::new_order() {
                    static_cast<unsigned long long>(price), order_flags, time_in_force, order_type)};
 }
 
-Request RequestMaker::modify() {
+Request RequestMaker::replace() {
     const std::size_t seat = below(seats_.size());
     const std::string orig = id_to_change(seat);
     const std::string id = one_in(40) ? orig : one_in(60) ? std::string() : new_id(seat);

@@ -36,7 +36,7 @@ public:
 
 private:
     Request new_order();
-    Request modify();
+    Request replace();
     Request cancel();
 
     Bytes random_bytes(std::size_t size);

@@ -165,8 +165,8 @@ std::string SideBySide::handle(const Request& request) {
 bool SideBySide::tell_engine(const Request& request, OutboundMessages& answers) {
     if (const auto order = meo::read_new_order(request.message)) {
         engine_.new_order(request.client, *order, answers);
-    } else if (const auto replacement = meo::read_modify(request.message)) {
-        engine_.modify(request.client, *replacement, answers);
+    } else if (const auto replacement = meo::read_replace(request.message)) {
+        engine_.replace(request.client, *replacement, answers);
     } else if (const auto cancellation = meo::read_cancel(request.message)) {
         engine_.cancel(request.client, *cancellation, answers);
     } else {
