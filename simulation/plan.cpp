@@ -94,6 +94,7 @@ Plan plan_for(std::uint64_t seed, Dice& dice) {
     plan.clients = static_cast<unsigned>(dice.between(2, 7));
     plan.receivers = static_cast<unsigned>(dice.between(1, 3));
     plan.restless_clock = dice.one_in(3);
+    plan.descriptors_run_out = seed % 8 == 5;
     plan.start_ms = dice.between(1, 10'000'000);
     plan.start_wall_ns = start_second * ns_per_second + dice.below(ns_per_second);
     return plan;

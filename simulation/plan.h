@@ -28,8 +28,9 @@ struct Plan {
     unsigned passes = 0;
     unsigned clients = 0;
     unsigned receivers = 0;
-    bool restless_clock = false;  // time passes within a pass too, not only between two
-    std::uint64_t start_ms = 0;   // steady clock
+    bool descriptors_run_out = false;  // now and then nobody can be accepted
+    bool restless_clock = false;       // time passes within a pass too, not only between two
+    std::uint64_t start_ms = 0;        // steady clock
     std::uint64_t start_wall_ns = 0;
 
     // As they would stand on the command line and in the environment.

@@ -47,6 +47,8 @@ public:
 
     Peer& connect_client() { return connect(clients_); }
     Peer& connect_receiver() { return connect(receivers_); }
+    // From here on everybody can be accepted.
+    void free_descriptors() { plan_.descriptors_run_out = false; }
     // Carried out in the next pass.
     void command(const std::string& line) { commands_.push_back(line); }
 
