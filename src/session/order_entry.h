@@ -92,7 +92,7 @@ public:
     OrderEntry(const OrderEntry&) = delete;  // what it says farewell to refers to its transport
     OrderEntry& operator=(const OrderEntry&) = delete;
 
-    // The steps of a pass, in the order in which the main loop takes them.
+    // The steps of a pass, in the order in which the venue takes them.
     void accept_clients();
     void serve_clients();
     void continue_sending();
