@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fstream>
 
+#include "model/bench.h"
 #include "support/scene.h"
 #include "system/live_venue.h"
 
@@ -239,11 +240,7 @@ TEST(LiveStop, BySignalReportsAndEndsWithStatusZero) {
         for (const int number : signals) venue.process.signal(number);
         venue.stop();
         EXPECT_EQ(venue.feed.waiting(), "");
-        EXPECT_EQ(venue.process.said(),
-                  before + final_report(venue.feed,
-                                        "orders=0 accepts=0 fills=0 partials=0 cancels=0 replaces=0 rejects=0 "
-                                        "replace_rejects=0 unsolicited_cancels=0 race_fills=0 late_cancels=0 "
-                                        "stale_cancels=0 logins=0 replays=0 replayed=0"));
+        EXPECT_EQ(venue.process.said(), before + final_report(venue.feed, model::Bench().statistics()));
     }
 }
 
@@ -277,11 +274,18 @@ TEST(LiveStop, ReportsWhatTheDayHasBrought) {
 
     venue.stop();
     venue.feed.waiting();
-    EXPECT_TRUE(venue.process.said().ends_with(
-        "\n" + final_report(venue.feed,
-                            "orders=6 accepts=6 fills=42 partials=0 cancels=5 replaces=1 rejects=0 replace_rejects=1 "
-                            "unsolicited_cancels=0 race_fills=0 late_cancels=1 stale_cancels=1 logins=4 replays=1 "
-                            "replayed=4")))
+    const model::Bench counted{.orders = 6,
+                               .accepts = 6,
+                               .fills = 42,
+                               .cancels = 5,
+                               .replaces = 1,
+                               .replace_rejects = 1,
+                               .late_cancels = 1,
+                               .stale_cancels = 1,
+                               .logins = 4,
+                               .replays = 1,
+                               .replayed = 4};
+    EXPECT_TRUE(venue.process.said().ends_with("\n" + final_report(venue.feed, counted.statistics())))
         << venue.process.said();
 }
 
@@ -298,10 +302,7 @@ TEST(LiveStop, HasSaidEverythingButTwoLinesWhenQuiet) {
               "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n"
               "bench: client alice logged out\n"
               "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of alice stay on the book\n" +
-                  final_report(venue.feed,
-                               "orders=0 accepts=0 fills=0 partials=0 cancels=0 replaces=0 rejects=0 "
-                               "replace_rejects=0 unsolicited_cancels=0 race_fills=0 late_cancels=0 stale_cancels=0 "
-                               "logins=1 replays=0 replayed=0"));
+                  final_report(venue.feed, model::Bench{.logins = 1}.statistics()));
 }
 
 }  // namespace
