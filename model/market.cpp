@@ -1,7 +1,6 @@
 // The start of day and the synthetic market. The order of the draws is part of the behaviour: one seed is one market,
 // so each draw below stands in a statement of its own.
 #include <cmath>
-#include <cstdlib>
 
 #include "model/venue.h"
 
@@ -13,8 +12,13 @@ constexpr int quotes_in_a_tick = 3;
 constexpr std::size_t thin_side_levels = 4;
 constexpr std::uint16_t synthetic_flags = 0x0008;
 
+// Signed arithmetic that wraps, for references beyond all reason.
+std::int64_t wrapped(std::uint64_t value) {
+    return static_cast<std::int64_t>(value);
+}
+
 std::int64_t mid_price(double reference) {
-    return std::llround(reference * 100.0) * 100;
+    return wrapped(static_cast<std::uint64_t>(std::llround(reference * 100.0)) * 100);
 }
 
 int withdrawal_attempts(std::size_t synthetic_orders) {
@@ -24,8 +28,7 @@ int withdrawal_attempts(std::size_t synthetic_orders) {
 
 // Far from the mid, a quote that has gone below zero included: its price then stands near the top of 32 bits.
 bool is_stale(const Order& order, std::int64_t mid) {
-    const std::int64_t distance = std::llabs(static_cast<std::int64_t>(order.price) - mid);
-    return static_cast<double>(distance) / 100.0 > 12.0;
+    return std::abs(static_cast<double>(order.price) - static_cast<double>(mid)) / 100.0 > 12.0;
 }
 
 }  // namespace
@@ -83,9 +86,9 @@ void Venue::place_quote(std::uint32_t product_id, std::int64_t mid, Direction di
     Order quote;
     quote.product_id = product_id;
     quote.buy = direction == Direction::random ? draws_.uniform() < 0.5 : direction == Direction::buy;
-    const auto k = static_cast<std::int64_t>(draws_.below(10));
-    const std::int64_t price = quote.buy ? (mid - 50 - 100 * k) / 100 * 100 : (mid + 100 * k + 50) / 100 * 100;
-    quote.price = static_cast<std::uint32_t>(price);
+    const std::uint64_t away = 100 * draws_.below(10) + 50;
+    const auto middle = static_cast<std::uint64_t>(mid);
+    quote.price = static_cast<std::uint32_t>(wrapped(quote.buy ? middle - away : middle + away) / 100 * 100);
     quote.leaves = static_cast<std::uint32_t>(draws_.three_bits() + 1) * 100;
     quote.id = next_order_id_++;
     quote.mpid = "SYNT";
