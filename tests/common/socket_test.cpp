@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
@@ -74,7 +75,14 @@ bool blocks(int socket) {
 
 // One connection on loopback, seen from both its ends.
 struct Connection {
-    Connection() { EXPECT_GE(server.fd(), 0); }
+    // It must not block; should it, then not for ever.
+    Connection() {
+        EXPECT_GE(server.fd(), 0);
+        const timeval limit{1, 0};
+        for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+            setsockopt(server.fd(), SOL_SOCKET, option, &limit, sizeof limit);
+        }
+    }
 
     Socket listener{open_listener(0, 4, "listen", standard_error)};
     Socket client{connect_to(port_of(listener.fd()))};
@@ -132,8 +140,9 @@ TEST(OpenListener, HasAnAddressThatCanBeUsedAgain) {
 TEST(OpenListener, OnAPortThatIsTakenSaysWhatFailedAndWhy) {
     const Socket first(open_listener(0, 4, "first", standard_error));
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen", standard_error); }),
-              "kavo_me: MEO listen: Address already in use\n");
+    EXPECT_EQ(
+        said_during([&] { second = open_listener(port_of(first.fd()), 4, "kavo_me: MEO listen", standard_error); }),
+        "kavo_me: MEO listen: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }
 
@@ -405,7 +414,8 @@ TEST(LocalDatagrams, OnAPortThatIsTakenSayWhatFailedAndWhy) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ASSERT_EQ(bind(taken.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     int second = 0;
-    EXPECT_EQ(said_during([&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port", standard_error); }),
+    EXPECT_EQ(said_during(
+                  [&] { second = open_local_datagrams(port_of(taken.fd()), "kavo_me: control port", standard_error); }),
               "kavo_me: control port: Address already in use\n");
     EXPECT_EQ(second, no_socket);
 }
