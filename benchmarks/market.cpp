@@ -20,7 +20,7 @@ constexpr std::size_t header_size = esesm::layout::packet::header_size;
 Transport nowhere() {
     return {
         .accept = [](bool&) { return no_socket; },
-        .read = [](int, Bytes&, bool&) { return ReadEnd::open; },
+        .read = [](int, Bytes&, bool&, bool) { return ReadEnd::open; },
         .send = [](int, ByteView bytes, bool) { return bytes.size(); },
         .push = [](int) {},
         .unacknowledged = [](int) { return std::size_t{0}; },

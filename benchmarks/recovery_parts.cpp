@@ -52,7 +52,7 @@ void refresh(benchmark::State& state) {
         bytes_sent += bytes.size();
         return bytes.size();
     };
-    counting.read = [](int, Bytes&, bool&) { return ReadEnd::gone; };  // closes as soon as it is told the end
+    counting.read = [](int, Bytes&, bool&, bool) { return ReadEnd::gone; };  // closes as soon as it is told the end
     Retransmission retransmission(market.feed, market.clock, counting, 1, market.commentary);
     const auto everything = std::to_array<std::uint8_t>({'R', 'O'});
     const Bytes packet = esesm::build_packet(esesm::PacketType::unsequenced_data, everything);

@@ -105,7 +105,7 @@ Replace Replace::time_in_force(char letter) const {
 }
 
 Bytes Replace::bytes() const {
-    namespace at = meo::layout::modify;
+    namespace at = meo::layout::replace;
     Bytes message(at::min_size);
     put_text(message, meo::layout::type, "M1", '\0');
     put_text(message, at::mpid, mpid, ' ');

@@ -91,10 +91,10 @@ std::optional<OrderCancelled> read_order_cancelled(ByteView message) {
     return read;
 }
 
-std::optional<ModifyResponse> read_modify_response(ByteView message) {
-    namespace at = layout::modify_response;
+std::optional<ReplaceResponse> read_replace_response(ByteView message) {
+    namespace at = layout::replace_response;
     if (!is_message(message, "MR", at::size)) return std::nullopt;
-    ModifyResponse read;
+    ReplaceResponse read;
     read.timestamp = get(message, layout::timestamp);
     read.mpid = padded_text(message, at::mpid);
     read.client_order_id = terminated_text(message, at::client_order_id);
@@ -103,14 +103,14 @@ std::optional<ModifyResponse> read_modify_response(ByteView message) {
     read.order_id = get(message, at::order_id);
     read.leaves = get(message, at::leaves);
     read.price = get(message, at::price);
-    read.reason = static_cast<meo::ModifyReason>(get(message, at::reason));
+    read.reason = static_cast<meo::ReplaceReason>(get(message, at::reason));
     return read;
 }
 
-std::optional<ModifyNotification> read_modify_notification(ByteView message) {
-    namespace at = layout::modify_notification;
+std::optional<ReplaceNotification> read_replace_notification(ByteView message) {
+    namespace at = layout::replace_notification;
     if (!is_message(message, "MN", at::size)) return std::nullopt;
-    ModifyNotification read;
+    ReplaceNotification read;
     read.timestamp = get(message, layout::timestamp);
     read.mpid = padded_text(message, at::mpid);
     read.client_order_id = terminated_text(message, at::client_order_id);

@@ -85,7 +85,7 @@ struct OrderCancelled {
 };
 
 // "MR": the first answer to a replace.
-struct ModifyResponse {
+struct ReplaceResponse {
     std::uint64_t timestamp = 0;
     std::string_view mpid;
     std::string_view client_order_id;
@@ -94,13 +94,13 @@ struct ModifyResponse {
     std::uint64_t order_id = 0;
     std::uint32_t leaves = 0;
     WirePrice price = 0;
-    meo::ModifyReason reason = meo::ModifyReason::accepted;
+    meo::ReplaceReason reason = meo::ReplaceReason::accepted;
 
-    bool accepted() const { return reason == meo::ModifyReason::accepted; }
+    bool accepted() const { return reason == meo::ReplaceReason::accepted; }
 };
 
 // "MN": the order as it stands after a replace, with its new total as its quantity. Without leaves it is closed.
-struct ModifyNotification {
+struct ReplaceNotification {
     std::uint64_t timestamp = 0;
     std::string_view mpid;
     std::string_view client_order_id;
@@ -147,8 +147,8 @@ std::optional<OrderAccepted> read_order_accepted(ByteView message);
 std::optional<OrderResting> read_order_resting(ByteView message);
 std::optional<Execution> read_execution(ByteView message);
 std::optional<OrderCancelled> read_order_cancelled(ByteView message);
-std::optional<ModifyResponse> read_modify_response(ByteView message);
-std::optional<ModifyNotification> read_modify_notification(ByteView message);
+std::optional<ReplaceResponse> read_replace_response(ByteView message);
+std::optional<ReplaceNotification> read_replace_notification(ByteView message);
 std::optional<CancelResponse> read_cancel_response(ByteView message);
 std::optional<StartOfSession> read_start_of_session(ByteView message);
 std::optional<SymbolUpdate> read_symbol_update(ByteView message);

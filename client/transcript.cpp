@@ -80,7 +80,7 @@ std::string text(const OrderCancelled& m) {
     return line.text();
 }
 
-std::string text(const ModifyResponse& m) {
+std::string text(const ReplaceResponse& m) {
     Line line("MR");
     line << m.client_order_id << "for" << m.orig_client_order_id;
     if (m.accepted()) {
@@ -91,7 +91,7 @@ std::string text(const ModifyResponse& m) {
     return line.text();
 }
 
-std::string text(const ModifyNotification& m) {
+std::string text(const ReplaceNotification& m) {
     Line line("MN");
     line << m.client_order_id << "for" << m.orig_client_order_id << order(m.order_id) << amount(m.quantity, m.price)
          << "leaves" << m.leaves << "tif" << letter(m.tif);
@@ -163,8 +163,8 @@ std::string meo_text(ByteView message) {
     if (const auto m = read_order_resting(message)) return text(*m);
     if (const auto m = read_execution(message)) return text(*m);
     if (const auto m = read_order_cancelled(message)) return text(*m);
-    if (const auto m = read_modify_response(message)) return text(*m);
-    if (const auto m = read_modify_notification(message)) return text(*m);
+    if (const auto m = read_replace_response(message)) return text(*m);
+    if (const auto m = read_replace_notification(message)) return text(*m);
     if (const auto m = read_cancel_response(message)) return text(*m);
     if (const auto m = read_start_of_session(message)) return text(*m);
     if (const auto m = read_symbol_update(message)) return text(*m);

@@ -10,9 +10,8 @@ set_target_properties(kavo_memory PROPERTIES EXPORT_NAME venue)
 set_target_properties(kavo_client PROPERTIES EXPORT_NAME client)
 set_target_properties(kavo_core PROPERTIES EXPORT_NAME core)
 set_target_properties(kavo_codecs PROPERTIES EXPORT_NAME codecs)
-# A header of the package needs the language that it is written in, and finds the others beside it.
+# A header of the package finds the others beside it.
 foreach(library kavo_memory kavo_client kavo_core kavo_codecs)
-    target_compile_features(${library} PUBLIC cxx_std_20)
     target_include_directories(${library} INTERFACE $<INSTALL_INTERFACE:${header_dir}>)
 endforeach()
 # A sanitized library makes sanitized programs only.

@@ -15,7 +15,7 @@ Transport MemoryPeers::transport() {
                 calling.pop_front();
                 return fd;
             },
-        .read = [this](int fd, Bytes& buffer, bool& arrived) { return read(fd, buffer, arrived); },
+        .read = [this](int fd, Bytes& buffer, bool& arrived, bool) { return read(fd, buffer, arrived); },
         .send = [this](int fd, ByteView bytes, bool more_follows) { return send(fd, bytes, more_follows); },
         .push = [this](int fd) { peers[fd].waiting = false; },
         .unacknowledged = [this](int fd) { return peers[fd].unacknowledged; },

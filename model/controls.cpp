@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "model/bench.h"
 #include "model/texts.h"
 
 namespace kavo::model {
@@ -13,7 +14,8 @@ struct Word {
     std::string_view word;
     std::uint32_t otherwise = 0;  // stands for an argument that is no number
 };
-constexpr std::array<Word, 19> words{{
+// Of the scripted faults the bench has words of its own.
+constexpr std::array<Word, 14> words{{
     {"pause"},
     {"resume"},
     {"drop", 1},
@@ -25,15 +27,18 @@ constexpr std::array<Word, 19> words{{
     {"rate", 40},
     {"disconnect"},
     {"lapse", 20'000},
-    {"reject", 1},
-    {"partial", 1},
-    {"fill_on_cancel", 1},
-    {"unsolicited_cancel", 1},
-    {"replace_reject", 1},
     {"mark"},
     {"stats"},
     {"stop"},
 }};
+
+// Nothing for an unknown word.
+std::optional<std::uint32_t> otherwise_of(std::string_view word) {
+    const Bench bench;
+    if (std::ranges::find(bench.faults, word, &Bench::Fault::control_word) != bench.faults.end()) return 1;
+    const auto known = std::ranges::find(words, word, &Word::word);
+    return known == words.end() ? std::nullopt : std::optional(known->otherwise);
+}
 
 // The first word of the text, which loses it.
 std::string_view first_word(std::string_view& text) {
@@ -60,10 +65,10 @@ Command read_command(std::string_view datagram) {
 }
 
 std::optional<std::uint32_t> number_of(const Command& command) {
-    const auto known = std::ranges::find(words, command.word, &Word::word);
-    if (known == words.end()) return std::nullopt;
-    const auto number = static_cast<std::uint32_t>(leading_unsigned(command.argument).value_or(known->otherwise));
-    return number == 0 && command.word == "rate" ? known->otherwise : number;  // as good as none
+    const std::optional<std::uint32_t> otherwise = otherwise_of(command.word);
+    if (!otherwise) return std::nullopt;
+    const auto number = static_cast<std::uint32_t>(leading_unsigned(command.argument).value_or(*otherwise));
+    return number == 0 && command.word == "rate" ? otherwise : number;  // as good as none
 }
 
 std::string reply_to(const Command& command, const std::string& statistics) {

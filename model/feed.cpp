@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "model/literal_wire.h"
 #include "model/packets.h"
+#include "model/wire.h"
 
 namespace kavo::model {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "model/fault_script.h"
-#include "model/literal_records.h"
+#include "model/records.h"
 
 namespace kavo::model {
 

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "model/literal_records.h"
+#include "model/records.h"
 
 namespace kavo::model {
 

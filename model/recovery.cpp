@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "model/literal_wire.h"
 #include "model/logins.h"
+#include "model/wire.h"
 
 namespace kavo::model {
 

@@ -13,6 +13,7 @@ void Day::pass_after(std::uint64_t ms) {
 }
 
 void Day::calm_down() {
+    stage.free_descriptors();
     stage.command("pause");
     stage.command("lapse 0");
 }

@@ -19,7 +19,7 @@ struct DayReport {
     std::uint64_t passes = 0;
     std::uint64_t feed_messages = 0;
     std::uint64_t datagrams = 0;
-    std::vector<std::uint64_t> counters;  // the bench's, in the order of its report, then the feed's faults and replies
+    std::vector<model::Bench::Counter> counters;  // the bench's, then the feed's faults and replies
 };
 
 class Day {

@@ -82,7 +82,7 @@ private:
     std::uint64_t passes_ = 0;
     std::uint64_t feed_messages_ = 0;
     std::uint64_t datagrams_ = 0;
-    std::vector<std::uint64_t> counters_;
+    std::vector<model::Bench::Counter> counters_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
@@ -92,7 +92,9 @@ void Summary::add(const DayReport& day, std::uint64_t seed) {
     feed_messages_ += day.feed_messages;
     datagrams_ += day.datagrams;
     counters_.resize(std::max(counters_.size(), day.counters.size()));
-    for (std::size_t i = 0; i < day.counters.size(); ++i) counters_[i] += day.counters[i];
+    for (std::size_t i = 0; i < day.counters.size(); ++i) {
+        counters_[i] = {day.counters[i].name, counters_[i].value + day.counters[i].value};
+    }
     if (day.finding.empty()) return;
     ++findings_;
     std::printf("seed %ju: %s\n  again: ./dev simulate --seeds %ju --story\n", static_cast<std::uintmax_t>(seed),
@@ -107,9 +109,7 @@ void Summary::print() const {
                 static_cast<std::uintmax_t>(feed_messages_), static_cast<std::uintmax_t>(datagrams_),
                 static_cast<std::uintmax_t>(findings_));
     std::string text;
-    for (std::size_t i = 0; i < counters_.size(); ++i) {
-        text += std::string(counter_names.at(i)) + "=" + std::to_string(counters_[i]) + " ";
-    }
+    for (const auto& [name, value] : counters_) text += std::string(name) + "=" + std::to_string(value) + " ";
     std::printf("%s\n", text.c_str());
 }
 

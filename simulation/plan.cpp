@@ -35,18 +35,14 @@ FeedFaults some_faults(Dice& dice) {
     return faults;
 }
 
-Scenario some_scenario(Dice& dice) {
-    Scenario scenario;
-    if (dice.one_in(4)) return scenario;
-    if (dice.one_in(3)) scenario.disconnect_after = static_cast<std::uint32_t>(dice.between(1, 40));
-    if (dice.one_in(4)) scenario.lapse_ms = static_cast<std::int32_t>(dice.between(1, 6000));
-    if (dice.one_in(40)) scenario.lapse_ms = -5;
-    scenario.reject_every = some_every(dice);
-    scenario.partial_fill_every = some_every(dice);
-    scenario.fill_on_cancel_every = some_every(dice);
-    scenario.unsolicited_cancel_every = some_every(dice);
-    scenario.replace_reject_every = some_every(dice);
-    return scenario;
+model::Bench some_bench(Dice& dice) {
+    model::Bench bench;
+    if (dice.one_in(4)) return bench;
+    if (dice.one_in(3)) bench.disconnect_after = static_cast<std::uint32_t>(dice.between(1, 40));
+    if (dice.one_in(4)) bench.scenario_lapse_ms = static_cast<std::int32_t>(dice.between(1, 6000));
+    if (dice.one_in(40)) bench.scenario_lapse_ms = -5;
+    for (model::Bench::Fault& fault : bench.faults) fault.script.every = some_every(dice);
+    return bench;
 }
 
 EngineSettings some_engine(Dice& dice) {
@@ -61,20 +57,6 @@ EngineSettings some_engine(Dice& dice) {
 }
 
 }  // namespace
-
-bool Scenario::empty() const {
-    return disconnect_after == 0 && lapse_ms == 0 && reject_every == 0 && partial_fill_every == 0 &&
-           fill_on_cancel_every == 0 && unsolicited_cancel_every == 0 && replace_reject_every == 0;
-}
-
-std::string Scenario::text() const {
-    return "name=rough,disconnect_after=" + std::to_string(disconnect_after) + ",lapse_ms=" + std::to_string(lapse_ms) +
-           ",reject_every=" + std::to_string(reject_every) +
-           ",partial_fill_every=" + std::to_string(partial_fill_every) +
-           ",fill_on_cancel_every=" + std::to_string(fill_on_cancel_every) +
-           ",unsolicited_cancel_every=" + std::to_string(unsolicited_cancel_every) +
-           ",replace_reject_every=" + std::to_string(replace_reject_every);
-}
 
 Options Plan::options() const {
     Options options;
@@ -94,7 +76,7 @@ Options Plan::options() const {
     options.acod = engine.acod;
     options.max_order_size = engine.max_order_size;
     options.quiet = engine.quiet;
-    if (!scenario.empty()) options.scenario = scenario.text();
+    if (bench.scripted()) options.scenario = bench.scenario();
     return options;
 }
 
@@ -107,11 +89,12 @@ Plan plan_for(std::uint64_t seed, Dice& dice) {
     plan.tick_interval_ms = dice.pick({0, 5, 40, 40, 250, -1});
     plan.control_port = !dice.one_in(3);
     plan.faults = some_faults(dice);
-    plan.scenario = some_scenario(dice);
+    plan.bench = some_bench(dice);
     plan.passes = static_cast<unsigned>(dice.between(100, 400));
     plan.clients = static_cast<unsigned>(dice.between(2, 7));
     plan.receivers = static_cast<unsigned>(dice.between(1, 3));
     plan.restless_clock = dice.one_in(3);
+    plan.descriptors_run_out = seed % 8 == 5;
     plan.start_ms = dice.between(1, 10'000'000);
     plan.start_wall_ns = start_second * ns_per_second + dice.below(ns_per_second);
     return plan;

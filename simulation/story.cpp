@@ -6,9 +6,9 @@
 #include "client/feed_messages.h"
 #include "client/transcript.h"
 #include "common/clock.h"
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/fields.h"
 #include "model/packets.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 
@@ -24,7 +24,7 @@ std::string request_text(const Bytes& message) {
                ((order->order_flags & 1) != 0 ? " sell " : " buy ") + amount(order->size, order->price) + " tif " +
                order->tif + " type " + order->order_type + printed(" flags %#x", order->order_flags);
     }
-    if (const auto replacement = model::read_modify(message)) {
+    if (const auto replacement = model::read_replace(message)) {
         return "M1 " + replacement->client_order_id + " for " + replacement->orig_client_order_id + " of " +
                replacement->mpid + " " + amount(replacement->size, replacement->price) + " tif " + replacement->tif;
     }

@@ -13,7 +13,7 @@ namespace kavo::simulation {
 
 enum class What : std::uint8_t {
     clock,     // from here on both clocks stand at another moment
-    step,      // the main loop begins a step
+    step,      // a pass begins a step
     readable,  // the poll has found something to read on this connection
     command,
     command_reply,
@@ -37,7 +37,7 @@ enum class What : std::uint8_t {
     snapshot,     // the text of a snapshot file
 };
 
-// The steps of the main loop, in its order, and what comes before and behind them all.
+// The steps of a pass, in their order, and what comes before and behind them all.
 enum class Step : std::uint8_t {
     commands,
     accept,

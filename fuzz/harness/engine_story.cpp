@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "harness/harness.h"
-#include "model/literal_fields.h"
+#include "model/fields.h"
 #include "support/request_maker.h"
 
 namespace kavo::fuzz {
@@ -53,7 +53,7 @@ void EngineStory::check(const std::string& differences, std::size_t effort) {
 void EngineStory::step() {
     const std::size_t decision = input_.below(16);
     if (decision < 6) return check(sides_.handle(new_order()));
-    if (decision < 8) return check(sides_.handle(modify()));
+    if (decision < 8) return check(sides_.handle(replace()));
     if (decision < 10) return check(sides_.handle(cancel()));
     switch (decision) {
         case 10: return check(sides_.handle(any_bytes()));
@@ -81,12 +81,12 @@ Request EngineStory::new_order() {
     model::put_char(message, 52, tif);
     model::put_char(message, 53, type);
     if (tif == 'T' || input_.one_in(64)) {
-        model::put(message, 112, 8, sides_.venue.wall_ns / ns_per_ms + input_.below(3) - 1);
+        model::put(message, 112, 8, sides_.world.wall_ns / ns_per_ms + input_.below(3) - 1);
     }
-    return {Request::Kind::new_order, sender, message, {}};
+    return {sender, message, {}};
 }
 
-Request EngineStory::modify() {
+Request EngineStory::replace() {
     const int sender = client();
     model::Bytes message(111, 0);
     model::put_text(message, 0, "M1");
@@ -98,7 +98,7 @@ Request EngineStory::modify() {
     model::put(message, 58, 8, price(product_id));
     model::put(message, 66, 4, shares());
     model::put_char(message, 83, input_.pick(std::array<char, 4>{'D', 'I', 'F', '\0'}));
-    return {Request::Kind::modify, sender, message, {}};
+    return {sender, message, {}};
 }
 
 Request EngineStory::cancel() {
@@ -109,21 +109,18 @@ Request EngineStory::cancel() {
     put_id(message, 14);
     put_id(message, 34);
     model::put(message, 54, 4, input_.one_in(32) ? input_.byte() : 1 + input_.below(3));
-    return {Request::Kind::cancel, sender, message, {}};
+    return {sender, message, {}};
 }
 
 // Whatever the bytes are, both sides must take them for the same.
 Request EngineStory::any_bytes() {
-    constexpr std::array<Request::Kind, 3> kinds{Request::Kind::new_order, Request::Kind::modify,
-                                                 Request::Kind::cancel};
-    const Request::Kind kind = input_.pick(kinds);
     const int sender = client();
-    return {kind, sender, bytes_without_line_ends(input_.below(140)), {}};
+    return {sender, bytes_without_line_ends(input_.below(140)), {}};
 }
 
 // A stretch of requests from the random maker, which knows what is on the books and aims at it.
 void EngineStory::made_requests() {
-    model::RequestMaker maker(input_.number<std::uint16_t>(), sides_.venue);
+    model::RequestMaker maker(input_.number<std::uint16_t>(), sides_.venue, sides_.world);
     maker.wraps_prices = input_.below(2) == 1;
     for (std::size_t left = 1 + input_.below(16); left > 0 && effort_ < most_effort; --left) {
         check(sides_.handle(maker.next()));
@@ -138,21 +135,13 @@ void EngineStory::let_time_pass() {
 }
 
 void EngineStory::tick() {
-    check(sides_.tick(), effort_of_a_tick * sides_.venue.products.size());
+    check(sides_.tick(), effort_of_a_tick * sides_.venue.books.products.size());
 }
 
 void EngineStory::arm() {
-    const auto every = [this] { return static_cast<std::uint32_t>(input_.below(6)); };
-    const auto next = [this] { return static_cast<std::uint32_t>(input_.below(4)); };
     model::Faults faults;
-    for (std::uint32_t* knob : {&faults.reject_every, &faults.partial_fill_every, &faults.fill_on_cancel_every,
-                                &faults.unsolicited_cancel_every, &faults.replace_reject_every}) {
-        *knob = every();
-    }
-    for (std::uint32_t* knob : {&faults.reject_next, &faults.partial_next, &faults.fill_on_cancel_next,
-                                &faults.unsolicited_cancel_next, &faults.replace_reject_next}) {
-        *knob = next();
-    }
+    for (model::Bench::Fault& fault : faults) fault.script.every = static_cast<std::uint32_t>(input_.below(6));
+    for (model::Bench::Fault& fault : faults) fault.script.next = static_cast<std::uint32_t>(input_.below(4));
     sides_.arm(faults);
 }
 
@@ -189,7 +178,7 @@ void EngineStory::put_id(model::Bytes& message, std::size_t at) {
 std::uint64_t EngineStory::price(std::uint32_t product_id) {
     if (input_.one_in(32)) return input_.number<std::uint64_t>();
     if (input_.one_in(32)) return input_.number<std::uint32_t>() * std::uint64_t{10'000};
-    const std::vector<model::Product>& products = sides_.venue.products;
+    const std::vector<model::Product>& products = sides_.venue.books.products;
     const model::Product& product = products[product_id == 0 || product_id > products.size() ? 0 : product_id - 1];
     const std::int64_t cents = std::llround(product.reference * 100.0) + static_cast<std::int8_t>(input_.byte()) / 8;
     return static_cast<std::uint64_t>(std::max<std::int64_t>(cents, 1)) * 10'000;

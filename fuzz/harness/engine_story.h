@@ -1,5 +1,5 @@
-// A day of the engine beside the literal venue, told by the fuzzer's bytes: requests, scripted faults, time, ticks and
-// clients that go away. After every step the two must be indistinguishable.
+// A day of the engine beside the venue of the model, told by the fuzzer's bytes: requests, scripted faults, time, ticks
+// and clients that go away. After every step the two must be indistinguishable.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ private:
 
     // One decision each.
     model::Request new_order();
-    model::Request modify();
+    model::Request replace();
     model::Request cancel();
     model::Request any_bytes();
     void made_requests();

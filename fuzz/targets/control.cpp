@@ -1,12 +1,13 @@
 // The control port's line: each command sets what it names and nothing else, and is answered word for word.
 #include <algorithm>
-#include <array>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "app/control_port.h"
 #include "harness/harness.h"
 #include "harness/input.h"
+#include "model/bench.h"
 #include "model/controls.h"
 #include "support/venue.h"
 
@@ -19,7 +20,7 @@ struct Knob {
     std::uint64_t value;
     bool operator==(const Knob&) const = default;
 };
-using Knobs = std::array<Knob, 15>;
+using Knobs = std::vector<Knob>;
 
 // A bench with or without a client that is logged in. What commands have changed is set back before every input.
 struct Scene {
@@ -37,29 +38,28 @@ struct Scene {
         venue.engine.market.interval_ms = 7;
         bench.disconnect_requested = bench.lapse_announced = false;
         bench.lapse_until_ms = 0;
-        bench.reject_next = bench.partial_next = bench.fill_on_cancel_next = 0;
-        bench.unsolicited_cancel_next = bench.replace_reject_next = 0;
+        for (const ScriptedFault& fault : scripted_faults) bench.*fault.next = 0;
         marks.clear();
     }
 
     Knobs knobs() const {
         const Bench& bench = venue.bench;
         const FeedFaults& faults = venue.feed.faults;
-        return {{{"pause", venue.engine.market.paused},
-                 {"drop", faults.drop_next},
-                 {"dup", faults.dup_next},
-                 {"reorder", faults.reorder_next},
-                 {"drop_every", faults.drop_every},
-                 {"dup_every", faults.dup_every},
-                 {"reorder_every", faults.reorder_every},
-                 {"rate", static_cast<std::uint32_t>(venue.engine.market.interval_ms)},
-                 {"disconnect", bench.disconnect_requested},
-                 {"lapse", bench.lapse_until_ms},
-                 {"reject", bench.reject_next},
-                 {"partial", bench.partial_next},
-                 {"fill_on_cancel", bench.fill_on_cancel_next},
-                 {"unsolicited_cancel", bench.unsolicited_cancel_next},
-                 {"replace_reject", bench.replace_reject_next}}};
+        Knobs all{{"pause", venue.engine.market.paused},
+                  {"drop", faults.drop_next},
+                  {"dup", faults.dup_next},
+                  {"reorder", faults.reorder_next},
+                  {"drop_every", faults.drop_every},
+                  {"dup_every", faults.dup_every},
+                  {"reorder_every", faults.reorder_every},
+                  {"rate", static_cast<std::uint32_t>(venue.engine.market.interval_ms)},
+                  {"disconnect", bench.disconnect_requested},
+                  {"lapse", bench.lapse_until_ms}};
+        const auto scripted = model::Bench().faults;
+        for (std::size_t i = 0; i < scripted.size(); ++i) {
+            all.push_back({scripted[i].control_word, bench.*scripted_faults.at(i).next});
+        }
+        return all;
     }
 
     test::Venue venue{{.silent = true}};
@@ -83,10 +83,9 @@ void carry_out(const model::Command& command, Knobs& knobs, std::string& marks) 
 }
 
 std::string statistics(bool logged_in) {
-    return "orders=0 accepts=0 fills=0 partials=0 cancels=0 replaces=0 rejects=0 replace_rejects=0 "
-           "unsolicited_cancels=0 race_fills=0 late_cancels=0 stale_cancels=0 logins=" +
-           std::string(logged_in ? "1" : "0") +
-           " replays=0 replayed=0 next_seq=2 kavo_me faults: sent 1 dropped 0 duplicated 0 reordered 0" +
+    model::Bench bench;
+    bench.logins = logged_in ? 1 : 0;
+    return bench.statistics() + " next_seq=2 kavo_me faults: sent 1 dropped 0 duplicated 0 reordered 0" +
            (logged_in ? " session=up" : " session=down");
 }
 

@@ -1,10 +1,10 @@
 // Order-entry requests: what is read of them is what stands on paper, and every response that gives it back carries the
-// very bytes that the literal venue would send.
+// very bytes that the model would send.
 #include <algorithm>
 
 #include "engine/meo.h"
 #include "harness/harness.h"
-#include "model/literal_wire.h"
+#include "model/wire.h"
 
 namespace kavo::fuzz {
 namespace {
@@ -70,20 +70,20 @@ bool check_new_order(ByteView message, const model::Bytes& paper) {
     return true;
 }
 
-bool check_modify(ByteView message, const model::Bytes& paper) {
-    const auto request = meo::read_modify(message);
-    const std::optional<model::Modify> literal = model::read_modify(paper);
+bool check_replace(ByteView message, const model::Bytes& paper) {
+    const auto request = meo::read_replace(message);
+    const std::optional<model::Replace> literal = model::read_replace(paper);
     require(request.has_value() == literal.has_value(), "a replace is read when it is one");
     if (!request) return false;
     model::Order order;
     order.id = order_id;
     order.product_id = 3;
-    const auto reason = meo::ModifyReason::scripted;
-    require(same(build(meo::ModifyResponse{now_ns, *request, order_id, leaves, reason}),
-                 model::modify_response(now_ns, *literal, order_id, leaves, 'H')),
+    const auto reason = meo::ReplaceReason::scripted;
+    require(same(build(meo::ReplaceResponse{now_ns, *request, order_id, leaves, reason}),
+                 model::replace_response(now_ns, *literal, order_id, leaves, 'H')),
             "MR");
-    require(same(build(meo::ModifyNotification{now_ns, *request, order.product_id, order_id, leaves}),
-                 model::modify_notice(now_ns, *literal, order, leaves)),
+    require(same(build(meo::ReplaceNotification{now_ns, *request, order.product_id, order_id, leaves}),
+                 model::replace_notice(now_ns, *literal, order, leaves)),
             "MN");
     return true;
 }
@@ -102,7 +102,7 @@ bool check_cancel(ByteView message, const model::Bytes& paper) {
 
 void read_request(ByteView message) {
     const model::Bytes paper(message.begin(), message.end());
-    const int kinds = check_new_order(message, paper) + check_modify(message, paper) + check_cancel(message, paper);
+    const int kinds = check_new_order(message, paper) + check_replace(message, paper) + check_cancel(message, paper);
     require(kinds <= 1, "a message is one request at most");
 }
 

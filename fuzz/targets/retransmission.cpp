@@ -6,8 +6,9 @@
 
 #include "harness/harness.h"
 #include "harness/input.h"
-#include "model/literal_wire.h"
+#include "model/books.h"
 #include "model/recovery.h"
+#include "model/wire.h"
 #include "support/venue.h"
 
 namespace kavo::fuzz {

@@ -1,9 +1,12 @@
 // The scenario's text: whatever it says, every knob has the value that stands on paper, and only a value that is no
 // number is an error.
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 
 #include "app/bench.h"
 #include "harness/harness.h"
+#include "model/bench.h"
 #include "model/texts.h"
 
 namespace kavo::fuzz {
@@ -12,34 +15,22 @@ namespace {
 struct Knobs {
     std::string name;
     std::uint32_t disconnect_after = 0;
-    std::uint32_t reject_every = 0;
-    std::uint32_t partial_fill_every = 0;
-    std::uint32_t fill_on_cancel_every = 0;
-    std::uint32_t unsolicited_cancel_every = 0;
-    std::uint32_t replace_reject_every = 0;
     std::int32_t lapse_ms = 0;
+    std::array<std::uint32_t, scripted_faults.size()> every{};
     bool operator==(const Knobs&) const = default;
 };
 
 Knobs knobs_of(const Bench& bench) {
-    return {bench.name,
-            bench.disconnect_after,
-            bench.reject_every,
-            bench.partial_fill_every,
-            bench.fill_on_cancel_every,
-            bench.unsolicited_cancel_every,
-            bench.replace_reject_every,
-            bench.lapse_ms};
+    Knobs knobs{bench.name, bench.disconnect_after, bench.lapse_ms};
+    for (std::size_t i = 0; i < knobs.every.size(); ++i) knobs.every[i] = bench.*scripted_faults[i].every;
+    return knobs;
 }
 
 std::uint32_t* count_named(Knobs& knobs, std::string_view key) {
     if (key == "disconnect_after") return &knobs.disconnect_after;
-    if (key == "reject_every") return &knobs.reject_every;
-    if (key == "partial_fill_every") return &knobs.partial_fill_every;
-    if (key == "fill_on_cancel_every") return &knobs.fill_on_cancel_every;
-    if (key == "unsolicited_cancel_every") return &knobs.unsolicited_cancel_every;
-    if (key == "replace_reject_every") return &knobs.replace_reject_every;
-    return nullptr;
+    const auto faults = model::Bench().faults;
+    const auto named = std::ranges::find(faults, key, &model::Bench::Fault::scenario_key);
+    return named == faults.end() ? nullptr : &knobs.every.at(static_cast<std::size_t>(named - faults.begin()));
 }
 
 // False when the value is no number where it must be one.

@@ -40,14 +40,9 @@ simulation::Plan plan_from(Input& input) {
     plan.start_wall_ns = 1'700'000'000'123'456'789;
 
     const auto every = [&input] { return static_cast<std::uint32_t>(input.below(8)) / 2; };
-    simulation::Scenario& scenario = plan.scenario;
-    scenario.disconnect_after = input.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
-    scenario.lapse_ms = input.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
-    scenario.reject_every = every();
-    scenario.partial_fill_every = every();
-    scenario.fill_on_cancel_every = every();
-    scenario.unsolicited_cancel_every = every();
-    scenario.replace_reject_every = every();
+    plan.bench.disconnect_after = input.pick(std::array<std::uint32_t, 4>{0, 0, 1, 5});
+    plan.bench.scenario_lapse_ms = input.pick(std::array<std::int32_t, 8>{0, 0, 0, 0, 500, 3'500, 20'000, -1});
+    for (model::Bench::Fault& fault : plan.bench.faults) fault.script.every = every();
     return plan;
 }
 
@@ -223,16 +218,15 @@ private:
 
     // The person at the controls, who is heard in the next pass.
     void steer() {
-        constexpr std::array<std::string_view, 5> next_faults{"reject", "partial", "fill_on_cancel",
-                                                              "unsolicited_cancel", "replace_reject"};
-        const std::size_t choice = input_.below(8);
+        const auto faults = model::Bench().faults;
+        const std::size_t choice = input_.below(3 + faults.size());
         const auto command = [this](std::string_view word, std::uint64_t number) {
             day_.stage.command(std::string(word) + " " + std::to_string(number));
         };
         if (choice == 0) return day_.stage.command("disconnect");
         if (choice == 1) return command("lapse", input_.pick(waits_ms));
-        if (choice == 7) return day_.stage.command(input_.below(2) == 1 ? "pause" : "resume");
-        command(next_faults.at(choice - 2), input_.below(3));
+        if (choice == 2 + faults.size()) return day_.stage.command(input_.below(2) == 1 ? "pause" : "resume");
+        command(faults.at(choice - 2).control_word, input_.below(3));
     }
 
     // The lights go on: every silence is over, everybody leaves, and each user comes back for the whole stream.

@@ -77,7 +77,7 @@ void Client::follow(ByteView message) {
         if (order->second.leaves == 0) note_end(std::string(order->first), fill->timestamp);
     } else if (const auto gone = client::read_order_cancelled(message)) {
         note_end(std::string(gone->client_order_id), gone->timestamp);
-    } else if (const auto replaced = client::read_modify_notification(message)) {
+    } else if (const auto replaced = client::read_replace_notification(message)) {
         auto order = open_.extract(std::string(replaced->orig_client_order_id));
         if (order.empty() || replaced->leaves == 0) return;
         note_end(order.key(), replaced->timestamp);

@@ -17,11 +17,7 @@ void Auditor::carry_out(const Entry& entry) {
 
 void Auditor::carry_out(std::string_view word, std::uint32_t number) {
     feed_.model.command(word, number);
-    if (word == "reject") bench_.reject.next = number;
-    if (word == "partial") bench_.partial_fill.next = number;
-    if (word == "fill_on_cancel") bench_.fill_on_cancel.next = number;
-    if (word == "unsolicited_cancel") bench_.unsolicited_cancel.next = number;
-    if (word == "replace_reject") bench_.replace_reject.next = number;
+    bench_.command(word, number);
     if (word == "disconnect") bench_.disconnect_requested = true;
     if (word == "rate") tick_interval_ms_ = static_cast<std::int32_t>(number);
     if (word == "lapse") {
@@ -29,7 +25,7 @@ void Auditor::carry_out(std::string_view word, std::uint32_t number) {
         bench_.lapse_announced = false;
     }
     if (word == "pause" || word == "resume") {
-        paused_ = word == "pause";
+        orders_.venue.paused = word == "pause";
         witness_.expect_said("bench: " + std::string(word) + "d at seq " + std::to_string(feed_.last_sequence()));
     }
 }
@@ -37,7 +33,7 @@ void Auditor::carry_out(std::string_view word, std::uint32_t number) {
 void Auditor::mark(std::string_view label) {
     witness_.expect_line(What::book_truth, model::mark_line(label, feed_.last_sequence()));
     witness_.expect_said("bench: mark " + std::string(label) + " at seq " + std::to_string(feed_.last_sequence()) +
-                         " orders " + std::to_string(bench_.reject.occasions));
+                         " orders " + std::to_string(bench_.orders));
 }
 
 }  // namespace kavo::simulation

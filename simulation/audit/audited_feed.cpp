@@ -2,7 +2,7 @@
 
 #include "audit/finding.h"
 #include "client/transcript.h"
-#include "model/literal_wire.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 

@@ -72,10 +72,7 @@ void AuditedSessions::accept(Connection& connection, const model::Login& login) 
 
 // What a user hears first of all, once in a lifetime.
 void AuditedSessions::start_session(Connection& connection) {
-    deliver(connection, model::start_of_session_message(witness_.now_ns(), plan_.engine.session));
-    for (std::uint32_t id = 1; id <= plan_.symbols.size(); ++id) {
-        deliver(connection, model::symbol_update(witness_.now_ns(), orders_.product(id)));
-    }
+    for (const Bytes& message : orders_.venue.start_of_session()) deliver(connection, message);
 }
 
 }  // namespace kavo::simulation

@@ -10,7 +10,7 @@ namespace kavo::simulation {
 AuditedRecovery::AuditedRecovery(Witness& witness, const AuditedFeed& feed, const AuditedOrders& orders,
                                  const Plan& plan)
     : witness_(witness), model_(feed.model, plan.engine.session, [&orders]() -> model::Recovery::State {
-          return {orders.definitions(), orders.trading_statuses(), orders.resting_orders()};
+          return {orders.venue.definitions(), orders.venue.trading_statuses(), orders.venue.resting_orders()};
       }) {}
 
 void AuditedRecovery::find_readable(int fd) {

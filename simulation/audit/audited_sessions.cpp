@@ -130,7 +130,7 @@ void AuditedSessions::handle(Connection& connection, const model::Packet& packet
 }
 
 void AuditedSessions::request(Connection& connection, const Bytes& message) {
-    AuditedOrders::Answers answers;
+    model::Answers answers;
     if (!orders_.handle(connection.handle, message, answers)) {
         const char type[] = {static_cast<char>(message[0]), static_cast<char>(message[1]), '\0'};
         witness_.expect_said(std::string("bench: bad MEO message '") + type + "' (" + std::to_string(message.size()) +
@@ -144,7 +144,7 @@ void AuditedSessions::request(Connection& connection, const Bytes& message) {
 }
 
 void AuditedSessions::disconnect_when_scripted(Connection& connection) {
-    const bool due = bench_.disconnect_after != 0 && bench_.reject.occasions >= bench_.disconnect_after;
+    const bool due = bench_.disconnect_after != 0 && bench_.orders >= bench_.disconnect_after;
     if ((!due || bench_.disconnect_done) && !bench_.disconnect_requested) return;
     bench_.disconnect_done = true;
     bench_.disconnect_requested = false;
@@ -164,14 +164,14 @@ void AuditedSessions::deliver(Connection& connection, const Bytes& message) {
 }
 
 void AuditedSessions::deliver() {
-    orders_.cancel_unsolicited();
-    for (const AuditedOrders::Outbound& outbound : std::exchange(orders_.outbox, {})) route(outbound);
+    orders_.venue.cancel_unsolicited();
+    for (const model::Venue::Outbound& outbound : std::exchange(orders_.venue.outbox, {})) route(outbound);
     feed_.expect_flush();
     expect_nothing_waiting();
 }
 
 // A user who is away hears of it with the next login.
-void AuditedSessions::route(const AuditedOrders::Outbound& outbound) {
+void AuditedSessions::route(const model::Venue::Outbound& outbound) {
     Connection& connection = connections_.at(static_cast<std::size_t>(outbound.client));
     if (connection.open && connection.logged_in) return deliver(connection, outbound.message);
     streams_[connection.username].push_back(outbound.message);
@@ -246,7 +246,7 @@ void AuditedSessions::drop(Connection& connection, const std::string& reason, bo
         witness_.expect_said("bench: dropping the connection of " + connection.name() + " (" + reason + ")");
     }
     close(connection);
-    orders_.client_dropped(connection.handle, connection.name());
+    orders_.venue.client_dropped(connection.handle, connection.name());
 }
 
 void AuditedSessions::expect_nothing_waiting(Connection& connection) {

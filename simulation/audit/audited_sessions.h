@@ -18,7 +18,7 @@ namespace kavo::simulation {
 
 class AuditedSessions {
 public:
-    AuditedSessions(Witness& witness, AuditedFeed& feed, AuditedOrders& orders, AuditedBench& bench, const Plan& plan)
+    AuditedSessions(Witness& witness, AuditedFeed& feed, AuditedOrders& orders, model::Bench& bench, const Plan& plan)
         : witness_(witness), feed_(feed), orders_(orders), bench_(bench), plan_(plan) {}
 
     // The poll has found something to read on a connection of a client; false when it is none.
@@ -68,7 +68,7 @@ private:
     void request(Connection& connection, const Bytes& message);
     void disconnect_when_scripted(Connection& connection);
     void deliver(Connection& connection, const Bytes& message);
-    void route(const AuditedOrders::Outbound& outbound);
+    void route(const model::Venue::Outbound& outbound);
     void expect_sent(Connection& connection, const Bytes& packet);
     bool expect_handed_over(Connection& connection, const Bytes& packet);
     bool expect_completed(Connection& connection);
@@ -91,7 +91,7 @@ private:
     Witness& witness_;
     AuditedFeed& feed_;
     AuditedOrders& orders_;
-    AuditedBench& bench_;
+    model::Bench& bench_;
     const Plan& plan_;
 
     std::deque<Connection> connections_;  // by handle

@@ -12,12 +12,6 @@ constexpr std::uint64_t bench_report_interval_ms = 2'000;
 constexpr std::uint64_t feed_report_interval_ms = 10'000;
 constexpr std::uint64_t snapshot_interval_ms = 250;
 
-std::vector<std::string> names_of(const std::vector<Symbol>& symbols) {
-    std::vector<std::string> names;
-    for (const Symbol& symbol : symbols) names.push_back(symbol.name);
-    return names;
-}
-
 bool is_due(std::uint64_t now_ms, std::uint64_t& last_ms, std::uint64_t interval_ms) {
     if (now_ms < last_ms || now_ms - last_ms < interval_ms) return false;
     last_ms = now_ms;
@@ -31,9 +25,8 @@ Auditor::Auditor(const Tape& tape, const std::vector<Bytes>& history, const Plan
       tape_(tape),
       feed_(tape_, history, plan),
       witness_(tape_, feed_),
-      books_(names_of(plan.symbols)),
-      bench_(plan),
-      orders_(witness_, feed_, books_, bench_, plan),
+      orders_(witness_, feed_, plan),
+      bench_(orders_.venue.bench),
       sessions_(witness_, feed_, orders_, bench_, plan),
       recovery_(witness_, feed_, orders_, plan),
       tick_interval_ms_(plan.tick_interval_ms) {}
@@ -46,13 +39,7 @@ void Auditor::audit() {
 
 void Auditor::start_day() {
     witness_.take(What::step);
-    if (const Scenario& script = plan_.scenario; !script.empty()) {
-        witness_.expect_said(printed(
-            "bench: scenario 'rough' armed (disconnect after %u orders, lapse %d ms, reject every %u, partial every "
-            "%u, fill-on-cancel every %u, unsolicited cancel every %u, replace reject every %u)",
-            script.disconnect_after, script.lapse_ms, script.reject_every, script.partial_fill_every,
-            script.fill_on_cancel_every, script.unsolicited_cancel_every, script.replace_reject_every));
-    }
+    if (plan_.bench.scripted()) witness_.expect_said(plan_.bench.armed_line());
     feed_.expect_start();
     orders_.start_day();
     last_tick_ms_ = last_bench_report_ms_ = last_feed_report_ms_ = tape_.now_ms();
@@ -95,11 +82,11 @@ void Auditor::begin(Step step) {
 // The interval is compared without its sign: a negative one is too long to pass.
 void Auditor::tick() {
     if (!is_due(pass_ms_, last_tick_ms_, static_cast<std::uint64_t>(std::int64_t{tick_interval_ms_}))) return;
-    if (!paused_) orders_.tick();
+    orders_.tick();
 }
 
 void Auditor::report_bench() {
-    if (plan_.scenario.empty() && !plan_.control_port) return;
+    if (!plan_.bench.scripted() && !plan_.control_port) return;
     if (!is_due(pass_ms_, last_bench_report_ms_, bench_report_interval_ms)) return;
     witness_.expect_said("bench: stats " + bench_.statistics() + " next_seq=" + next_sequence() + " " +
                          feed_.model.fault_summary() + sessions_.session_state());
@@ -111,15 +98,16 @@ void Auditor::report_feed() {
                          std::to_string(feed_.model.datagrams()) + " dropped " +
                          std::to_string(feed_.model.faults[model::Feed::drop].befallen) + " retrans " +
                          std::to_string(recovery_.model().retransmissions) + " refreshes " +
-                         std::to_string(recovery_.model().refreshes) + " resting " + std::to_string(books_.size()) +
-                         " clients " + std::to_string(sessions_.clients_ever()));
+                         std::to_string(recovery_.model().refreshes) + " resting " +
+                         std::to_string(orders_.venue.books.resting.size()) + " clients " +
+                         std::to_string(sessions_.clients_ever()));
     witness_.expect_said(feed_.model.fault_summary());
 }
 
 void Auditor::check_snapshots() {
     if (!is_due(pass_ms_, last_snapshot_ms_, snapshot_interval_ms)) return;
-    witness_.expect_line(What::snapshot, books_.book_snapshot(tape_.now_ns()));
-    witness_.expect_line(What::snapshot, books_.bbo_snapshot());
+    witness_.expect_line(What::snapshot, orders_.venue.books.book_snapshot(tape_.now_ns()));
+    witness_.expect_line(What::snapshot, orders_.venue.books.bbo_snapshot());
 }
 
 void Auditor::end_day() {
@@ -128,29 +116,16 @@ void Auditor::end_day() {
     witness_.expect_said("[kavo_me] stopped");
 }
 
-std::vector<std::uint64_t> Auditor::counters() const {
+std::vector<model::Bench::Counter> Auditor::counters() const {
     const auto& [dropped, duplicated, reordered] = feed_.model.faults;
     const model::Recovery& recovery = recovery_.model();
-    return {bench_.reject.occasions,
-            bench_.accepts,
-            bench_.fills,
-            bench_.partials,
-            bench_.cancels,
-            bench_.replaces,
-            bench_.rejects,
-            bench_.replace_rejects,
-            bench_.unsolicited_cancels,
-            bench_.race_fills,
-            bench_.late_cancels,
-            bench_.stale_cancels,
-            bench_.logins,
-            bench_.replays,
-            bench_.replayed,
-            dropped.befallen,
-            duplicated.befallen,
-            reordered.befallen,
-            recovery.retransmissions,
-            recovery.refreshes};
+    std::vector<model::Bench::Counter> counters = bench_.counters();
+    counters.insert(counters.end(), {{"dropped", dropped.befallen},
+                                     {"duplicated", duplicated.befallen},
+                                     {"reordered", reordered.befallen},
+                                     {"retransmissions", recovery.retransmissions},
+                                     {"refreshes", recovery.refreshes}});
+    return counters;
 }
 
 }  // namespace kavo::simulation

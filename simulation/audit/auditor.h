@@ -2,7 +2,6 @@
 // day, from the first entry to the last. It knows the rules of the venue, and nothing of the venue's own state.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -13,16 +12,6 @@
 #include "audit/audited_sessions.h"
 
 namespace kavo::simulation {
-
-inline constexpr std::array<std::string_view, 20> counter_names{
-    "orders",          "accepts",         "fills",
-    "partials",        "cancels",         "replaces",
-    "rejects",         "replace_rejects", "unsolicited_cancels",
-    "race_fills",      "late_cancels",    "stale_cancels",
-    "logins",          "replays",         "replayed",
-    "dropped",         "duplicated",      "reordered",
-    "retransmissions", "refreshes",
-};
 
 class Auditor {
 public:
@@ -37,8 +26,8 @@ public:
     // What each user must have been told in the end, by its numbers.
     const std::map<std::string, model::Stream>& streams() const { return sessions_.streams(); }
 
-    // What must have been counted in all, in the order of the names below.
-    std::vector<std::uint64_t> counters() const;
+    // What must have been counted in all: by the bench, then by the feed.
+    std::vector<model::Bench::Counter> counters() const;
 
 private:
     void start_day();
@@ -58,13 +47,11 @@ private:
     TapeReader tape_;
     AuditedFeed feed_;
     Witness witness_;
-    PublishedBooks books_;
-    AuditedBench bench_;
     AuditedOrders orders_;
+    model::Bench& bench_;
     AuditedSessions sessions_;
     AuditedRecovery recovery_;
 
-    bool paused_ = false;
     std::int32_t tick_interval_ms_;
     std::uint64_t pass_ms_ = 0;
     std::uint64_t passes_ = 0;

@@ -4,7 +4,7 @@
 
 #include "audit/finding.h"
 #include "client/transcript.h"
-#include "model/literal_fields.h"
+#include "model/fields.h"
 
 namespace kavo::simulation {
 

@@ -1,7 +1,7 @@
 #include "audit/witness.h"
 
 #include "audit/finding.h"
-#include "model/literal_wire.h"
+#include "model/wire.h"
 
 namespace kavo::simulation {
 
@@ -39,12 +39,6 @@ void Witness::expect(What what, int fd) {
 bool Witness::next_is(What what, std::string_view start) const {
     const Entry* entry = tape_.next_beyond_datagrams();
     return entry != nullptr && entry->what == what && entry->text.starts_with(start);
-}
-
-std::string_view Witness::peek_line(What what) const {
-    const Entry* entry = tape_.next_beyond_datagrams();
-    if (entry != nullptr && entry->what == what) return entry->text;
-    throw Finding("a line is missing" + (entry == nullptr ? "" : " before " + in_words(*entry)));
 }
 
 }  // namespace kavo::simulation

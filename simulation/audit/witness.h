@@ -21,9 +21,8 @@ public:
     void expect(What what, int fd);
     const Entry& take(What what);
 
-    // Both look ahead, past any datagrams, and take nothing.
+    // Looks ahead, past any datagrams, and takes nothing.
     bool next_is(What what, std::string_view start = {}) const;
-    std::string_view peek_line(What what) const;  // which must be of this kind
 
     std::uint64_t now_ms() const { return tape_.now_ms(); }
     std::uint64_t now_ns() const { return tape_.now_ns(); }

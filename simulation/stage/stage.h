@@ -1,5 +1,5 @@
-// The whole venue on a stage: the real engine, sessions, feed, recovery service, bench and main loop, with a transport
-// in memory and clocks that are set by hand. Everything that passes the edge of the stage is put on the tape.
+// The whole venue on a stage, with transports in memory and clocks that are set by hand. Everything that passes the
+// edge of the stage is put on the tape.
 #pragma once
 
 #include <cstdint>
@@ -39,7 +39,7 @@ public:
     void start_day();
     // The venue's poll: what has happened by now is what the next pass knows.
     void poll();
-    // One pass of the main loop, without its wait.
+    // One pass of the venue.
     void pass();
     // The wait: both clocks move on by as much, the wall clock by `wall_ns` more.
     void let_pass(std::uint64_t ms, std::int64_t wall_ns = 0);
@@ -47,6 +47,8 @@ public:
 
     Peer& connect_client() { return connect(clients_); }
     Peer& connect_receiver() { return connect(receivers_); }
+    // From here on everybody can be accepted.
+    void free_descriptors() { plan_.descriptors_run_out = false; }
     // Carried out in the next pass.
     void command(const std::string& line) { commands_.push_back(line); }
 

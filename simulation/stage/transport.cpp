@@ -18,10 +18,10 @@ Transport Stage::transport(Peers& peers) {
     return {
         .accept =
             [this, &peers](bool& exhausted) {
-                exhausted = false;
-                return accept(peers);
+                exhausted = plan_.descriptors_run_out && !peers.calling.empty() && dice_.one_in(3);
+                return exhausted ? no_socket : accept(peers);
             },
-        .read = [this, &peers](int fd, Bytes& buffer, bool& arrived) { return read(peers, fd, buffer, arrived); },
+        .read = [this, &peers](int fd, Bytes& buffer, bool& arrived, bool) { return read(peers, fd, buffer, arrived); },
         .send = [this, &peers](int fd, ByteView bytes, bool more) { return hand_over(peers, fd, bytes, more); },
         .push = [this](int fd) { push(fd); },
         .unacknowledged = [](int) { return std::size_t{0}; },
@@ -55,8 +55,11 @@ int Stage::free_descriptor() const {
 }
 
 void Stage::poll() {
-    venue_->order_entry.clients_waiting = !clients_.calling.empty();
-    venue_->retransmission.connections_waiting = !receivers_.calling.empty();
+    // A listener at which nobody could be accepted is not watched.
+    OrderEntry& order_entry = venue_->order_entry;
+    Retransmission& retransmission = venue_->retransmission;
+    order_entry.clients_waiting = order_entry.accept_exhausted() || !clients_.calling.empty();
+    retransmission.connections_waiting = retransmission.accept_exhausted() || !receivers_.calling.empty();
     for (const ClientHandle handle : venue_->order_entry.open_clients()) {
         MeoClient& client = venue_->order_entry.client(handle);
         if (client.open() && find_readable(clients_, client.fd)) client.readable = true;

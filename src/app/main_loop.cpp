@@ -50,8 +50,8 @@ void MainLoop::watch() {
     OrderEntry& order_entry = venue_.order_entry;
     Retransmission& retransmission = venue_.retransmission;
     const auto watched = [](int listener, bool exhausted) { return exhausted ? no_socket : listener; };  // -1: skipped
-    const auto events = [](bool input, bool output) {
-        return static_cast<short>((input ? POLLIN : 0) | (output ? POLLOUT : 0));
+    const auto events = [](bool input, bool output, int with_input = 0) {
+        return static_cast<short>((input ? POLLIN | with_input : 0) | (output ? POLLOUT : 0));
     };
 
     wait_ms_ = longest_wait_ms;
@@ -65,7 +65,7 @@ void MainLoop::watch() {
     }
     for (const ClientHandle handle : order_entry.open_clients()) {
         const MeoClient& client = order_entry.client(handle);
-        polled_.push_back({client.fd, events(client.may_be_read(), client.has_output()), 0});
+        polled_.push_back({client.fd, events(client.may_be_read(), client.has_output(), POLLRDHUP), 0});
         if (client.can_go_on()) wait_ms_ = 0;
     }
     for (const auto* farewells : {&retransmission.farewells(), &order_entry.farewells()}) {
@@ -75,17 +75,23 @@ void MainLoop::watch() {
     }
 }
 
-// A socket that was found readable stays so until it has been read.
+// A socket that was found readable stays so until it has been read; whether its peer has ended is asked anew.
 void MainLoop::mark(bool failed) {
     OrderEntry& order_entry = venue_.order_entry;
     Retransmission& retransmission = venue_.retransmission;
     auto result = polled_.begin();
-    const auto next_has = [&](int events) { return failed | ((result++->revents & events) != 0); };
-    constexpr int input = POLLIN | POLLERR | POLLHUP | POLLNVAL;
-    order_entry.clients_waiting = next_has(input) || order_entry.accept_exhausted();
-    retransmission.connections_waiting = next_has(input) || retransmission.accept_exhausted();
-    for (RConn& connection : retransmission.connections()) connection.readable |= next_has(input);
-    for (const ClientHandle handle : order_entry.open_clients()) order_entry.client(handle).readable |= next_has(input);
+    const auto next = [&] { return failed ? short{-1} : result++->revents; };
+    constexpr int ends = POLLRDHUP | POLLERR | POLLHUP | POLLNVAL;
+    constexpr int input = POLLIN | ends;
+    order_entry.clients_waiting = (next() & input) != 0 || order_entry.accept_exhausted();
+    retransmission.connections_waiting = (next() & input) != 0 || retransmission.accept_exhausted();
+    for (RConn& connection : retransmission.connections()) connection.readable |= (next() & input) != 0;
+    for (const ClientHandle handle : order_entry.open_clients()) {
+        MeoClient& client = order_entry.client(handle);
+        const int found = next();
+        client.readable |= (found & input) != 0;
+        client.end_possible = (found & ends) != 0 || !client.may_be_read();
+    }
 }
 
 }  // namespace kavo

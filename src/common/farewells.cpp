@@ -45,7 +45,7 @@ bool Farewells::send(Farewell& farewell, std::uint64_t until_ns) {
 
 void Farewells::discard(Farewell& farewell) {
     bool arrived = false;
-    farewell.peer_ended = transport_.read(farewell.fd, discarded_, arrived) == ReadEnd::gone;
+    farewell.peer_ended = transport_.read(farewell.fd, discarded_, arrived, true) == ReadEnd::gone;
     discarded_.clear();
 }
 

@@ -75,7 +75,7 @@ int accept_connection(int listener, bool& exhausted) {
     return connection;
 }
 
-ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived) {
+ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived, bool end_possible) {
     arrived = false;
     for (int reads = 0; reads < reads_a_turn; ++reads) {
         const ssize_t count = recv(socket, scratch.data(), scratch.size(), 0);
@@ -84,6 +84,7 @@ ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& ar
         buffer.insert(buffer.end(), scratch.begin(), scratch.begin() + count);
         arrived = true;
         if (static_cast<std::size_t>(count) == scratch.size()) break;
+        if (!end_possible) return ReadEnd::open;
     }
     return ReadEnd::more;
 }
@@ -118,8 +119,8 @@ Transport socket_transport(const int& listener) {
                 return listener == no_socket ? no_socket : accept_connection(listener, exhausted);
             },
         .read = [scratch = Bytes(read_bytes)](
-                    int fd, Bytes& buffer,
-                    bool& arrived) mutable { return read_available(fd, scratch, buffer, arrived); },
+                    int fd, Bytes& buffer, bool& arrived,
+                    bool end_possible) mutable { return read_available(fd, scratch, buffer, arrived, end_possible); },
         .send = send_packet,
         .push = push_packets,
         .unacknowledged = unacknowledged_bytes,

@@ -28,7 +28,7 @@ inline constexpr int reads_a_turn = 16;
 
 // What a transport does, over sockets; see there.
 //   scratch  where one read puts its bytes
-ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived);
+ReadEnd read_available(int socket, MutableBytes scratch, Bytes& buffer, bool& arrived, bool end_possible);
 // A dead peer raises no signal.
 std::optional<std::size_t> send_packet(int socket, ByteView packet, bool more_follows);
 void push_packets(int socket);

@@ -23,7 +23,9 @@ struct Transport {
     //   exhausted  set when connections may be waiting but descriptors or memory have run out
     std::function<int(bool& exhausted)> accept;
     // Appends what has arrived to `buffer`, a turn of it at most. `arrived` tells whether there was anything.
-    std::function<ReadEnd(int fd, Bytes& buffer, bool& arrived)> read;
+    //   end_possible  the peer may have ended: it is looked for behind the last byte. Otherwise a read that comes back
+    //                 short has taken all that had arrived, and spares the look
+    std::function<ReadEnd(int fd, Bytes& buffer, bool& arrived, bool end_possible)> read;
     // How many of the bytes, from the first one on, the connection takes now; nothing when the peer is gone.
     //   more_follows  the next packet of the same batch comes at once, so this one may wait for it
     std::function<std::optional<std::size_t>(int fd, ByteView bytes, bool more_follows)> send;

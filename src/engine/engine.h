@@ -37,7 +37,7 @@ public:
     void start_session(ClientHandle client, OutboundMessages& answers) const;
 
     void new_order(ClientHandle client, const meo::NewOrderRequest& request, OutboundMessages& answers);
-    void modify(ClientHandle client, const meo::ModifyRequest& request, OutboundMessages& answers);
+    void replace(ClientHandle client, const meo::ReplaceRequest& request, OutboundMessages& answers);
     void cancel(ClientHandle client, const meo::CancelRequest& request, OutboundMessages& answers);
 
     // The engine's part when a connection is dropped: cancels the client's orders, or says that they stay.
@@ -89,14 +89,14 @@ private:
     std::uint32_t cut_by_fault(const Order& order, std::uint32_t quantity, PartialFills faults);
     void report_fill(Order& order, const Trade& trade, meo::Liquidity liquidity, Event event);
 
-    // modify.cpp
-    meo::ModifyReason check(const meo::ModifyRequest& request, const Order& order) const;
-    bool scripted_to_reject(const meo::ModifyRequest& request);
-    void record_missed_replace(const meo::ModifyRequest& request, std::uint64_t now_ns);
-    void replace(const meo::ModifyRequest& request, Order& order);
+    // replace.cpp
+    meo::ReplaceReason check(const meo::ReplaceRequest& request, const Order& order) const;
+    bool scripted_to_reject(const meo::ReplaceRequest& request);
+    void record_missed_replace(const meo::ReplaceRequest& request, std::uint64_t now_ns);
+    void apply(const meo::ReplaceRequest& request, Order& order);
     void match_replaced(Order& order, Event event);
-    void write_replace_truth(const meo::ModifyRequest& request, const Order& order, std::uint64_t now_ns);
-    void write_replace_reject(const meo::ModifyRequest& request, const Order* order, std::string_view text,
+    void write_replace_truth(const meo::ReplaceRequest& request, const Order& order, std::uint64_t now_ns);
+    void write_replace_reject(const meo::ReplaceRequest& request, const Order* order, std::string_view text,
                               std::uint64_t now_ns);
 
     // cancel.cpp

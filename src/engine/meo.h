@@ -105,7 +105,7 @@ struct NewOrderRequest {
     std::uint64_t expire_time = 0;  // milliseconds since the Unix epoch
 };
 
-struct ModifyRequest {
+struct ReplaceRequest {
     Mpid mpid;
     ClientOrderId client_order_id;  // of the replacement
     ClientOrderId orig_client_order_id;
@@ -129,7 +129,7 @@ EchoFields read_echo(ByteView message, const layout::Echo& at);
 // Nothing for another type and for a message that is too short; content is the engine's to judge. What lies behind the
 // smallest size is ignored.
 std::optional<NewOrderRequest> read_new_order(ByteView message);
-std::optional<ModifyRequest> read_modify(ByteView message);
+std::optional<ReplaceRequest> read_replace(ByteView message);
 std::optional<CancelRequest> read_cancel(ByteView message);
 
 enum class NewOrderReason : char {
@@ -147,7 +147,7 @@ enum class NewOrderReason : char {
     duplicate_client_order_id = 'A',
     scripted = 'R',
 };
-enum class ModifyReason : char {
+enum class ReplaceReason : char {
     accepted = ' ',
     duplicate_client_order_id = 'A',
     mpid_mismatch = 'Q',
@@ -223,16 +223,16 @@ struct OrderCancelled {
     std::uint32_t leaves;
     SystemCancelReason reason;
 };
-struct ModifyResponse {
+struct ReplaceResponse {
     std::uint64_t timestamp;
-    const ModifyRequest& request;
+    const ReplaceRequest& request;
     std::uint64_t order_id;
     std::uint32_t leaves;
-    ModifyReason reason;
+    ReplaceReason reason;
 };
-struct ModifyNotification {
+struct ReplaceNotification {
     std::uint64_t timestamp;
-    const ModifyRequest& request;
+    const ReplaceRequest& request;
     std::uint32_t product_id;  // the order's own, whatever the request says
     std::uint64_t order_id;
     std::uint32_t leaves;
@@ -259,8 +259,8 @@ Message build(const OrderAccepted& record);
 Message build(const OrderResting& record);
 Message build(const Execution& record);
 Message build(const OrderCancelled& record);
-Message build(const ModifyResponse& record);
-Message build(const ModifyNotification& record);
+Message build(const ReplaceResponse& record);
+Message build(const ReplaceNotification& record);
 Message build(const CancelResponse& record);
 Message build(const StartOfSession& record);
 Message build(const SymbolUpdate& record);

@@ -56,7 +56,7 @@ static_assert(adjoin(type, unread, mpid, client_order_id, product_id, price, qua
               echo_adjoins(echo) && adjoin(echo.g, expire_time, tail) && min_size == 131);
 }  // namespace new_order
 
-namespace modify {  // "M1", client to venue
+namespace replace {  // "M1", client to venue
 inline constexpr Unread unread{2, 8};
 inline constexpr Text mpid{10, mpid_size};
 inline constexpr Text client_order_id{14, client_order_id_size};
@@ -72,7 +72,7 @@ inline constexpr std::size_t min_size = end_of(tail);
 static_assert(adjoin(type, unread, mpid, client_order_id, orig_client_order_id, product_id, price, quantity, echo,
                      not_interpreted, tif, tail) &&
               min_size == 111);
-}  // namespace modify
+}  // namespace replace
 
 namespace cancel {  // "CO", client to venue
 inline constexpr Unread unread{2, 8};
@@ -172,7 +172,7 @@ static_assert(adjoin(type, timestamp, mpid, client_order_id, product_id, order_i
               size == 73);
 }  // namespace order_cancelled
 
-namespace modify_response {  // "MR"
+namespace replace_response {  // "MR"
 inline constexpr Text mpid{10, mpid_size};
 inline constexpr Text client_order_id{14, client_order_id_size};
 inline constexpr Text orig_client_order_id{34, client_order_id_size};
@@ -186,9 +186,9 @@ inline constexpr std::size_t size = end_of(reserved);
 static_assert(adjoin(type, timestamp, mpid, client_order_id, orig_client_order_id, product_id, order_id, leaves, price,
                      reason, reserved) &&
               size == 89);
-}  // namespace modify_response
+}  // namespace replace_response
 
-namespace modify_notification {  // "MN"
+namespace replace_notification {  // "MN"
 inline constexpr Text mpid{10, mpid_size};
 inline constexpr Text client_order_id{14, client_order_id_size};
 inline constexpr Text orig_client_order_id{34, client_order_id_size};
@@ -207,7 +207,7 @@ inline constexpr std::size_t size = end_of(reserved);
 static_assert(adjoin(type, timestamp, mpid, client_order_id, orig_client_order_id, product_id, order_id, price,
                      quantity, leaves, echo, zero_a, blanks, zero_b, tif, reserved) &&
               size == 123);
-}  // namespace modify_notification
+}  // namespace replace_notification
 
 namespace cancel_response {  // "CR"
 inline constexpr Text mpid{10, mpid_size};

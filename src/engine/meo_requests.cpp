@@ -52,11 +52,11 @@ std::optional<NewOrderRequest> read_new_order(ByteView message) {
     return read;
 }
 
-std::optional<ModifyRequest> read_modify(ByteView message) {
-    namespace at = layout::modify;
-    std::optional<ModifyRequest> read;
+std::optional<ReplaceRequest> read_replace(ByteView message) {
+    namespace at = layout::replace;
+    std::optional<ReplaceRequest> read;
     if (!is_message(message, "M1", at::min_size)) return read;
-    ModifyRequest& request = read.emplace();
+    ReplaceRequest& request = read.emplace();
     request.mpid = get_mpid(message, at::mpid);
     request.client_order_id = get_client_order_id(message, at::client_order_id);
     request.orig_client_order_id = get_client_order_id(message, at::orig_client_order_id);

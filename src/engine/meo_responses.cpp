@@ -126,8 +126,8 @@ Message build(const OrderCancelled& record) {
     return message;
 }
 
-Message build(const ModifyResponse& record) {
-    namespace at = layout::modify_response;
+Message build(const ReplaceResponse& record) {
+    namespace at = layout::replace_response;
     Message message = begin("MR", at::size, record.timestamp);
     const MutableBytes bytes = message.bytes();
     put_mpid(bytes, at::mpid, record.request.mpid);
@@ -141,8 +141,8 @@ Message build(const ModifyResponse& record) {
     return message;
 }
 
-Message build(const ModifyNotification& record) {
-    namespace at = layout::modify_notification;
+Message build(const ReplaceNotification& record) {
+    namespace at = layout::replace_notification;
     Message message = begin("MN", at::size, record.timestamp);
     const MutableBytes bytes = message.bytes();
     put_mpid(bytes, at::mpid, record.request.mpid);

@@ -83,7 +83,7 @@ void Retransmission::take_turn(RConn& connection, std::uint64_t until_ns) {
 
 void Retransmission::read(RConn& connection) {
     bool arrived = false;
-    const ReadEnd end = transport_.read(connection.fd, connection.received.incoming(), arrived);
+    const ReadEnd end = transport_.read(connection.fd, connection.received.incoming(), arrived, true);
     if (end == ReadEnd::gone) return close(connection);
     connection.backlog = arrived;
     connection.readable = end == ReadEnd::more;

@@ -33,7 +33,7 @@ void OrderEntry::accept_clients() {
         if (!quiet_) commentary_.say("[kavo_me] client connected (fd %d)\n", fd);
     }
     if (clients_.size() == clients_before) return;
-    for (const ClientHandle handle : open_) client(handle).readable = true;
+    for (const ClientHandle handle : open_) client(handle).readable = client(handle).end_possible = true;
 }
 
 ClientHandle OrderEntry::open_client(int fd) {
@@ -83,6 +83,7 @@ void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
 // Reads everything that has come since the last poll, and handles it, before something is held against a client.
 void OrderEntry::look_again(ClientHandle handle, std::uint64_t turn_ns) {
     MeoClient& reading = client(handle);
+    reading.end_possible = true;
     ReadEnd end = ReadEnd::more;
     for (int looks = 0; end == ReadEnd::more && looks < most_looks; ++looks) end = read(reading);
     if (end == ReadEnd::gone) return lose_client(handle);
@@ -91,7 +92,7 @@ void OrderEntry::look_again(ClientHandle handle, std::uint64_t turn_ns) {
 
 ReadEnd OrderEntry::read(MeoClient& client) {
     bool arrived = false;
-    const ReadEnd end = transport_.read(client.fd, client.received.incoming(), arrived);
+    const ReadEnd end = transport_.read(client.fd, client.received.incoming(), arrived, client.end_possible);
     if (arrived) client.last_received_ms = clock_.steady_ms();
     client.backlog = client.backlog || arrived;
     client.readable = end == ReadEnd::more;

@@ -43,10 +43,11 @@ struct MeoClient {
 
     int fd = -1;  // -1 once closed
     esesm::ReceiveBuffer received;
-    bool logged_in = false;  // never cleared: a client is alive while its fd is
-    bool readable = true;    // worth a read in this pass; a new connection always is
-    bool backlog = false;    // its turn ended before everything that it has sent was handled
-    bool held = false;       // the next packet of that waits for the end of the replay
+    bool logged_in = false;    // never cleared: a client is alive while its fd is
+    bool readable = true;      // worth a read in this pass; a new connection always is
+    bool end_possible = true;  // the client may have closed, as far as is known
+    bool backlog = false;      // its turn ended before everything that it has sent was handled
+    bool held = false;         // the next packet of that waits for the end of the replay
     bool asks_more = false;  // another request of this client is already here: its answers leave with the present ones
     bool held_back = false;  // the last packet sent to it may still wait for another
     std::uint32_t reading_turn = 0;  // see Round
@@ -91,7 +92,7 @@ public:
     OrderEntry(const OrderEntry&) = delete;  // what it says farewell to refers to its transport
     OrderEntry& operator=(const OrderEntry&) = delete;
 
-    // The steps of a pass, in the order in which the main loop takes them.
+    // The steps of a pass, in the order in which the venue takes them.
     void accept_clients();
     void serve_clients();
     void continue_sending();

@@ -31,8 +31,8 @@ bool OrderEntry::handle_request(ClientHandle handle, ByteView message) {
         engine_.cancel(handle, *request, answers_);
         return true;
     }
-    if (const auto request = meo::read_modify(message)) {
-        engine_.modify(handle, *request, answers_);
+    if (const auto request = meo::read_replace(message)) {
+        engine_.replace(handle, *request, answers_);
         return true;
     }
     return false;

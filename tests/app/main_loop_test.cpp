@@ -37,7 +37,7 @@ struct LoopTest : testing::Test {
         for (nfds_t i = 0; i < count; ++i) {
             if (polled[i].fd != no_socket) watched.push_back(text_of(polled[i]));
             const bool found = std::ranges::find(ready, polled[i].fd) != ready.end();
-            polled[i].revents = static_cast<short>(found && polled[i].fd != no_socket ? POLLIN : 0);
+            polled[i].revents = static_cast<short>(found && polled[i].fd != no_socket ? POLLIN | ends : 0);
         }
         return fails ? -1 : static_cast<int>(ready.size());
     }
@@ -49,6 +49,7 @@ struct LoopTest : testing::Test {
     MemoryPeers& receivers = venue.receivers;
     Retransmission& retransmission = venue.venue.retransmission;
     std::vector<int> ready;  // what the poll finds readable
+    int ends = 0;            // and what it finds of their peers' ends
     bool fails = false;
     std::vector<std::string> watched;
     std::vector<int> waits_ms;
@@ -106,6 +107,37 @@ TEST_F(LoopTest, TakesEverySocketForReadableWhenThePollFails) {
     EXPECT_EQ(venue.published(), "add 1 #1000 B 100@1");
     EXPECT_TRUE(retransmission.connections().front().logged_in);
     EXPECT_EQ(venue.order_entry.clients_ever(), 2u);
+}
+
+// Whoever has closed right behind its words must be found gone with them, and looking for that costs a call.
+TEST_F(LoopTest, KnowsFromThePollWhetherAClientMayHaveEnded) {
+    const ClientHandle alice = venue.log_in("alice");
+    const auto end_possible = [&] { return venue.order_entry.client(alice).end_possible; };
+    EXPECT_TRUE(end_possible());
+    turn();
+    EXPECT_FALSE(end_possible());
+    ready = {100};
+    ends = POLLRDHUP;
+    turn();
+    EXPECT_TRUE(end_possible());
+    ready = {};
+    turn();
+    EXPECT_FALSE(end_possible());
+    fails = true;
+    turn();
+    EXPECT_TRUE(end_possible());
+}
+
+// The poll is older than the one who comes.
+TEST_F(LoopTest, TakesAnEndForPossibleWhenSomebodyComes) {
+    const ClientHandle alice = venue.log_in("alice");
+    venue.venue.pass();
+    loop.wait_for_input();
+    EXPECT_FALSE(venue.order_entry.client(alice).end_possible);
+    venue.peers.call(101);
+    venue.order_entry.clients_waiting = true;
+    venue.order_entry.accept_clients();
+    EXPECT_TRUE(venue.order_entry.client(alice).end_possible);
 }
 
 TEST_F(LoopTest, DoesNotWaitWhileATurnHasEndedTooEarly) {

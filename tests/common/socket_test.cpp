@@ -78,7 +78,7 @@ struct Connection {
     // It must not block; should it, then not for ever.
     Connection() {
         EXPECT_GE(server.fd(), 0);
-        const timeval limit{1, 0};
+        const timeval limit{0, 20'000};
         for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
             setsockopt(server.fd(), SOL_SOCKET, option, &limit, sizeof limit);
         }
@@ -92,7 +92,8 @@ struct Connection {
     std::array<std::uint8_t, 16> scratch{};
     Bytes received;
     bool arrived = false;
-    ReadEnd read() { return read_available(server.fd(), scratch, received, arrived); }
+    bool end_possible = true;
+    ReadEnd read() { return read_available(server.fd(), scratch, received, arrived, end_possible); }
     // Reads until `size` bytes are there: loopback may deliver them in pieces.
     ReadEnd read_up_to(std::size_t size) {
         ReadEnd end = ReadEnd::open;
@@ -228,13 +229,13 @@ TEST(ReadAvailable, LeavesTheRestOfAFloodForTheNextTurn) {
     Bytes scratch(1'000);
     Bytes received;
     bool arrived = false;
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::more);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::more);
     EXPECT_TRUE(arrived);
     EXPECT_EQ(received.size(), 1'000U);
     for (int turns = 0; turns < 19; ++turns) {
-        EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::more);
+        EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::more);
     }
-    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived), ReadEnd::open);
+    EXPECT_EQ(read_available(venue.fd(), scratch, received, arrived, true), ReadEnd::open);
     EXPECT_FALSE(arrived);
     EXPECT_EQ(received, flood);
 }
@@ -253,6 +254,18 @@ TEST(ReadAvailable, TellsThatThePeerIsGoneBehindItsLastBytes) {
     shutdown(connection.client.fd(), SHUT_WR);
     EXPECT_EQ(connection.read_up_to(4), ReadEnd::gone);
     EXPECT_EQ(as_text(connection.received), "bye");
+}
+
+TEST(ReadAvailable, DoesNotLookForAnEndThatIsNotPossible) {
+    Connection connection;
+    connection.end_possible = false;
+    connection.say("abc");
+    close_socket(connection.client.release());
+    ASSERT_TRUE(connection.server.readable());
+    EXPECT_EQ(connection.read(), ReadEnd::open);
+    EXPECT_EQ(as_text(connection.received), "abc");
+    connection.end_possible = true;
+    EXPECT_EQ(connection.read(), ReadEnd::gone);
 }
 
 TEST(ReadAvailable, TellsThatThePeerIsGoneWhenItBrokeOff) {

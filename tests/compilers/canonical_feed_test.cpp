@@ -7,7 +7,7 @@
 #include "app/bench.h"
 #include "app/options.h"
 #include "engine/engine.h"
-#include "model/literal_venue.h"
+#include "support/still_world.h"
 
 namespace kavo::test {
 namespace {
@@ -84,16 +84,14 @@ std::uint64_t hash_of_engine(std::uint64_t wall_ns, std::uint64_t tick_ms) {
     return canonical.hash();
 }
 
-std::uint64_t hash_of_literal_venue() {
-    model::LiteralVenue venue(model::Settings{});
-    venue.wall_ns = 1'700'000'000'123'456'789;
+std::uint64_t hash_of_model() {
+    model::StillWorld world;
+    model::Venue venue({}, world.around_venue());
     CanonicalFeed canonical(messages);
     venue.start_of_day();
     for (int tick = 0; tick < most_ticks && !canonical.complete(); ++tick) {
-        for (const Bytes& message : venue.feed) canonical.take(message);
-        venue.feed.clear();
-        venue.book_truth.clear();
-        venue.wall_ns += 40'000'000;
+        for (const Bytes& message : std::exchange(world.feed, {})) canonical.take(message);
+        world.wall_ns += 40'000'000;
         venue.tick();
     }
     EXPECT_TRUE(canonical.complete());
@@ -108,8 +106,8 @@ TEST(OneSeed, GivesTheSameMarketAtAnyTimeAndPace) {
     EXPECT_EQ(hash_of_engine(1'234'567'890'999'999'999, 333), hash_of_the_default_market);
 }
 
-TEST(OneSeed, GivesTheMarketThatTheLiteralVenuePredicts) {
-    EXPECT_EQ(hash_of_literal_venue(), hash_of_the_default_market);
+TEST(OneSeed, GivesTheMarketThatTheModelPredicts) {
+    EXPECT_EQ(hash_of_model(), hash_of_the_default_market);
 }
 
 }  // namespace

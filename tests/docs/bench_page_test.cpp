@@ -83,13 +83,13 @@ TEST(BenchPage, NamesFlagsThatSetWhatTheyAreCalledAfter) {
     }
 }
 
-// The line that arms a scenario shows every setting, so it shows whether the page knows them all.
+// The line that arms a scenario shows every setting: one that the page does not know would still be 0, or empty.
 TEST(BenchPage, ListsEveryScenarioKey) {
     std::string scenario;
     for (const std::string& key : words_on(page, "Scenario key")) scenario += key + "=7,";
-    EXPECT_EQ(said_during([&] { Bench().arm_scenario(scenario, standard_error); }),
-              "bench: scenario '7' armed (disconnect after 7 orders, lapse 7 ms, reject every 7, partial every 7, "
-              "fill-on-cancel every 7, unsolicited cancel every 7, replace reject every 7)\n");
+    const std::string said = said_during([&] { Bench().arm_scenario(scenario, standard_error); });
+    EXPECT_NE(said.find("'7' armed"), std::string::npos) << said;
+    EXPECT_EQ(said.find('0'), std::string::npos) << said;
 }
 
 TEST(BenchPage, ListsOnlyScenarioKeysThatSetSomething) {
@@ -117,12 +117,8 @@ std::string settings_after(const std::string& command) {
     const FeedFaults& faults = venue.feed.faults;
     const Bench& bench = venue.bench;
     std::ostringstream text;
-    for (const std::uint32_t count :
-         {faults.drop_next, faults.dup_next, faults.reorder_next, faults.drop_every, faults.dup_every,
-          faults.reorder_every, bench.reject_next, bench.partial_next, bench.fill_on_cancel_next,
-          bench.unsolicited_cancel_next, bench.replace_reject_next}) {
-        text << count << ' ';
-    }
+    for (const FeedFault& fault : feed_faults) text << faults.*fault.next << ' ' << faults.*fault.every << ' ';
+    for (const ScriptedFault& fault : scripted_faults) text << bench.*fault.next << ' ';
     text << venue.engine.market.interval_ms << ' ' << bench.lapse_until_ms;
     return text.str();
 }

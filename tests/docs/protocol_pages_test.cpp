@@ -128,15 +128,15 @@ bool is_new_order_reason(meo::NewOrderReason reason) {
     return false;
 }
 
-bool is_modify_reason(meo::ModifyReason reason) {
+bool is_replace_reason(meo::ReplaceReason reason) {
     switch (reason) {
-        case meo::ModifyReason::accepted:
-        case meo::ModifyReason::duplicate_client_order_id:
-        case meo::ModifyReason::mpid_mismatch:
-        case meo::ModifyReason::invalid_price:
-        case meo::ModifyReason::no_quantity:
-        case meo::ModifyReason::scripted:
-        case meo::ModifyReason::unknown_or_late: return true;
+        case meo::ReplaceReason::accepted:
+        case meo::ReplaceReason::duplicate_client_order_id:
+        case meo::ReplaceReason::mpid_mismatch:
+        case meo::ReplaceReason::invalid_price:
+        case meo::ReplaceReason::no_quantity:
+        case meo::ReplaceReason::scripted:
+        case meo::ReplaceReason::unknown_or_late: return true;
     }
     return false;
 }
@@ -205,8 +205,8 @@ Layout new_order() {
                    at::tail)};
 }
 
-Layout modify() {
-    namespace at = meo::layout::modify;
+Layout replace() {
+    namespace at = meo::layout::replace;
     return {"M1", at::min_size,
             FIELDS(type, at::unread, at::mpid, at::client_order_id, at::orig_client_order_id, at::product_id, at::price,
                    at::quantity, at::echo, at::not_interpreted, at::tif, at::tail)};
@@ -257,15 +257,15 @@ Layout order_cancelled() {
                    at::zero, at::blanks, at::reserved)};
 }
 
-Layout modify_response() {
-    namespace at = meo::layout::modify_response;
+Layout replace_response() {
+    namespace at = meo::layout::replace_response;
     return {"MR", at::size,
             FIELDS(type, timestamp, at::mpid, at::client_order_id, at::orig_client_order_id, at::product_id,
                    at::order_id, at::leaves, at::price, at::reason, at::reserved)};
 }
 
-Layout modify_notification() {
-    namespace at = meo::layout::modify_notification;
+Layout replace_notification() {
+    namespace at = meo::layout::replace_notification;
     return {"MN", at::size,
             FIELDS(type, timestamp, at::mpid, at::client_order_id, at::orig_client_order_id, at::product_id,
                    at::order_id, at::price, at::quantity, at::leaves, at::echo, at::zero_a, at::blanks, at::zero_b,
@@ -292,8 +292,8 @@ Layout symbol_update() {
 }
 
 Layouts meo_layouts() {
-    return {new_order(),       modify(),           cancel(),          new_order_response(), order_accepted(),
-            order_resting(),   execution(),        order_cancelled(), modify_response(),    modify_notification(),
+    return {new_order(),       replace(),          cancel(),          new_order_response(), order_accepted(),
+            order_resting(),   execution(),        order_cancelled(), replace_response(),   replace_notification(),
             cancel_response(), start_of_session(), symbol_update()};
 }
 
@@ -404,7 +404,7 @@ TEST(ProtocolPages, GiveEveryLoginStatusItsText) {
 TEST(ProtocolPages, ExplainEveryReason) {
     const auto on_page = [](std::string_view column) { return sorted(words_on("protocol_meo.md", column)); };
     EXPECT_EQ(on_page("NR reason"), letters(is_new_order_reason));
-    EXPECT_EQ(on_page("MR reason"), letters(is_modify_reason));
+    EXPECT_EQ(on_page("MR reason"), letters(is_replace_reason));
     EXPECT_EQ(on_page("CR reason"), letters(is_cancel_reason));
     EXPECT_EQ(on_page("XN reason"), letters(is_system_cancel_reason));
 }

@@ -22,8 +22,8 @@ struct Raw {
 bool is_new_order(const Raw& raw) {
     return read_new_order(raw.bytes).has_value();
 }
-bool is_modify(const Raw& raw) {
-    return read_modify(raw.bytes).has_value();
+bool is_replace(const Raw& raw) {
+    return read_replace(raw.bytes).has_value();
 }
 bool is_cancel(const Raw& raw) {
     return read_cancel(raw.bytes).has_value();
@@ -36,11 +36,11 @@ TEST(NewOrderReader, NeedsAHundredAndThirtyOneBytes) {
     EXPECT_FALSE(is_new_order(Raw("N1", 2)));
 }
 
-TEST(ModifyReader, NeedsAHundredAndElevenBytes) {
-    EXPECT_FALSE(is_modify(Raw("M1", 110)));
-    EXPECT_TRUE(is_modify(Raw("M1", 111)));
-    EXPECT_TRUE(is_modify(Raw("M1", 1000)));
-    EXPECT_FALSE(is_modify(Raw("M1", 2)));
+TEST(ReplaceReader, NeedsAHundredAndElevenBytes) {
+    EXPECT_FALSE(is_replace(Raw("M1", 110)));
+    EXPECT_TRUE(is_replace(Raw("M1", 111)));
+    EXPECT_TRUE(is_replace(Raw("M1", 1000)));
+    EXPECT_FALSE(is_replace(Raw("M1", 2)));
 }
 
 TEST(CancelReader, NeedsSixtyEightBytes) {
@@ -54,14 +54,14 @@ TEST(MeoRequestReaders, TakeNoOtherTypeThanTheirOwn) {
     for (const char* type : {"N1", "M1", "CO", "n1", "N2", "X1", "  "}) {
         const Raw raw(type, 200);
         EXPECT_EQ(is_new_order(raw), type == "N1"s) << type;
-        EXPECT_EQ(is_modify(raw), type == "M1"s) << type;
+        EXPECT_EQ(is_replace(raw), type == "M1"s) << type;
         EXPECT_EQ(is_cancel(raw), type == "CO"s) << type;
     }
 }
 
 TEST(MeoRequestReaders, RefuseAnEmptyMessage) {
     EXPECT_FALSE(read_new_order({}));
-    EXPECT_FALSE(read_modify({}));
+    EXPECT_FALSE(read_replace({}));
     EXPECT_FALSE(read_cancel({}));
 }
 
@@ -163,10 +163,10 @@ TEST(EchoTexts, AreCutAtTheirFirstNulAndLoseTrailingBlanks) {
     EXPECT_EQ(request->echo.text_c, "C");
 }
 
-TEST(ModifyReader, KeepsTheTwoIdsApart) {
+TEST(ReplaceReader, KeepsTheTwoIdsApart) {
     const Raw raw =
         Raw("M1", 111).write(10, "FIRM").write(14, "the-new-twenty-chars").write(34, "the-old-twenty-chars");
-    const auto request = read_modify(raw.bytes);
+    const auto request = read_replace(raw.bytes);
     ASSERT_TRUE(request);
     EXPECT_EQ(request->mpid.view(), "FIRM");
     EXPECT_EQ(request->client_order_id.view(), "the-new-twenty-chars");

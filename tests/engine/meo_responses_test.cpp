@@ -15,7 +15,7 @@ std::string text_at(const Message& message, std::size_t at, std::size_t size) {
 
 TEST(MeoResponses, AreAsLongAsTheirLayouts) {
     const NewOrderRequest new_order;
-    const ModifyRequest modify;
+    const ReplaceRequest replace;
     const CancelRequest cancel;
     const ClientOrderId id("a");
     EXPECT_EQ(build(NewOrderResponse{1, new_order, 2, NewOrderReason::accepted}).bytes().size(), 69u);
@@ -23,8 +23,8 @@ TEST(MeoResponses, AreAsLongAsTheirLayouts) {
     EXPECT_EQ(build(OrderResting{1, 2, 3, id, 4, true}).bytes().size(), 60u);
     EXPECT_EQ(build(Execution{1, Mpid(), 2, id, 3, 4, 5, 6, true, Liquidity::added, 'Q'}).bytes().size(), 105u);
     EXPECT_EQ(build(OrderCancelled{1, Mpid(), id, 2, 3, 4, SystemCancelReason::expired}).bytes().size(), 73u);
-    EXPECT_EQ(build(ModifyResponse{1, modify, 2, 3, ModifyReason::accepted}).bytes().size(), 89u);
-    EXPECT_EQ(build(ModifyNotification{1, modify, 2, 3, 4}).bytes().size(), 123u);
+    EXPECT_EQ(build(ReplaceResponse{1, replace, 2, 3, ReplaceReason::accepted}).bytes().size(), 89u);
+    EXPECT_EQ(build(ReplaceNotification{1, replace, 2, 3, 4}).bytes().size(), 123u);
     EXPECT_EQ(build(CancelResponse{1, cancel, 2, CancelReason::accepted}).bytes().size(), 81u);
     EXPECT_EQ(build(StartOfSession{1, 2}).bytes().size(), 28u);
     EXPECT_EQ(build(SymbolUpdate{1, 2, "AAPL", 'Q'}).bytes().size(), 61u);
@@ -50,18 +50,18 @@ TEST(NewOrderResponseMessage, GivesEachReasonItsLetter) {
     EXPECT_EQ(letter(NewOrderReason::scripted), "R");
 }
 
-TEST(ModifyResponseMessage, GivesEachReasonItsLetter) {
-    const ModifyRequest request;
-    const auto letter = [&request](ModifyReason reason) {
-        return text_at(build(ModifyResponse{1, request, 0, 0, reason}), 78, 1);
+TEST(ReplaceResponseMessage, GivesEachReasonItsLetter) {
+    const ReplaceRequest request;
+    const auto letter = [&request](ReplaceReason reason) {
+        return text_at(build(ReplaceResponse{1, request, 0, 0, reason}), 78, 1);
     };
-    EXPECT_EQ(letter(ModifyReason::accepted), " ");
-    EXPECT_EQ(letter(ModifyReason::duplicate_client_order_id), "A");
-    EXPECT_EQ(letter(ModifyReason::mpid_mismatch), "Q");
-    EXPECT_EQ(letter(ModifyReason::invalid_price), "J");
-    EXPECT_EQ(letter(ModifyReason::no_quantity), "K");
-    EXPECT_EQ(letter(ModifyReason::scripted), "H");
-    EXPECT_EQ(letter(ModifyReason::unknown_or_late), "D");
+    EXPECT_EQ(letter(ReplaceReason::accepted), " ");
+    EXPECT_EQ(letter(ReplaceReason::duplicate_client_order_id), "A");
+    EXPECT_EQ(letter(ReplaceReason::mpid_mismatch), "Q");
+    EXPECT_EQ(letter(ReplaceReason::invalid_price), "J");
+    EXPECT_EQ(letter(ReplaceReason::no_quantity), "K");
+    EXPECT_EQ(letter(ReplaceReason::scripted), "H");
+    EXPECT_EQ(letter(ReplaceReason::unknown_or_late), "D");
 }
 
 TEST(CancelResponseMessage, GivesEachReasonItsLetter) {

@@ -287,9 +287,9 @@ public:
         return times_of(lines, [&](OutboundMessages& answers) { engine.new_order(0, *request, answers); });
     }
     std::size_t times_of(std::size_t lines, const Replace& replacement) {
-        const auto request = meo::read_modify(replacement.bytes());
+        const auto request = meo::read_replace(replacement.bytes());
         EXPECT_TRUE(request);
-        return times_of(lines, [&](OutboundMessages& answers) { engine.modify(0, *request, answers); });
+        return times_of(lines, [&](OutboundMessages& answers) { engine.replace(0, *request, answers); });
     }
     std::size_t times_of(std::size_t lines, const Cancel& cancellation) {
         const auto request = meo::read_cancel(cancellation.bytes());

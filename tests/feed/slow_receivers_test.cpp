@@ -148,10 +148,10 @@ TEST_F(SlowReceivers, WhoPourInHeartbeatsLeaveTheOthersTheirTurns) {
     for (int i = 0; i < 1'000; ++i) heartbeats.insert(heartbeats.end(), {1, 0, '1'});
     const Transport still = peers.transport();
     Transport timed = still;
-    timed.read = [&](int fd, Bytes& buffer, bool& arrived) {
+    timed.read = [&](int fd, Bytes& buffer, bool& arrived, bool end_possible) {
         caught.clock.advance_ms(1);
         if (fd != 999) peers.peers[fd].sends = heartbeats;
-        return still.read(fd, buffer, arrived);
+        return still.read(fd, buffer, arrived, end_possible);
     };
     Retransmission crowded(caught.feed, caught.clock, timed, CaughtFeed::session, caught.commentary);
     for (int i = 0; i < talkers; ++i) call(100 + i, {});

@@ -63,7 +63,7 @@ TEST(MeoRequestBytes, NewOrder) {
     EXPECT_EQ(request->expire_time, 0xD8D7D6D5D4D3D2D1u);
 }
 
-TEST(MeoRequestBytes, Modify) {
+TEST(MeoRequestBytes, Replace) {
     const Bytes message = from_hex(R"(
         4D 31                                                       # type "M1"
         E1 E2 E3 E4 E5 E6 E7 E8                                     # not read
@@ -82,7 +82,7 @@ TEST(MeoRequestBytes, Modify) {
     )");
     ASSERT_EQ(message.size(), 111u);
 
-    const auto request = meo::read_modify(message);
+    const auto request = meo::read_replace(message);
     ASSERT_TRUE(request);
     EXPECT_EQ(request->mpid.view(), "AB  ");
     EXPECT_EQ(request->client_order_id.view(), "new-1");

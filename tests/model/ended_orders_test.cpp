@@ -1,7 +1,7 @@
 // How long the engine remembers that an order has ended, at the very edges of that memory.
 #include <gtest/gtest.h>
 
-#include "model/literal_fields.h"
+#include "model/fields.h"
 #include "support/side_by_side.h"
 
 namespace kavo::model {
@@ -27,7 +27,7 @@ protected:
         put(message, 38, 8, 1'000'000);
         put(message, 46, 4, 100);
         put_text(message, 52, "I1");
-        ASSERT_EQ(sides_.handle({Request::Kind::new_order, 0, message, id}), "") << id;
+        ASSERT_EQ(sides_.handle({0, message, id}), "") << id;
     }
 
     void cancel(const std::string& id) {
@@ -37,7 +37,7 @@ protected:
         put_text(message, 14, "cancel");
         put_text(message, 34, id);
         put(message, 54, 4, 1);
-        ASSERT_EQ(sides_.handle({Request::Kind::cancel, 0, message, id}), "") << id;
+        ASSERT_EQ(sides_.handle({0, message, id}), "") << id;
     }
 
     void replace(const std::string& id) {
@@ -49,12 +49,12 @@ protected:
         put(message, 58, 8, 1'000'000);
         put(message, 66, 4, 100);
         put_text(message, 83, "D");
-        ASSERT_EQ(sides_.handle({Request::Kind::modify, 0, message, id}), "") << id;
+        ASSERT_EQ(sides_.handle({0, message, id}), "") << id;
     }
 
     void expect_cancels(std::uint64_t late, std::uint64_t stale) {
-        EXPECT_EQ(sides_.venue.late_cancels, late);
-        EXPECT_EQ(sides_.venue.stale_cancels, stale);
+        EXPECT_EQ(sides_.venue.bench.late_cancels, late);
+        EXPECT_EQ(sides_.venue.bench.stale_cancels, stale);
     }
 
     SideBySide sides_{Settings{}};

@@ -1,6 +1,8 @@
 // Whatever clients send, in whatever order, under whatever scripted faults: the engine answers, trades, publishes and
-// records exactly what the literal venue does, and its feed always leads to its book.
+// records exactly what the venue of the model does, and its feed always leads to its book.
 #include <gtest/gtest.h>
+
+#include <span>
 
 #include "support/request_maker.h"
 #include "support/side_by_side.h"
@@ -9,6 +11,7 @@ namespace kavo::model {
 namespace {
 
 constexpr int requests = 20'000;
+constexpr std::size_t counters_of_sessions = 3;
 constexpr int requests_between_full_comparisons = 500;
 
 struct Run {
@@ -24,7 +27,7 @@ void PrintTo(const Run& run, std::ostream* out) {
 
 class RandomRequests : public testing::TestWithParam<Run> {
 protected:
-    RandomRequests() : sides_(settings()), maker_(GetParam().seed, sides_.venue) {
+    RandomRequests() : sides_(settings()), maker_(GetParam().seed, sides_.venue, sides_.world) {
         maker_.wraps_prices = GetParam().wraps_prices;
     }
 
@@ -69,36 +72,28 @@ protected:
 
     Faults random_faults() {
         Faults faults;
-        faults.reject_every = every();
-        faults.reject_next = next();
-        faults.partial_fill_every = every();
-        faults.partial_next = next();
-        faults.fill_on_cancel_every = every();
-        faults.fill_on_cancel_next = next();
-        faults.unsolicited_cancel_every = every();
-        faults.unsolicited_cancel_next = next();
-        faults.replace_reject_every = every();
-        faults.replace_reject_next = next();
+        for (Bench::Fault& fault : faults) {
+            fault.script.every = every();
+            fault.script.next = next();
+        }
         return faults;
     }
 
     // A run in which one of these never happened has not asked what it should.
     void expect_a_full_life() {
-        const LiteralVenue& venue = sides_.venue;
-        for (const std::uint64_t counter :
-             {venue.orders, venue.accepts, venue.fills, venue.partials, venue.cancels, venue.replaces, venue.rejects,
-              venue.replace_rejects, venue.unsolicited_cancels, venue.race_fills, venue.late_cancels,
-              venue.stale_cancels}) {
-            EXPECT_GT(counter, 20u);
+        const Bench& bench = sides_.venue.bench;
+        const std::vector<Bench::Counter> counters = bench.counters();
+        for (const Bench::Counter& counter : std::span(counters).first(counters.size() - counters_of_sessions)) {
+            EXPECT_GT(counter.value, 20u) << counter.name;
         }
-        EXPECT_EQ(venue.disconnect_cancels > 0, GetParam().acod);
+        EXPECT_EQ(bench.disconnect_cancels > 0, GetParam().acod);
     }
 
     SideBySide sides_;
     RequestMaker maker_;
 };
 
-TEST_P(RandomRequests, AreAnsweredAsTheLiteralVenueAnswersThem) {
+TEST_P(RandomRequests, AreAnsweredAsTheModelAnswersThem) {
     ASSERT_TRUE(alike(sides_.start_day()));
     for (int step = 1; step <= requests; ++step) {
         ASSERT_TRUE(alike(pass_time())) << "before step " << step;

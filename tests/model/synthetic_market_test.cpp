@@ -1,5 +1,5 @@
-// The synthetic market is a promise: one seed is one market, down to the last byte of the feed. The literal venue makes
-// the same draws in its own way and predicts it.
+// The synthetic market is a promise: one seed is one market, down to the last byte of the feed. The venue of the model
+// makes the same draws in its own way and predicts it.
 #include <gtest/gtest.h>
 
 #include "support/side_by_side.h"

@@ -97,7 +97,7 @@ void TradingClient::note(ByteView message) {
         if (found->second.leaves == 0) live_.erase(found);
     } else if (const auto gone = read_order_cancelled(message)) {
         live_.erase(std::string(gone->client_order_id));
-    } else if (const auto replaced = read_modify_notification(message)) {
+    } else if (const auto replaced = read_replace_notification(message)) {
         live_.erase(std::string(replaced->orig_client_order_id));
         if (replaced->leaves == 0) return;
         live_[std::string(replaced->client_order_id)] = {replaced->product_id, replaced->price, replaced->leaves};

@@ -79,12 +79,12 @@ Told told_by(ByteView message) {
     if (const auto m = read_cancel_response(message); m && m->reason == meo::CancelReason::unknown_or_late) {
         return {entry("cancel_reject", text(m->orig_client_order_id)), m->timestamp};
     }
-    if (const auto m = read_modify_response(message); m && !m->accepted()) {
+    if (const auto m = read_replace_response(message); m && !m->accepted()) {
         return {entry("replace_reject", text(m->client_order_id), text(m->orig_client_order_id), number(m->order_id)),
                 m->timestamp};
     }
     // A replacement by no more than was executed closes the order, and a cancel is all that is written down.
-    if (const auto m = read_modify_notification(message); m && m->leaves != 0) {
+    if (const auto m = read_replace_notification(message); m && m->leaves != 0) {
         return {entry("replace", text(m->client_order_id), text(m->orig_client_order_id), number(m->order_id),
                       number(m->quantity), number(m->leaves)),
                 m->timestamp};

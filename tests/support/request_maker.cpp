@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "model/literal_fields.h"
+#include "model/fields.h"
 
 namespace kavo::model {
 namespace {
@@ -30,7 +30,7 @@ std::string format(const char* pattern, Values... values) {
 
 Request RequestMaker::next() {
     const std::uint64_t choice = below(100);
-    Request request = choice < 55 ? new_order() : choice < 77 ? modify() : cancel();
+    Request request = choice < 55 ? new_order() : choice < 77 ? replace() : cancel();
     if (one_in(400)) spoil(request);
     return request;
 }
@@ -45,7 +45,7 @@ int RequestMaker::drop_client() {
 Request RequestMaker::new_order() {
     const std::size_t seat = below(seats_.size());
     const auto product_id = static_cast<std::uint32_t>(one_in(100) ? pick<std::uint64_t>({0, 4, 0xffffffff})
-                                                                   : 1 + below(venue_.products.size()));
+                                                                   : 1 + below(venue_.books.products.size()));
     const bool sell = one_in(2);
     const char order_type = one_in(150) ? pick<char>({'0', '3', '\0'}) : one_in(8) ? '2' : '1';
     std::uint64_t price = order_type == '2' ? 0 : price_near(product_id, !sell);
@@ -68,25 +68,25 @@ Request RequestMaker::new_order() {
     put(message, 53, 1, static_cast<std::uint8_t>(order_type));
     put_echo_texts(message);
     put(message, 112, 8, expire_time(time_in_force));
-    return {Request::Kind::new_order, seats_[seat], message,
+    return {seats_[seat], message,
             format("N1 client %d id '%s' mpid '%s' product %u %s %u @ %llu flags %#x tif %c type %c", seats_[seat],
                    id.c_str(), participant.c_str(), product_id, sell ? "sell" : "buy", shares,
                    static_cast<unsigned long long>(price), order_flags, time_in_force, order_type)};
 }
 
-Request RequestMaker::modify() {
+Request RequestMaker::replace() {
     const std::size_t seat = below(seats_.size());
     const std::string orig = id_to_change(seat);
     const std::string id = one_in(40) ? orig : one_in(60) ? std::string() : new_id(seat);
     const std::string participant = mpid(seat);
-    std::uint32_t product_id = static_cast<std::uint32_t>(1 + below(venue_.products.size()));
+    std::uint32_t product_id = static_cast<std::uint32_t>(1 + below(venue_.books.products.size()));
     std::uint64_t price = price_near(product_id, one_in(2));
     std::uint32_t shares = size();
     if (const auto live = venue_.live_ids.find(orig); live != venue_.live_ids.end()) {
-        const Order& order = venue_.live_orders.at(live->second);
+        const Order& order = venue_.books.resting.at(live->second);
         product_id = order.product_id;
         price = one_in(3) ? static_cast<std::uint64_t>(order.price) * 100 : price_near(product_id, order.buy);
-        const std::uint32_t done = venue_.executed.at(orig);
+        const std::uint32_t done = order.executed;
         if (one_in(3)) shares = done + static_cast<std::uint32_t>(below(order.leaves + 2));
         if (one_in(12)) shares = done;
     }
@@ -102,7 +102,7 @@ Request RequestMaker::modify() {
     put(message, 58, 8, price);
     put(message, 66, 4, shares);
     put(message, 83, 1, static_cast<std::uint8_t>(time_in_force));
-    return {Request::Kind::modify, seats_[seat], message,
+    return {seats_[seat], message,
             format("M1 client %d id '%s' for '%s' mpid '%s' %u @ %llu tif %c", seats_[seat], id.c_str(), orig.c_str(),
                    participant.c_str(), shares, static_cast<unsigned long long>(price), time_in_force)};
 }
@@ -111,9 +111,9 @@ Request RequestMaker::cancel() {
     const std::size_t seat = below(seats_.size());
     const std::string orig = id_to_change(seat);
     const std::string participant = mpid(seat);
-    auto product_id = static_cast<std::uint32_t>(below(venue_.products.size() + 2));
+    auto product_id = static_cast<std::uint32_t>(below(venue_.books.products.size() + 2));
     if (const auto live = venue_.live_ids.find(orig); live != venue_.live_ids.end() && !one_in(40)) {
-        product_id = venue_.live_orders.at(live->second).product_id;
+        product_id = venue_.books.resting.at(live->second).product_id;
     }
 
     Bytes message = random_bytes(68 + (one_in(10) ? below(9) : 0));
@@ -122,7 +122,7 @@ Request RequestMaker::cancel() {
     put_id(message, 14, any_id(seat));
     put_id(message, 34, orig);
     put(message, 54, 4, product_id);
-    return {Request::Kind::cancel, seats_[seat], message,
+    return {seats_[seat], message,
             format("CO client %d for '%s' mpid '%s' product %u", seats_[seat], orig.c_str(), participant.c_str(),
                    product_id)};
 }
@@ -192,7 +192,7 @@ std::string RequestMaker::id_to_change(std::size_t seat) {
 
 bool RequestMaker::is_open_order_of(int owner, const std::string& id) const {
     const auto live = venue_.live_ids.find(id);
-    return live != venue_.live_ids.end() && venue_.live_orders.at(live->second).owner == owner;
+    return live != venue_.live_ids.end() && venue_.books.resting.at(live->second).owner == owner;
 }
 
 std::string RequestMaker::mpid(std::size_t seat) {
@@ -202,8 +202,8 @@ std::string RequestMaker::mpid(std::size_t seat) {
 }
 
 std::uint64_t RequestMaker::price_near(std::uint32_t product_id, bool buy) {
-    const std::size_t index = product_id == 0 || product_id > venue_.products.size() ? 0 : product_id - 1;
-    const std::int64_t mid_cents = std::llround(venue_.products[index].reference * 100.0);
+    const std::size_t index = product_id == 0 || product_id > venue_.books.products.size() ? 0 : product_id - 1;
+    const std::int64_t mid_cents = std::llround(venue_.books.products[index].reference * 100.0);
     std::int64_t through = static_cast<std::int64_t>(below(10)) - 4;  // cents beyond the mid; mostly behind it
     through -= static_cast<std::int64_t>(below(8));
     const std::int64_t cents = std::max<std::int64_t>(1, buy ? mid_cents + through : mid_cents - through);
@@ -241,7 +241,7 @@ char RequestMaker::tif() {
 }
 
 std::uint64_t RequestMaker::expire_time(char tif) {
-    const std::uint64_t now = venue_.wall_ns / nanoseconds_in_a_millisecond;
+    const std::uint64_t now = world_.wall_ns / nanoseconds_in_a_millisecond;
     if (tif != 'T') return one_in(100) ? now + 1000 : 0;
     return one_in(6) ? pick<std::uint64_t>({0, now - 1, now}) : now + 1 + below(1000);
 }

@@ -7,13 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "model/literal_venue.h"
+#include "support/still_world.h"
 
 namespace kavo::model {
 
 struct Request {
-    enum class Kind { new_order, modify, cancel };
-    Kind kind = Kind::new_order;
     int client = 0;
     Bytes message;
     std::string text;  // for a reader of a failed test
@@ -21,8 +19,9 @@ struct Request {
 
 class RequestMaker {
 public:
-    // Prices, ids worth naming and expiry times are taken from the venue as it stands at each request.
-    RequestMaker(std::uint64_t seed, const LiteralVenue& venue) : random_(seed), venue_(venue) {}
+    // Prices, ids worth naming and expiry times are taken from the venue and its world as they stand at each request.
+    RequestMaker(std::uint64_t seed, const Venue& venue, const StillWorld& world)
+        : random_(seed), venue_(venue), world_(world) {}
 
     Request next();
 
@@ -37,7 +36,7 @@ public:
 
 private:
     Request new_order();
-    Request modify();
+    Request replace();
     Request cancel();
 
     Bytes random_bytes(std::size_t size);
@@ -62,7 +61,8 @@ private:
     }
 
     std::mt19937_64 random_;
-    const LiteralVenue& venue_;
+    const Venue& venue_;
+    const StillWorld& world_;
     std::vector<int> seats_{0, 1, 2, 3};  // the handle that sits there now
     int next_handle_ = 4;
 };

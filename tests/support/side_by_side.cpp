@@ -1,19 +1,18 @@
 #include "support/side_by_side.h"
 
 #include <algorithm>
-#include <initializer_list>
+#include <optional>
 #include <sstream>
-#include <string_view>
+#include <tuple>
 #include <utility>
 
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "app/statistics.h"
+#include "model/fields.h"
 
 namespace kavo::model {
 namespace {
 
-constexpr std::uint64_t opening_steady_ms = 5'000'000;
-constexpr std::uint64_t opening_wall_ns = 1'700'000'000'123'456'789;
+static_assert(std::tuple_size_v<Faults> == scripted_faults.size());
 
 Bytes to_bytes(ByteView view) {
     return {view.begin(), view.end()};
@@ -37,9 +36,9 @@ std::string in_words(const std::vector<Level>& levels) {
     return text.str();
 }
 
-std::string in_words(const std::vector<Outbound>& outbox) {
+std::string in_words(const std::vector<Venue::Outbound>& outbox) {
     std::ostringstream text;
-    for (const Outbound& outbound : outbox) {
+    for (const Venue::Outbound& outbound : outbox) {
         text << "    for client " << outbound.client << ": " << hex(outbound.message) << '\n';
     }
     return text.str();
@@ -52,19 +51,9 @@ std::string difference(const std::string& what, const T& engine, const T& model)
     return what + " of the engine:\n" + in_words(engine) + what + " of the model:\n" + in_words(model);
 }
 
-struct Number {
-    std::string_view what;
-    std::uint64_t engine;
-    std::uint64_t model;
-};
-
-std::string differences_of(std::initializer_list<Number> numbers) {
-    std::ostringstream text;
-    for (const Number& number : numbers) {
-        if (number.engine == number.model) continue;
-        text << number.what << ": engine " << number.engine << ", model " << number.model << '\n';
-    }
-    return text.str();
+std::string numbers_differ(const std::string& what, std::uint64_t engine, std::uint64_t model) {
+    if (engine == model) return {};
+    return what + ": engine " + std::to_string(engine) + ", model " + std::to_string(model) + "\n";
 }
 
 EngineSettings engine_settings(const Settings& settings) {
@@ -77,16 +66,16 @@ EngineSettings engine_settings(const Settings& settings) {
     return result;
 }
 
-std::vector<Outbound> to_outbound(const OutboundMessages& messages) {
-    std::vector<Outbound> result;
+std::vector<Venue::Outbound> to_outbound(const OutboundMessages& messages) {
+    std::vector<Venue::Outbound> result;
     for (const OutboundMessage& message : messages) {
         result.push_back({message.client, to_bytes(message.message.bytes())});
     }
     return result;
 }
 
-std::vector<Outbound> addressed(int client, const Answers& answers) {
-    std::vector<Outbound> result;
+std::vector<Venue::Outbound> addressed(int client, const Answers& answers) {
+    std::vector<Venue::Outbound> result;
     for (const Bytes& answer : answers) result.push_back({client, answer});
     return result;
 }
@@ -102,7 +91,8 @@ std::vector<Bytes> messages_of(const DomFeed& feed, const DomFeed::StateBuilder&
     return messages;
 }
 
-LineLog::Listener lines_into(std::vector<std::string>& lines) {
+// Of a log or of the commentary: each text is one line.
+std::function<void(std::string_view line)> lines_into(std::vector<std::string>& lines) {
     return [&lines](std::string_view line) { lines.emplace_back(line.substr(0, line.size() - 1)); };
 }
 
@@ -116,40 +106,31 @@ std::uint32_t product_touched_by(const Bytes& message) {
 }  // namespace
 
 SideBySide::SideBySide(const Settings& settings)
-    : venue(settings),
+    : venue(settings, world.around_venue()),
+      commentary_(lines_into(commentary_lines_)),
       feed_(
           settings.session, clock_, [](ByteView) {}, commentary_),
       generator_(settings.seed),
-      engine_(feed_, generator_, engine_settings(settings), bench_, clock_, commentary_) {
+      engine_(feed_, generator_, engine_settings(settings), bench_, clock_, commentary_),
+      books_from_feed_(settings.symbols) {
     engine_.order_truth.log.write_to(lines_into(order_truth_));
     engine_.books.truth.write_to(lines_into(book_truth_));
     for (const Symbol& symbol : settings.symbols) engine_.books.add_product(symbol.name, symbol.reference);
-    venue.steady_ms = opening_steady_ms;
-    venue.wall_ns = opening_wall_ns;
     let_pass(0);
 }
 
 void SideBySide::let_pass(std::uint64_t ms, std::uint64_t ns) {
-    venue.steady_ms += ms;
-    venue.wall_ns += ms * ns_per_ms + ns;
-    clock_.stand_at(venue.steady_ms, venue.wall_ns);
+    world.steady_ms += ms;
+    world.wall_ns += ms * ns_per_ms + ns;
+    clock_.stand_at(world.steady_ms, world.wall_ns);
 }
 
 void SideBySide::arm(const Faults& faults) {
-    const auto set = [&faults](auto& side) {
-        side.reject_every = faults.reject_every;
-        side.reject_next = faults.reject_next;
-        side.partial_fill_every = faults.partial_fill_every;
-        side.partial_next = faults.partial_next;
-        side.fill_on_cancel_every = faults.fill_on_cancel_every;
-        side.fill_on_cancel_next = faults.fill_on_cancel_next;
-        side.unsolicited_cancel_every = faults.unsolicited_cancel_every;
-        side.unsolicited_cancel_next = faults.unsolicited_cancel_next;
-        side.replace_reject_every = faults.replace_reject_every;
-        side.replace_reject_next = faults.replace_reject_next;
-    };
-    set(venue);
-    set(bench_);
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+        FaultScript& script = venue.bench.faults[i].script;
+        bench_.*scripted_faults[i].every = script.every = faults[i].script.every;
+        bench_.*scripted_faults[i].next = script.next = faults[i].script.next;
+    }
 }
 
 void SideBySide::pause(bool paused) {
@@ -172,39 +153,36 @@ std::string SideBySide::start_session() {
 }
 
 std::string SideBySide::handle(const Request& request) {
-    bool handled = false;
     OutboundMessages answers;
-    std::optional<Answers> expected;
-    if (request.kind == Request::Kind::new_order) {
-        const auto parsed = meo::read_new_order(request.message);
-        handled = parsed.has_value();
-        if (handled) engine_.new_order(request.client, *parsed, answers);
-        expected = venue.new_order(request.client, request.message);
-    } else if (request.kind == Request::Kind::modify) {
-        const auto parsed = meo::read_modify(request.message);
-        handled = parsed.has_value();
-        if (handled) engine_.modify(request.client, *parsed, answers);
-        expected = venue.modify(request.client, request.message);
-    } else {
-        const auto parsed = meo::read_cancel(request.message);
-        handled = parsed.has_value();
-        if (handled) engine_.cancel(request.client, *parsed, answers);
-        expected = venue.cancel(request.client, request.message);
-    }
+    const bool handled = tell_engine(request, answers);
+    const std::optional<Answers> expected = venue.handle(request.client, request.message);
     if (handled != expected.has_value()) return "one side takes this for a request and the other does not\n";
     if (!all_sequenced(answers)) return "an answer that would never be replayed\n";
     return compare(
         difference("answers", to_outbound(answers), addressed(request.client, expected.value_or(Answers{}))));
 }
 
+bool SideBySide::tell_engine(const Request& request, OutboundMessages& answers) {
+    if (const auto order = meo::read_new_order(request.message)) {
+        engine_.new_order(request.client, *order, answers);
+    } else if (const auto replacement = meo::read_replace(request.message)) {
+        engine_.replace(request.client, *replacement, answers);
+    } else if (const auto cancellation = meo::read_cancel(request.message)) {
+        engine_.cancel(request.client, *cancellation, answers);
+    } else {
+        return false;
+    }
+    return true;
+}
+
 std::string SideBySide::drop(int client) {
-    venue.client_dropped(client);
+    venue.client_dropped(client, "someone");
     engine_.client_dropped(client, "someone");
     return compare({});
 }
 
 std::string SideBySide::cancel_unsolicited() {
-    venue.unsolicited_cancels_due();
+    venue.cancel_unsolicited();
     engine_.cancel_unsolicited();
     return compare({});
 }
@@ -244,49 +222,43 @@ std::string SideBySide::compare_feeds() {
     std::vector<Bytes> published;
     while (compared_sequence_ < feed_.last_sequence()) {
         published.push_back(to_bytes(feed_.message(++compared_sequence_)));
-        feed_book_.apply(published.back());
+        books_from_feed_.follow(published.back());
         const std::uint32_t touched = product_touched_by(published.back());
         if (touched != 0 && std::ranges::count(touched_products_, touched) == 0) touched_products_.push_back(touched);
     }
-    const std::vector<Bytes> expected = std::exchange(venue.feed, {});
+    const std::vector<Bytes> expected = std::exchange(world.feed, {});
     return difference("feed", published, expected) +
-           differences_of({{"feed sequence", feed_.last_sequence(), venue.feed_sequence}});
+           numbers_differ("feed sequence", feed_.last_sequence(), world.feed_sequence);
 }
 
 std::string SideBySide::compare_truths() {
-    return difference("order truth", std::exchange(order_truth_, {}), std::exchange(venue.order_truth, {})) +
-           difference("book truth", std::exchange(book_truth_, {}), std::exchange(venue.book_truth, {}));
+    return difference("order truth", std::exchange(order_truth_, {}), std::exchange(world.order_truth, {})) +
+           difference("book truth", std::exchange(book_truth_, {}), std::exchange(world.book_truth, {})) +
+           difference("commentary", std::exchange(commentary_lines_, {}), std::exchange(world.commentary, {}));
 }
 
 std::string SideBySide::compare_counters() const {
-    const BenchCounters& counters = bench_.counters;
-    return differences_of({
-        {"orders", counters.orders, venue.orders},
-        {"accepts", counters.accepts, venue.accepts},
-        {"fills", counters.fills, venue.fills},
-        {"partials", counters.partials, venue.partials},
-        {"cancels", counters.cancels, venue.cancels},
-        {"replaces", counters.replaces, venue.replaces},
-        {"rejects", counters.rejects, venue.rejects},
-        {"replace_rejects", counters.replace_rejects, venue.replace_rejects},
-        {"unsolicited_cancels", counters.unsolicited_cancels, venue.unsolicited_cancels},
-        {"race_fills", counters.race_fills, venue.race_fills},
-        {"late_cancels", counters.late_cancels, venue.late_cancels},
-        {"stale_cancels", counters.stale_cancels, venue.stale_cancels},
-        {"disconnect_cancels", counters.disconnect_cancels, venue.disconnect_cancels},
-        {"reject_next", bench_.reject_next, venue.reject_next},
-        {"partial_next", bench_.partial_next, venue.partial_next},
-        {"fill_on_cancel_next", bench_.fill_on_cancel_next, venue.fill_on_cancel_next},
-        {"unsolicited_cancel_next", bench_.unsolicited_cancel_next, venue.unsolicited_cancel_next},
-        {"replace_reject_next", bench_.replace_reject_next, venue.replace_reject_next},
-    });
+    const std::string engine = bench_statistics(bench_.counters);
+    const std::string model = venue.bench.statistics();
+    std::string differences = engine == model ? "" : "engine: " + engine + "\nmodel:  " + model + "\n";
+    differences +=
+        numbers_differ("disconnect_cancels", bench_.counters.disconnect_cancels, venue.bench.disconnect_cancels);
+    for (std::size_t i = 0; i < scripted_faults.size(); ++i) {
+        const Bench::Fault& fault = venue.bench.faults[i];
+        differences +=
+            numbers_differ(std::string(fault.control_word), bench_.*scripted_faults[i].next, fault.script.next);
+    }
+    return differences;
 }
 
 std::string SideBySide::compare_book(std::uint32_t product_id) const {
     const kavo::Product& product = engine_.books.products().at(product_id - 1);
-    const Product& expected = venue.products.at(product_id - 1);
-    std::string differences =
-        differences_of({{"last price", product.last, expected.last}, {"volume", product.volume, expected.volume}});
+    const Product& expected = venue.books.product(product_id);
+    const Product& from_feed = books_from_feed_.product(product_id);
+    std::string differences = numbers_differ("last price", product.last, expected.last);
+    differences += numbers_differ("last price on the feed", product.last, from_feed.last);
+    differences += numbers_differ("volume", product.volume, expected.volume);
+    differences += numbers_differ("volume on the feed", product.volume, from_feed.volume);
     if (product.reference != expected.reference) differences += product.symbol + " reference prices differ\n";
     for (const bool buy : {true, false}) {
         const std::string side = product.symbol + (buy ? " bids" : " asks");
@@ -294,15 +266,15 @@ std::string SideBySide::compare_book(std::uint32_t product_id) const {
         for (const auto& [rank, level] : (buy ? product.bids : product.asks).levels()) {
             levels.push_back({level.price, level.total});
         }
-        differences += difference(side, levels, venue.levels(expected, buy));
-        differences += difference(side + ", rebuilt from the feed,", levels, feed_book_.levels(product_id, buy));
+        differences += difference(side, levels, venue.books.levels(product_id, buy));
+        differences += difference(side + ", rebuilt from the feed,", levels, books_from_feed_.levels(product_id, buy));
     }
     return differences;
 }
 
 std::string SideBySide::compare_all_books() {
     std::string differences = compare_queues();
-    for (const Product& product : venue.products) differences += compare_book(product.product_id);
+    for (const Product& product : venue.books.products) differences += compare_book(product.product_id);
     return differences;
 }
 
@@ -310,34 +282,22 @@ std::string SideBySide::compare_all_books() {
 // by byte, and the one that the feed led to.
 std::string SideBySide::compare_queues() {
     const std::vector<Bytes> refresh = messages_of(feed_, feed_.state.resting_orders);
-    std::vector<Bytes> expected;
-    for (const Product& product : venue.products) {
-        for (const bool buy : {true, false}) {
-            for (const auto& [price, queue] : product.side(buy)) {
-                for (const std::uint64_t id : queue) {
-                    expected.push_back(add_order(venue.wall_ns, venue.live_orders.at(id)));
-                }
-            }
-        }
-    }
-    std::vector<FeedBook::Resting> resting;
-    for (const Bytes& message : refresh) resting.push_back(read_add_order(message));
-    std::string differences = difference("resting orders", refresh, expected);
-    if (resting != feed_book_.resting_orders()) differences += "the refresh is not where the feed led to\n";
+    std::string differences = difference("resting orders", refresh, venue.resting_orders());
+    const std::vector<Order> led_to = books_from_feed_.resting_orders();
+    const auto is_same = [](const Bytes& message, const Order& order) {
+        const Order told = read_add_order(message);
+        return told.id == order.id && told.product_id == order.product_id && told.buy == order.buy &&
+               told.price == order.price && told.leaves == order.leaves;
+    };
+    if (!std::ranges::equal(refresh, led_to, is_same)) differences += "the refresh is not where the feed led to\n";
     return differences;
 }
 
 std::string SideBySide::compare_refreshed_definitions() {
-    std::vector<Bytes> definitions;
-    std::vector<Bytes> statuses;
-    for (const Product& product : venue.products) {
-        definitions.push_back(series_definition(venue.wall_ns, product));
-        statuses.push_back(series_status(venue.wall_ns, product));
-    }
     std::string differences =
-        difference("refreshed definitions", messages_of(feed_, feed_.state.series_definitions), definitions);
-    return differences.append(
-        difference("refreshed statuses", messages_of(feed_, feed_.state.series_trading_status), statuses));
+        difference("refreshed definitions", messages_of(feed_, feed_.state.series_definitions), venue.definitions());
+    return differences.append(difference("refreshed statuses", messages_of(feed_, feed_.state.series_trading_status),
+                                         venue.trading_statuses()));
 }
 
 }  // namespace kavo::model

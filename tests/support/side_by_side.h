@@ -1,5 +1,6 @@
-// The engine and the literal venue, given the same requests at the same moments. Every operation below runs on both and
-// returns how they differ, in words and hexadecimal; an empty text means that nobody outside could tell them apart.
+// The engine and the venue of the model, given the same requests at the same moments. Every operation below runs on
+// both and returns how they differ, in words and hexadecimal; an empty text means that nobody outside could tell them
+// apart.
 #pragma once
 
 #include <cstdint>
@@ -10,20 +11,13 @@
 #include "common/clock.h"
 #include "engine/engine.h"
 #include "feed/dom_feed.h"
-#include "model/feed_book.h"
-#include "model/literal_venue.h"
+#include "model/venue.h"
 #include "support/request_maker.h"
+#include "support/still_world.h"
 
 namespace kavo::model {
 
-// The scripted faults, by the names that both sides give them.
-struct Faults {
-    std::uint32_t reject_every = 0, reject_next = 0;
-    std::uint32_t partial_fill_every = 0, partial_next = 0;
-    std::uint32_t fill_on_cancel_every = 0, fill_on_cancel_next = 0;
-    std::uint32_t unsolicited_cancel_every = 0, unsolicited_cancel_next = 0;
-    std::uint32_t replace_reject_every = 0, replace_reject_next = 0;
-};
+using Faults = decltype(Bench::faults);
 
 class SideBySide {
 public:
@@ -31,6 +25,7 @@ public:
 
     // Moves both clocks of both sides: the steady one by whole milliseconds, the wall clock by as much and `ns` more.
     void let_pass(std::uint64_t ms, std::uint64_t ns = 0);
+    // Sets how often each scripted fault comes, and on how many of the next occasions.
     void arm(const Faults& faults);
     void pause(bool paused);
 
@@ -46,9 +41,11 @@ public:
     // Compares all books in full, the order of the queues included; the operations look at the touched products only.
     std::string compare_all_books();
 
-    LiteralVenue venue;
+    StillWorld world;  // the model's, in which the engine lives as well
+    Venue venue;
 
 private:
+    bool tell_engine(const Request& request, OutboundMessages& answers);
     std::string compare(const std::string& found);
     std::string compare_outboxes();
     std::string compare_feeds();
@@ -59,14 +56,15 @@ private:
     std::string compare_refreshed_definitions();
 
     Clock clock_;
-    Commentary commentary_{[](std::string_view) {}};
-    Bench bench_;
+    std::vector<std::string> order_truth_;
+    std::vector<std::string> book_truth_;
+    std::vector<std::string> commentary_lines_;
+    Commentary commentary_;
+    kavo::Bench bench_;
     DomFeed feed_;
     Generator generator_;
     Engine engine_;
-    std::vector<std::string> order_truth_;
-    std::vector<std::string> book_truth_;
-    FeedBook feed_book_;
+    Books books_from_feed_;
     std::uint64_t compared_sequence_ = 0;
     std::vector<std::uint32_t> touched_products_;
 };

@@ -77,9 +77,9 @@ std::string Venue::enter(const NewOrder& order, ClientHandle client) {
 
 std::string Venue::replace(const Replace& replacement, ClientHandle client) {
     OutboundMessages answers;
-    const auto request = meo::read_modify(replacement.bytes());
-    if (!request) return "not a modify";
-    engine.modify(client, *request, answers);
+    const auto request = meo::read_replace(replacement.bytes());
+    if (!request) return "not a replace";
+    engine.replace(client, *request, answers);
     return answers_text(answers);
 }
 

@@ -109,7 +109,7 @@ TEST(LiveBadInput, AnUnknownOrShortMessageEndsTheSession) {
         std::string described;
     };
     const Bytes order = buy("a1").at("100.00").bytes();
-    const Bytes modify = replace("a1", "a2").at("100.00").bytes();
+    const Bytes replacement = replace("a1", "a2").at("100.00").bytes();
     const Bytes cancellation = cancel("a1").bytes();
     std::uint64_t order_id = 1040;
     std::uint64_t number = 0;
@@ -119,7 +119,7 @@ TEST(LiveBadInput, AnUnknownOrShortMessageEndsTheSession) {
              {message_of("N1", 2), "'N1' (2 bytes)"},
              {message_of("NR", 65'534), "'NR' (65534 bytes)"},
              {Bytes(order.begin(), order.end() - 1), "'N1' (130 bytes)"},
-             {Bytes(modify.begin(), modify.end() - 1), "'M1' (110 bytes)"},
+             {Bytes(replacement.begin(), replacement.end() - 1), "'M1' (110 bytes)"},
              {Bytes(cancellation.begin(), cancellation.end() - 1), "'CO' (67 bytes)"},
          }) {
         WireClient alice(venue.port());

@@ -1,8 +1,9 @@
 // Order entry, as bytes.
 #include <algorithm>
 
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/books.h"
+#include "model/fields.h"
+#include "model/wire.h"
 
 namespace kavo::model {
 namespace {
@@ -73,9 +74,9 @@ std::optional<NewOrder> read_new_order(const Bytes& message) {
     return request;
 }
 
-std::optional<Modify> read_modify(const Bytes& message) {
+std::optional<Replace> read_replace(const Bytes& message) {
     if (!is_message(message, "M1", 111)) return std::nullopt;
-    Modify request;
+    Replace request;
     request.mpid = get_mpid(message, 10);
     request.client_order_id = get_text(message, 14, 20);
     request.orig_client_order_id = get_text(message, 34, 20);
@@ -172,8 +173,8 @@ Bytes order_cancelled(std::uint64_t now_ns, const Order& order, std::uint32_t le
     return message;
 }
 
-Bytes modify_response(std::uint64_t now_ns, const Modify& request, std::uint64_t order_id, std::uint32_t new_leaves,
-                      char reason) {
+Bytes replace_response(std::uint64_t now_ns, const Replace& request, std::uint64_t order_id, std::uint32_t new_leaves,
+                       char reason) {
     Bytes message = answer("MR", 89, now_ns);
     put_blank_filled(message, 10, 4, request.mpid);
     put_zero_filled(message, 14, 20, request.client_order_id);
@@ -186,7 +187,7 @@ Bytes modify_response(std::uint64_t now_ns, const Modify& request, std::uint64_t
     return message;
 }
 
-Bytes modify_notice(std::uint64_t now_ns, const Modify& request, const Order& order, std::uint32_t new_leaves) {
+Bytes replace_notice(std::uint64_t now_ns, const Replace& request, const Order& order, std::uint32_t new_leaves) {
     Bytes message = answer("MN", 123, now_ns);
     put_blank_filled(message, 10, 4, request.mpid);
     put_zero_filled(message, 14, 20, request.client_order_id);

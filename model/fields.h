@@ -1,4 +1,4 @@
-// Fields of a message, each named by the number of the byte it begins at. The literal venue's own alphabet: the engine
+// Fields of a message, each named by the number of the byte it begins at. The model's own alphabet: the simulator
 // has another.
 #pragma once
 
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "model/literal_records.h"
+#include "model/records.h"
 
 namespace kavo::model {
 

@@ -1,6 +1,7 @@
 // The feed, as bytes; and any message, as text.
-#include "model/literal_fields.h"
-#include "model/literal_wire.h"
+#include "model/books.h"
+#include "model/fields.h"
+#include "model/wire.h"
 
 namespace kavo::model {
 namespace {
@@ -74,6 +75,16 @@ Bytes add_order(std::uint64_t now_ns, const Order& order) {
     put(message, 26, 4, order.leaves);
     put_blank_filled(message, 30, 4, attribution(order));
     return message;
+}
+
+Order read_add_order(const Bytes& message) {
+    Order order;
+    order.product_id = get32(message, 5);
+    order.id = get(message, 9, 8);
+    order.buy = message.at(17) == 'B';
+    order.price = book_price(get(message, 18, 8));
+    order.leaves = get32(message, 26);
+    return order;
 }
 
 Bytes modify_order(std::uint64_t now_ns, const Order& order, bool lost_priority) {

@@ -1,9 +1,7 @@
-// The plain records of the literal venue: what a client asks, and what the venue remembers.
+// What a client asks of the venue, and what the venue remembers of an order.
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -36,7 +34,7 @@ struct NewOrder {
 };
 
 // A replace as read from the wire; price in the wire's millionths.
-struct Modify {
+struct Replace {
     std::string mpid;
     std::string client_order_id;
     std::string orig_client_order_id;
@@ -54,7 +52,8 @@ struct Cancel {
     std::uint32_t product_id = 0;
 };
 
-// An order of the books; price in ten-thousandths, owner negative for the synthetic market.
+// An order of the venue. Prices are ten-thousandths from here on, of which 32 bits are kept; the owner is negative for
+// the synthetic market.
 struct Order {
     std::uint64_t id = 0;
     std::uint32_t product_id = 0;
@@ -67,35 +66,22 @@ struct Order {
     char tif = 'D';
     char order_type = '1';
     std::uint16_t order_flags = 0;
+    std::uint32_t size = 0;  // as the client asked for it last
+    std::uint32_t executed = 0;
+
+    void fill(std::uint32_t quantity) {
+        leaves -= quantity;
+        executed += quantity;
+    }
 };
 
-// One comparison serves both sides of a book: the highest bid and the lowest ask come first.
-struct BestFirst {
-    bool bids = false;
-    bool operator()(std::uint32_t left, std::uint32_t right) const { return bids ? left > right : left < right; }
-};
+inline std::uint32_t book_price(std::uint64_t wire_price) {
+    return static_cast<std::uint32_t>(wire_price / 100);
+}
 
-using Queue = std::deque<std::uint64_t>;                 // order ids, first come first
-using Side = std::map<std::uint32_t, Queue, BestFirst>;  // price in ten-thousandths
-
-struct Product {
+struct Symbol {
     std::string name;
-    std::uint32_t product_id = 0;
-    char listing = 'Q';
-    double reference = 0.0;  // currency units
-    Side bids{BestFirst{true}};
-    Side asks{BestFirst{false}};
-    std::uint32_t last = 0;    // price of the latest fill of a resting order, ten-thousandths
-    std::uint64_t volume = 0;  // shares taken from resting orders
-
-    Side& side(bool buy) { return buy ? bids : asks; }
-    const Side& side(bool buy) const { return buy ? bids : asks; }
-};
-
-struct Level {
-    std::uint32_t price = 0;
-    std::uint64_t total = 0;
-    bool operator==(const Level&) const = default;
+    double reference = 100.0;  // currency units
 };
 
 }  // namespace kavo::model

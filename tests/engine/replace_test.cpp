@@ -242,13 +242,13 @@ TEST(Replace, NotifiesWithTheProductOfTheOrderWhateverTheRequestSays) {
     Replace replacement = replace("b1", "b2").at("189.96");
     replacement.product_id = 77;
     const Bytes message = replacement.bytes();
-    const auto request = meo::read_modify(message);
+    const auto request = meo::read_replace(message);
     ASSERT_TRUE(request);
     OutboundMessages answers;
-    venue.engine.modify(0, *request, answers);
+    venue.engine.replace(0, *request, answers);
     ASSERT_EQ(answers.size(), 2u);
-    EXPECT_EQ(get(answers[0].message.bytes(), layout::modify_response::product_id), 77u);
-    EXPECT_EQ(get(answers[1].message.bytes(), layout::modify_notification::product_id), 2u);
+    EXPECT_EQ(get(answers[0].message.bytes(), layout::replace_response::product_id), 77u);
+    EXPECT_EQ(get(answers[1].message.bytes(), layout::replace_notification::product_id), 2u);
 }
 
 TEST(Replace, ThatCrossesTradesAndRestsWhatIsLeft) {
