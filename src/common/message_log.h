@@ -37,6 +37,7 @@ public:
     std::uint64_t oldest() const { return next_ - size_; }
     std::uint64_t next() const { return next_; }  // the number that the next message will get; the first is 1
     std::size_t size() const { return size_; }
+    std::size_t blocks() const { return blocks_.size(); }  // all the memory that it holds
 
 private:
     struct Block {

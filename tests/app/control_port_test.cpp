@@ -41,6 +41,13 @@ struct ControlPortTest : testing::Test {
     std::string said;  // on standard error during the last command
 };
 
+std::uint16_t port_of(int socket) {
+    sockaddr_in name{};
+    socklen_t size = sizeof name;
+    getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size);
+    return ntohs(name.sin_port);
+}
+
 using ControlCommand = ControlPortTest;
 using ControlText = ControlPortTest;
 using ControlNumber = ControlPortTest;
@@ -73,18 +80,28 @@ TEST_F(ControlCommand, WaitsForTheNextPassBehindTwoHundredAndFiftySixOthers) {
     ASSERT_GE(socket, 0);
     const int room = 1 << 20;
     setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-    sockaddr_in name{};
-    socklen_t size = sizeof name;
-    getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size);
     ControlPort reached(venue.bench, venue.engine, venue.feed, venue.order_entry, venue.clock, standard_error,
                         command_socket(socket));
-    const ControlClient harness(ntohs(name.sin_port));
+    const ControlClient harness(port_of(socket));
     const auto drops_waiting = [&] { return venue.feed.faults.drop_next; };
     for (std::uint32_t i = 1; i <= 260; ++i) harness.send("drop " + std::to_string(i));
     reached.drain();
     EXPECT_EQ(drops_waiting(), 256u);
     reached.drain();
     EXPECT_EQ(drops_waiting(), 260u);
+    close_socket(socket);
+}
+
+TEST(CommandSocket, GivesFiveHundredAndElevenBytesOfADatagramAtMost) {
+    const int socket = open_local_datagrams(0, "control port", standard_error);
+    ASSERT_GE(socket, 0);
+    const CommandSource source = command_socket(socket);
+    const ControlClient harness(port_of(socket));
+    for (const auto& [sent, given] : {std::pair{510u, 510u}, {511u, 511u}, {512u, 511u}, {600u, 511u}}) {
+        harness.send(std::string(sent, 'a'));
+        EXPECT_EQ(source.receive(), std::string(given, 'a'));
+    }
+    EXPECT_EQ(source.receive(), std::nullopt);
     close_socket(socket);
 }
 

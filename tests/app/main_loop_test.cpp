@@ -187,6 +187,17 @@ TEST_F(LoopTest, WatchesNoListenerWhileDescriptorsAreUsedUp) {
     EXPECT_EQ(watched, (std::vector<std::string>{"7 in", "8 in", "100 in"}));
 }
 
+TEST_F(LoopTest, TriesReceiversAgainForWhomNoDescriptorWasLeft) {
+    receivers.call(200);
+    receivers.exhausted = true;
+    turn();
+    EXPECT_EQ(watched, std::vector<std::string>{"7 in"});
+    receivers.exhausted = false;
+    turn();
+    EXPECT_EQ(retransmission.connections().size(), 1u);
+    EXPECT_EQ(watched, (std::vector<std::string>{"7 in", "8 in", "200 in"}));
+}
+
 TEST_F(LoopTest, TellsThePassesTimeOnceForAllThatIsPeriodic) {
     venue.engine.market.interval_ms = 40;
     const std::uint64_t before = venue.feed.next_sequence();

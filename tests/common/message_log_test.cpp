@@ -225,6 +225,24 @@ TEST(MessageLog, KeepsForAReaderWhatItForgetsMeanwhile) {
     EXPECT_EQ(log.at(10).front(), 10);
 }
 
+TEST(MessageLog, GivesBackTheBlocksInWhichNothingIsLeft) {
+    MessageLog log;
+    EXPECT_EQ(log.blocks(), 0u);
+    for (int i = 0; i < 10; ++i) append(log, 40'000);  // a block has no room for two of them
+    EXPECT_EQ(log.blocks(), 10u);
+    log.keep_from(3);
+    log.trim(2);
+    EXPECT_EQ(log.blocks(), 8u);
+    log.keep_from(0);
+    log.trim(2);
+    EXPECT_EQ(log.blocks(), 2u);
+    for (int i = 0; i < 1'000; ++i) {
+        append(log, 40'000);
+        log.trim(2);
+        ASSERT_EQ(log.blocks(), 2u);
+    }
+}
+
 TEST(MessageRun, StopsAtTheEndOfABlock) {
     MessageLog log;
     for (int i = 0; i < 9; ++i) append(log, 64);  // a first block of 256 bytes takes four of them

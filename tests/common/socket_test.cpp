@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
@@ -74,7 +75,14 @@ bool blocks(int socket) {
 
 // One connection on loopback, seen from both its ends.
 struct Connection {
-    Connection() { EXPECT_GE(server.fd(), 0); }
+    // It must not block; should it, then not for ever.
+    Connection() {
+        EXPECT_GE(server.fd(), 0);
+        const timeval limit{0, 20'000};
+        for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+            setsockopt(server.fd(), SOL_SOCKET, option, &limit, sizeof limit);
+        }
+    }
 
     Socket listener{open_listener(0, 4, "listen", standard_error)};
     Socket client{connect_to(port_of(listener.fd()))};

@@ -44,6 +44,11 @@ bool is_free(int port) {
     return free;
 }
 
+// What mkstemp and mkdtemp make a name of. TMPDIR says where.
+std::string temporary_path() {
+    return (std::filesystem::temp_directory_path() / "kavo_me_test_XXXXXX").string();
+}
+
 // The arguments as execve wants them.
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
@@ -75,7 +80,7 @@ ReservedPort::~ReservedPort() {
     close(token_);
 }
 
-TemporaryFile::TemporaryFile() : path_("/tmp/kavo_me_test_XXXXXX") {
+TemporaryFile::TemporaryFile() : path_(temporary_path()) {
     close(mkstemp(path_.data()));
 }
 
@@ -94,7 +99,7 @@ std::vector<std::string> TemporaryFile::lines() const {
     return lines;
 }
 
-TemporaryFolder::TemporaryFolder() : path_("/tmp/kavo_me_test_XXXXXX") {
+TemporaryFolder::TemporaryFolder() : path_(temporary_path()) {
     if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
 }
 

@@ -61,8 +61,8 @@ private:
     TemporaryFolder folder_;
 };
 
-constexpr const char* verbs[] = {"run",   "demo", "test",     "check",    "lint", "compilers",
-                                 "bench", "fuzz", "coverage", "simulate", "soak"};
+constexpr const char* verbs[] = {"run",   "demo", "test",     "check",   "lint",     "compilers",
+                                 "bench", "fuzz", "coverage", "mutants", "simulate", "soak"};
 
 TEST(Dev, ListsItsVerbs) {
     Checkout checkout;
@@ -97,8 +97,8 @@ TEST(Dev, NamesAVerbThatItDoesNotKnow) {
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"start"}, {"help", "start"}}) {
         EXPECT_EQ(checkout.dev(arguments), 2);
         EXPECT_EQ(checkout.said,
-                  "dev: no verb 'start' among: run demo test check lint compilers bench fuzz coverage simulate soak "
-                  "help\n");
+                  "dev: no verb 'start' among: run demo test check lint compilers bench fuzz coverage mutants simulate "
+                  "soak help\n");
     }
 }
 
