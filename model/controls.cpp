@@ -4,6 +4,7 @@
 #include <array>
 
 #include "model/bench.h"
+#include "model/feed.h"
 #include "model/texts.h"
 
 namespace kavo::model {
@@ -14,16 +15,10 @@ struct Word {
     std::string_view word;
     std::uint32_t otherwise = 0;  // stands for an argument that is no number
 };
-// Of the scripted faults the bench has words of its own.
-constexpr std::array<Word, 14> words{{
+// Of the faults, the bench and the feed have words of their own.
+constexpr std::array<Word, 8> words{{
     {"pause"},
     {"resume"},
-    {"drop", 1},
-    {"dup", 1},
-    {"reorder", 1},
-    {"drop_every"},
-    {"dup_every"},
-    {"reorder_every"},
     {"rate", 40},
     {"disconnect"},
     {"lapse", 20'000},
@@ -36,6 +31,11 @@ constexpr std::array<Word, 14> words{{
 std::optional<std::uint32_t> otherwise_of(std::string_view word) {
     const Bench bench;
     if (std::ranges::find(bench.faults, word, &Bench::Fault::control_word) != bench.faults.end()) return 1;
+    const Feed feed(1);
+    for (const Feed::Fault& fault : feed.faults) {
+        if (word == fault.word) return 1;
+        if (word == std::string(fault.word) + "_every") return 0;
+    }
     const auto known = std::ranges::find(words, word, &Word::word);
     return known == words.end() ? std::nullopt : std::optional(known->otherwise);
 }

@@ -39,7 +39,9 @@ struct World {
     std::function<std::uint64_t()> stamp_ns;
     std::function<std::uint64_t(const Bytes& message)> publish;
     // Lines, without their ends: of the two truth logs, and of the commentary on standard error.
-    std::function<void(const std::string&line)> order_truth, book_truth, commentary;
+    std::function<void(const std::string& line)> order_truth;
+    std::function<void(const std::string& line)> book_truth;
+    std::function<void(const std::string& line)> commentary;
 };
 
 using Answers = std::vector<Bytes>;

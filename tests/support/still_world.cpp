@@ -13,14 +13,11 @@ World StillWorld::around_venue() {
 }
 
 std::uint64_t StillWorld::publish(const Bytes& message) {
-    const std::uint64_t second = wall_ns / 1'000'000'000;
-    if (second != announced_second_) {
-        feed.push_back(system_time(wall_ns));
+    for (const Bytes& due : announcing_.announced(message, wall_ns)) {
+        feed.push_back(due);
         ++feed_sequence;
     }
-    announced_second_ = second;
-    feed.push_back(message);
-    return ++feed_sequence;
+    return feed_sequence;
 }
 
 }  // namespace kavo::model

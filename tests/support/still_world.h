@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "model/feed.h"
 #include "model/venue.h"
 
 namespace kavo::model {
@@ -28,7 +29,7 @@ struct StillWorld {
 private:
     std::uint64_t publish(const Bytes& message);
 
-    std::uint64_t announced_second_ = 0;
+    Feed announcing_{1};  // knows when a second is to be announced
 };
 
 }  // namespace kavo::model
