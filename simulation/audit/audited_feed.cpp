@@ -20,13 +20,6 @@ std::uint64_t AuditedFeed::stamped_ns() {
     return before_overflow_ns_.value_or(tape_.now_ns());
 }
 
-const Bytes& AuditedFeed::peek() const {
-    std::uint64_t sequence = published_ + 1;
-    if (sequence <= history_.size() && message(sequence)[0] == '1') ++sequence;
-    if (sequence > history_.size()) throw Finding("a change of a book was never published");
-    return message(sequence);
-}
-
 void AuditedFeed::publish(const Bytes& expected) {
     for (const Bytes& due : model.announced(expected, stamped_ns())) {
         if (published_ == history_.size()) throw Finding("never published: " + client::dom_text(due));

@@ -19,10 +19,8 @@ public:
 
     // The messages, in the order in which they must have been published.
     //   stamped_ns   the moment at which the next message must have been stamped
-    //   peek         the next message, System Time passed over
     //   publish      takes the next message, which must be this one
     std::uint64_t stamped_ns();
-    const Bytes& peek() const;
     void publish(const Bytes& message);
     std::uint64_t last_sequence() const { return published_; }
     std::uint64_t messages_of_the_day() const { return history_.size(); }
