@@ -83,7 +83,7 @@ public:
     bool stopped() const { return stopped_; }
 
     // Lines since the last call, without their ends: of the two truth logs, and of what the program says on standard
-    // error.
+    // error, its report of every two seconds included, since commands can reach it.
     std::vector<std::string> take_order_truth();
     std::vector<std::string> take_book_truth();
     std::vector<std::string> take_commentary();

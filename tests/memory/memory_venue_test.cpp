@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "client/packets.h"
 #include "client/recovery.h"
 #include "client/requests.h"
 #include "client/session.h"
@@ -140,6 +141,22 @@ TEST(MemoryVenue, LeavesThoseOutsideWhoseConnectionFindsNoDescriptor) {
     venue.use_up_descriptors(false);
     venue.advance(5ms);
     EXPECT_TRUE(heard(alice).starts_with("login accepted"));
+}
+
+TEST(MemoryVenue, KeepsBackWhatAConnectionHasNoRoomFor) {
+    MemoryVenue venue({"--symbols", "AAPL:190", "--interval-ms", "-1"});
+    MemoryConnection alice = venue.connect();
+    alice.limit_room(5);
+    alice.send(packet('l', login("alice", 1).payload()));
+    venue.pass();
+    Bytes taken = alice.take();
+    EXPECT_EQ(taken.size(), 5u);
+    alice.lift_limit();
+    venue.pass();
+    const Bytes rest = alice.take();
+    taken.insert(taken.end(), rest.begin(), rest.end());
+    ASSERT_TRUE(client::first_packet(taken));
+    EXPECT_EQ(client::packet_text(*client::first_packet(taken)), "login accepted, engine 1, highest 0");
 }
 
 TEST(MemoryVenue, ServesReceiversWhatTheyHaveMissed) {
