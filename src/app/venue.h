@@ -1,5 +1,5 @@
 // The venue: all of its parts, put together from the options, and what a pass does with them, in which order. It knows
-// neither sockets nor files: what surrounds it is handed in, so it runs on the network or in memory.
+// no sockets: what surrounds it is handed in, so it runs on the network or in memory.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,7 @@ public:
     Commentary() = default;  // to standard error
     explicit Commentary(Listener listener);
 
-    // As printf. A text of any length is written in one piece, so lines of two processes never mix.
+    // As printf. A listener hears a text of any length in one piece.
     [[gnu::format(printf, 2, 3)]] void say(const char* format, ...) const;
 
 private:

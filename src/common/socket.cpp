@@ -51,8 +51,9 @@ int open_listener(std::uint16_t port, int backlog, const char* what, const Comme
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     if (listener == no_socket) return give_up(listener, what, commentary);
     switch_on(listener, SOL_SOCKET, SO_REUSEADDR);
-    if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0)
+    if (!bind_to(listener, INADDR_ANY, port) || listen(listener, backlog) != 0) {
         return give_up(listener, what, commentary);
+    }
     make_non_blocking(listener);
     return listener;
 }

@@ -36,8 +36,9 @@ void Engine::lose_race(ClientHandle client, Order& order, Event event) {
                     order.client_order_id.str().c_str());
     fill_resting(order, order.leaves, event.now_ns, PartialFills::never);
     OutboundMessages others;
-    for (const OutboundMessage& message : outbox)
+    for (const OutboundMessage& message : outbox) {
         (message.client == client ? event.answers : others).push_back(message);
+    }
     outbox.swap(others);
 }
 
