@@ -1,0 +1,41 @@
+// kavo.jsonl: what kavo itself did and saw during a run, one JSON object a line, written at once. "t" is the wall clock
+// in nanoseconds, "ev" the event; what else a line holds depends on the event:
+//
+//   ready        ms              the venue listens, and is the one that was started
+//   control      word, reply     a command to the control port, by kavo
+//   relay        user, what      a fault of the relay was set: what, as in a script
+//   relay_did    user, conversation, what, bytes    and did something: held, released, swallowed, cut, reset, split
+//   script       line, text      a step of the script was carried out
+//   late         ms              the machine let kavo wait so much longer than it asked for
+//   kernel_drop  port, socket, drops     the kernel threw datagrams of the feed away: "kavo"'s own copy, or "client"'s
+//   command      pid             the user's command was started
+//   command_end  status, signal  and has ended
+//   venue_end    status, signal  the venue has ended; stopped is true when kavo had asked it to
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+namespace kavo::companion {
+
+class RunLog {
+public:
+    // Throws Problem when the file cannot be opened.
+    explicit RunLog(const std::filesystem::path& file);
+
+    using Value = std::variant<std::int64_t, bool, std::string_view>;
+    void write(std::uint64_t t_ns, std::string_view event,
+               std::initializer_list<std::pair<std::string_view, Value>> values = {});
+    // False once something could not be written: the disk is full, say.
+    bool whole() const { return static_cast<bool>(out_); }
+
+private:
+    std::ofstream out_;
+};
+
+}  // namespace kavo::companion

@@ -1,0 +1,13 @@
+#include <CLI/CLI.hpp>
+
+#include "kavo/basics/problem.h"
+#include "kavo/verbs/verbs.h"
+
+namespace kavo::companion {
+
+void add_feed(CLI::App& app, Action& action) {
+    CLI::App* verb = app.add_subcommand("feed", "");
+    verb->callback([&action] { action = [] { return Status::usage; }; });
+}
+
+}  // namespace kavo::companion

@@ -1,0 +1,45 @@
+// Stands in front of one TCP service of the venue: accepts clients, connects to the venue for each, passes on what
+// either says, records it, and does to one user's connections what it is told.
+//
+// A user is known from the first login that a connection's client sends. Faults wait for their user, and stay for its
+// later connections until they are taken back; `swallow` and `half` are used up.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "kavo/basics/loop.h"
+#include "kavo/basics/run_log.h"
+#include "kavo/wire/recording.h"
+#include "kavo/wire/relay_faults.h"
+
+namespace kavo::companion {
+
+class Relay {
+public:
+    //   listening  a bound and listening socket of 127.0.0.1, which the relay closes at its end
+    //   behind     port of the venue on 127.0.0.1
+    Relay(Loop& loop, Recording& recording, RunLog& log, int listening, std::uint16_t behind);
+    ~Relay();
+    Relay(const Relay&) = delete;
+    Relay& operator=(const Relay&) = delete;
+
+    // What is done to a user from now on; a reference to be changed, followed by apply().
+    RelayFaults& faults(const std::string& user);
+    void apply(const std::string& user);
+    // Ends every connection that the user has now; how many there were.
+    std::size_t break_connections(const std::string& user, Breaking how);
+
+    std::size_t open_connections() const;
+    // Called with each whole packet when it has been passed on, for scripts that wait for one. `user` may be empty.
+    std::function<void(const std::string& user, bool by_client, ByteView packet)> on_packet;
+
+private:
+    struct Connection;
+    // (the implementer's)
+};
+
+}  // namespace kavo::companion
