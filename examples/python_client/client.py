@@ -24,7 +24,7 @@ LONGEST_WAIT_S = 0.25
 FIRST_PAUSE_S = 0.1  # before connecting again; doubled each time, unless the connection was a good one
 LONGEST_PAUSE_S = 1.0
 GOOD_CONNECTION_S = 1.0
-SYNC_S = 1.0  # how often to ask what has become of orders of an earlier connection
+SYNC_S = 1.0  # then a login asks for what is to be heard and does not come
 BOOK_LINE_S = 0.05  # how often to tell a book
 WIND_DOWN_S = 12.0  # to cancel and be answered, longer than silence and a new login take
 DEPTH = 10
@@ -73,7 +73,7 @@ class Client:
         self._connected_at = 0.0
         self._connect_at = 0.0
         self._pause = FIRST_PAUSE_S
-        self._sync_at = 0.0
+        self._asked_at = 0.0
         self._asked_to_sync = False
         self._told: dict[int, float] = {}  # when each book was told last
         self._told_number: dict[int, tuple[int, bool]] = {}
@@ -180,7 +180,7 @@ class Client:
             case events.CaughtUp():
                 self._orders.caught_up(self._session.connection)
                 self._trader.caught_up()
-                self._sync_at = now + SYNC_S
+                self._asked_at = now
             case events.NewVenue():
                 self._orders.forget()
             case events.Refused(status) if status != "L":
@@ -189,8 +189,10 @@ class Client:
     def _keep_alive(self, now: float) -> None:
         if self._line is None:
             return
-        if now >= self._sync_at and self._session.ready and self._orders.earlier(self._session.connection):
-            # Nothing but a login brings what has become of them.
+        since = max(self._asked_at, self._session.request_sent_at)
+        # Only when the venue is heard: one that is silent is left.
+        heard = self._session.heard_at >= since + SYNC_S
+        if heard and self._session.ready and self._orders.waits_for_news(self._session.connection):
             self._session.log_in(now)
         self._session.keep_alive(now)
         if self._session.wants_close:

@@ -66,6 +66,11 @@ class Orders:
         """Open orders that nobody can change any more."""
         return [o for o in self.orders if o.open and o.connection != connection]
 
+    def waits_for_news(self, connection: int) -> bool:
+        """Something is to be heard: of orders that only a login tells of, or in answer to a request."""
+        unanswered = any(order.open and (order.busy or order.too_late) for order in self.orders)
+        return unanswered or bool(self.earlier(connection))
+
     def ids(self) -> list[str]:
         return list(self._by_id)
 
@@ -98,6 +103,8 @@ class Orders:
                 known[id].sell = sell
             case meo.Execution() as fill if fill.id in known:
                 if not (replayed and self._fault == "forgets-fills-on-replay"):
+                    self._take_fill(known[fill.id], fill)
+                if replayed and self._fault == "counts-a-fill-twice":
                     self._take_fill(known[fill.id], fill)
             case meo.OrderCancelled(id=id) if id in known:
                 self._end(known[id], CANCELLED)

@@ -63,7 +63,7 @@ class Session:
         self._replay_end = 0
         self._vain = 0
         self._cutter = esesm.PacketCutter()
-        self._last_heard = self._last_sent = 0.0
+        self.heard_at = self.request_sent_at = self._sent_at = 0.0
 
     @property
     def ready(self) -> bool:
@@ -75,7 +75,7 @@ class Session:
         self.wants_close = False
         self.out.clear()
         self._cutter = esesm.PacketCutter()
-        self._last_heard = now
+        self.heard_at = now
         self._vain = 0
         self.log_in(now)
 
@@ -93,7 +93,11 @@ class Session:
 
     def send(self, data: bytes, now: float) -> None:
         self.out += data
-        self._last_sent = now
+        self._sent_at = now
+
+    def request(self, data: bytes, now: float) -> None:
+        self.request_sent_at = now
+        self.send(data, now)
 
     def log_out(self, now: float) -> None:
         self.send(esesm.packet(esesm.LOGOUT), now)
@@ -101,17 +105,17 @@ class Session:
 
     def due(self) -> float:
         """When keep_alive has something to do."""
-        return min(self._last_sent + HEARTBEAT_S, self._last_heard + SILENCE_S)
+        return min(self._sent_at + HEARTBEAT_S, self.heard_at + SILENCE_S)
 
     def keep_alive(self, now: float) -> None:
-        if now >= self._last_heard + SILENCE_S:
+        if now >= self.heard_at + SILENCE_S:
             self.wants_close = True
-        elif now >= self._last_sent + HEARTBEAT_S and self._fault != "never-heartbeats":
+        elif now >= self._sent_at + HEARTBEAT_S and self._fault != "never-heartbeats":
             self.send(esesm.packet(esesm.CLIENT_HEARTBEAT), now)
 
     def receive(self, data: bytes, now: float) -> Iterator[Event]:
-        silent = now - self._last_heard
-        self._last_heard = now
+        silent = now - self.heard_at
+        self.heard_at = now
         for packet in self._cutter.feed(data):
             yield from self._take(packet, now)
             if self.wants_close:
@@ -148,12 +152,10 @@ class Session:
                 self._vain += 1
                 self.log_in(now)
             return
-        known = number < self.expected
-        if known and self._fault != "counts-a-fill-twice":
+        if number < self.expected:
             return
-        if not known:
-            self.expected = number + 1
-            self._vain = 0
+        self.expected = number + 1
+        self._vain = 0
         yield Message(number, message, number <= self._replay_end)
         yield from self._check_caught_up()
 

@@ -95,20 +95,20 @@ class Trader:
             TAKE_BACK: (True, 100, bid, meo.IMMEDIATE),
         }[plan]
         order = Order(self._fresh_id(), product, sell, price, quantity, self._session.connection)
-        self._session.send(meo.new_order(order.id, product, sell, quantity, price, tif), now)
+        self._session.request(meo.new_order(order.id, product, sell, quantity, price, tif), now)
         self._orders.sent(order)
         self._plans[order.id] = plan
         self.entered += 1
 
     def _cancel(self, order: Order, now: float) -> None:
         order.cancelling = True
-        self._session.send(meo.cancel(self._fresh_id(), order.id, order.product), now)
+        self._session.request(meo.cancel(self._fresh_id(), order.id, order.product), now)
 
     def _replace(self, order: Order, now: float) -> None:
         """One cent nearer to the touch, and a hundred more."""
         new_id = self._fresh_id()
         price, total = order.price + (-CENT if order.sell else CENT), order.total + 100
-        self._session.send(meo.replace(order.id, new_id, order.product, price, total), now)
+        self._session.request(meo.replace(order.id, new_id, order.product, price, total), now)
         self._orders.sent_replace(order, new_id)
 
     def _fresh_id(self) -> str:
