@@ -21,8 +21,8 @@ void audit_orders(const Journal& journal,
 void audit_recovery(const Journal& journal, Verdict& verdict);  // gaps of the feed, and what was asked for
 void audit_beliefs(const Journal& journal, Verdict& verdict);   // client.jsonl
 
-void audit_command(const Journal& journal, Verdict& verdict);  // the exit status of the user's command
-std::span<const Rule> command_rules();
+void audit_run(const Journal& journal, Verdict& verdict);  // the ends of venue and command, the script
+std::span<const Rule> run_rules();
 
 // Every rule that an audit knows, in the order of their names.
 std::vector<const Rule*> all_rules();
