@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <exception>
 #include <optional>
 #include <sstream>
 #include <utility>
 
+#include "client/requests.h"
 #include "kavo/basics/problem.h"
 
 namespace kavo::companion {
@@ -56,10 +58,21 @@ SceneEvent read_event(const Words& words) {
         "cancels, replaces or ends, and an order id or any");
 }
 
+bool is_price(const std::string& text) {
+    try {
+        client::wire_price(text);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 void check_house(const Words& action) {
     const bool enters = action.size() >= 6 && action.size() <= 7 && (action[1] == "buy" || action[1] == "sell");
     if (enters) {
         read_count(action[3]);
+        if (action[4] != "market" && !is_price(action[4]))
+            refuse("'" + action[4] + "' is no price: write 189.95, or market");
         if (action.size() == 7 && action[6] != "ioc" && action[6] != "fok" && action[6] != "post") {
             refuse("an order of the house ends with ioc, fok, post, or nothing");
         }
