@@ -17,6 +17,7 @@ struct OrderTruth {
     std::size_t broken_line = 0;  // where it stands, from 1
 };
 
+//   content  lends all texts of the lines
 //   symbols  those that the venue trades; none when they are not known
 OrderTruth read_order_truth(std::string_view content, const std::vector<std::string>& symbols);
 
