@@ -13,7 +13,8 @@
 //   late         ms              the machine let kavo wait so much longer than it asked for
 //   kernel_drop  port, socket, drops     the kernel threw datagrams of the feed away: "kavo"'s own copy, or "client"'s
 //   command      pid             the user's command was started
-//   command_end  status, signal  and has ended
+//   command_end  status, signal  and has ended; timed_out is true when kavo had to end it
+//   script_left  line, text      the first step of the script that was not carried out in time
 //   venue_end    status, signal  the venue has ended; stopped is true when kavo had asked it to
 #pragma once
 
