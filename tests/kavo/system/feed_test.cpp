@@ -18,7 +18,7 @@ std::string text(std::uint64_t number) {
     return std::to_string(number);
 }
 
-// `feed_dump` on the feed that goes to a port of 127.0.0.1.
+// `kavo feed` on the feed that goes to a port of 127.0.0.1.
 class Tool {
 public:
     Tool(const ReservedPort& feed, const Flags& more) : process("/bin/sh", command(feed, more)) {
@@ -40,9 +40,9 @@ public:
 
 private:
     static Flags command(const ReservedPort& feed, const Flags& more) {
-        Flags flags = {"--mcast", "127.0.0.1", "--port", text(feed.number())};
+        Flags flags = {"feed", "--mcast", "127.0.0.1", "--port", text(feed.number())};
         flags.insert(flags.end(), more.begin(), more.end());
-        return overheard(KAVO_TOOLS_DIR "/feed_dump", flags);
+        return overheard(KAVO_PATH, flags);
     }
 };
 
@@ -95,7 +95,7 @@ void expect_consecutive(const std::vector<std::uint64_t>& messages) {
     for (std::size_t i = 1; i < messages.size(); ++i) EXPECT_EQ(messages[i], messages[i - 1] + 1);
 }
 
-TEST(FeedDump, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
+TEST(Feed, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
     const Ports ports;
     MovingVenue venue(ports.feed, ports.services);
     venue.move_on(300);
@@ -114,7 +114,7 @@ TEST(FeedDump, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
     EXPECT_GT(shown.messages.size(), 200U);
 }
 
-TEST(FeedDump, MarksWhatIsMissingAndFetchesIt) {
+TEST(Feed, MarksWhatIsMissingAndFetchesIt) {
     const Ports ports;
     MovingVenue venue(ports.feed, ports.services, {"--drop-every", "4", "--dup-every", "3", "--reorder-every", "5"});
     Tool tool(ports.feed, ports.book());
@@ -133,7 +133,7 @@ TEST(FeedDump, MarksWhatIsMissingAndFetchesIt) {
     EXPECT_EQ(said.find("out of order"), std::string::npos);
 }
 
-TEST(FeedDump, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
+TEST(Feed, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
     const Ports ports;
     Tool tool(ports.feed, ports.book_without_service());
     MovingVenue venue(ports.feed, ports.services);
@@ -150,7 +150,7 @@ TEST(FeedDump, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
     EXPECT_EQ(shown.remarks.size(), 0U);
 }
 
-TEST(FeedDump, ShowsNoBookThatItCannotKnow) {
+TEST(Feed, ShowsNoBookThatItCannotKnow) {
     const Ports ports;
     const ReservedPort nobody;
     MovingVenue venue(ports.feed, ports.services);
@@ -170,7 +170,7 @@ TEST(FeedDump, ShowsNoBookThatItCannotKnow) {
     EXPECT_EQ(venue.process.stop(), 0);
 }
 
-TEST(FeedDump, ShowsNoBookBehindAGapThatItCannotFill) {
+TEST(Feed, ShowsNoBookBehindAGapThatItCannotFill) {
     const Ports ports;
     Tool tool(ports.feed, ports.book_without_service());
     MovingVenue venue(ports.feed, ports.services, {"--drop-burst", "20:2"});
@@ -188,7 +188,7 @@ TEST(FeedDump, ShowsNoBookBehindAGapThatItCannotFill) {
     shown.expect(venue.truth);
 }
 
-TEST(FeedDump, BeginsAnewWithTheNextProcess) {
+TEST(Feed, BeginsAnewWithTheNextProcess) {
     const Ports ports;
     std::optional<MovingVenue> venue(std::in_place, ports.feed, ports.services);
     venue->move_on(300);
@@ -208,7 +208,7 @@ TEST(FeedDump, BeginsAnewWithTheNextProcess) {
     EXPECT_EQ(shown.messages.front(), 1U);
 }
 
-TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
+TEST(Feed, TakesNoBookFromAnotherSimulator) {
     const Ports ports;
     const Ports others;
     MovingVenue venue(ports.feed, ports.services);
@@ -237,7 +237,7 @@ TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
     EXPECT_EQ(other.process.stop(), 0);
 }
 
-TEST(FeedDump, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
+TEST(Feed, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
     const Ports ports;
     Tool tool(ports.feed, {});
     MovingVenue venue(ports.feed, ports.services, {"--drop-every", "4", "--reorder-every", "6"});
@@ -260,7 +260,7 @@ TEST(FeedDump, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
     EXPECT_EQ(known.size(), *known.rbegin());
 }
 
-TEST(FeedDump, SaysWhatMayBeTheMatterWhenNothingIsHeard) {
+TEST(Feed, SaysWhatMayBeTheMatterWhenNothingIsHeard) {
     const Ports ports;
     Tool tool(ports.feed, {});
     EXPECT_TRUE(tool.process.says("--- silence: "));
@@ -320,7 +320,7 @@ struct AfterTwoOrders {
     Tool tool{ports.feed, ports.book_without_service()};
 };
 
-TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
+TEST(Feed, BeginsAnewWhenANumberStandsForAnotherMessage) {
     AfterTwoOrders scene;
     UnheardStart second(scene.ports.feed);
     second.add(2000, 50'000'000);
@@ -331,7 +331,7 @@ TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
                                        "      100@50 |\n");
 }
 
-TEST(FeedDump, ForgetsItsBooksWhenAHeartbeatFallsBack) {
+TEST(Feed, ForgetsItsBooksWhenAHeartbeatFallsBack) {
     AfterTwoOrders scene;
     UnheardStart second(scene.ports.feed);
     second.send_heartbeat();

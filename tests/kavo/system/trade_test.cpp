@@ -13,9 +13,9 @@ class Tool {
 public:
     Tool(std::uint16_t port, const std::string& commands, const std::vector<std::string>& more = {}) {
         std::ofstream(commands_.path()) << commands;
-        std::vector<std::string> flags = {"--port", std::to_string(port)};
+        std::vector<std::string> flags = {"trade", "--port", std::to_string(port)};
         flags.insert(flags.end(), more.begin(), more.end());
-        process.emplace("/bin/sh", overheard(KAVO_TOOLS_DIR "/meo_client", flags, commands_.path()));
+        process.emplace("/bin/sh", overheard(KAVO_PATH, flags, commands_.path()));
     }
 
     // Everything that it has said until its end, but for heartbeats, which come when the machine is slow.
@@ -36,7 +36,7 @@ public:
     std::optional<Process> process;
 };
 
-TEST(MeoClient, ShowsItsConversation) {
+TEST(Trade, ShowsItsConversation) {
     LiveVenue venue;
     Tool tool(venue.port(), "buy b1 100 180.00\ncancel b1\n");
     EXPECT_EQ(tool.process->wait(), 0);
@@ -55,7 +55,7 @@ TEST(MeoClient, ShowsItsConversation) {
               "  -> logout\n");
 }
 
-TEST(MeoClient, EndsWhenItIsNotLetIn) {
+TEST(Trade, EndsWhenItIsNotLetIn) {
     LiveVenue venue;
     const User alice(venue, "alice");
     Tool twice(venue.port(), "buy b1 100 180.00\n", {"--user", "alice"});
@@ -63,7 +63,7 @@ TEST(MeoClient, EndsWhenItIsNotLetIn) {
     EXPECT_EQ(twice.process->said(),
               "  -> login alice\n"
               "  <- login rejected 'L', engine 1, highest 2\n"
-              "meo_client: the venue has not let alice in: client already logged in\n");
+              "kavo: the venue has not let alice in: client already logged in\n");
 
     // The venue would wait for a better login.
     Tool ahead(venue.port(), "buy b1 100 180.00\n", {"--user", "bob", "--from", "99"});
@@ -71,10 +71,10 @@ TEST(MeoClient, EndsWhenItIsNotLetIn) {
     EXPECT_EQ(ahead.process->said(),
               "  -> login bob\n"
               "  <- login rejected 'N', engine 1, highest 0\n"
-              "meo_client: the venue has not let bob in: invalid start sequence number requested\n");
+              "kavo: the venue has not let bob in: invalid start sequence number requested\n");
 }
 
-TEST(MeoClient, SendsNothingMoreWhenTheVenueHasClosedTheConnection) {
+TEST(Trade, SendsNothingMoreWhenTheVenueHasClosedTheConnection) {
     FullVenue venue;
     EXPECT_EQ(venue.control.ask("disconnect"), "ok disconnect\n");  // behind the next request
     Tool tool(venue.port(), "buy b1 100 180.00\nbuy b2 100 180.00\nwait 20\nbuy b3 100 180.00\n");
@@ -82,24 +82,24 @@ TEST(MeoClient, SendsNothingMoreWhenTheVenueHasClosedTheConnection) {
     const std::string said = tool.process->said();
     EXPECT_NE(said.find("  -> buy b1 100 180.00\n  <- 3: NR b1 accepted"), std::string::npos) << said;
     EXPECT_EQ(said.find("buy b2"), std::string::npos) << said;
-    EXPECT_TRUE(said.ends_with("meo_client: the venue has closed the connection\n")) << said;
+    EXPECT_TRUE(said.ends_with("kavo: the venue has closed the connection\n")) << said;
 }
 
-TEST(MeoClient, EndsWhileItWaitsWhenTheVenueStops) {
+TEST(Trade, EndsWhileItWaitsWhenTheVenueStops) {
     LiveVenue venue;
     Tool tool(venue.port(), "wait 60\nbuy b1 100 180.00\n");
     EXPECT_TRUE(tool.process->says("SU 1 AAPL Q\n"));
     venue.stop();
     EXPECT_EQ(tool.process->wait(), 1);
-    EXPECT_TRUE(tool.process->said().ends_with("\nmeo_client: the venue has closed the connection\n"));
+    EXPECT_TRUE(tool.process->said().ends_with("\nkavo: the venue has closed the connection\n"));
     EXPECT_EQ(tool.process->said().find("buy"), std::string::npos);
 }
 
-TEST(MeoClient, SaysWhenNobodyListens) {
+TEST(Trade, SaysWhenNobodyListens) {
     const ReservedPort port;
     Tool tool(port.number(), "");
     EXPECT_EQ(tool.process->wait(), 1);
-    EXPECT_EQ(tool.process->said(), "meo_client: nobody listens on port " + std::to_string(port.number()) + "\n");
+    EXPECT_EQ(tool.process->said(), "kavo: nobody listens on port " + std::to_string(port.number()) + "\n");
 }
 
 }  // namespace
