@@ -59,7 +59,7 @@ TEST(Trade, EndsWhenItIsNotLetIn) {
     LiveVenue venue;
     const User alice(venue, "alice");
     Tool twice(venue.port(), "buy b1 100 180.00\n", {"--user", "alice"});
-    EXPECT_EQ(twice.process->wait(), 1);
+    EXPECT_EQ(twice.process->wait(), 2);
     EXPECT_EQ(twice.process->said(),
               "  -> login alice\n"
               "  <- login rejected 'L', engine 1, highest 2\n"
@@ -67,7 +67,7 @@ TEST(Trade, EndsWhenItIsNotLetIn) {
 
     // The venue would wait for a better login.
     Tool ahead(venue.port(), "buy b1 100 180.00\n", {"--user", "bob", "--from", "99"});
-    EXPECT_EQ(ahead.process->wait(), 1);
+    EXPECT_EQ(ahead.process->wait(), 2);
     EXPECT_EQ(ahead.process->said(),
               "  -> login bob\n"
               "  <- login rejected 'N', engine 1, highest 0\n"
@@ -78,7 +78,7 @@ TEST(Trade, SendsNothingMoreWhenTheVenueHasClosedTheConnection) {
     FullVenue venue;
     EXPECT_EQ(venue.control.ask("disconnect"), "ok disconnect\n");  // behind the next request
     Tool tool(venue.port(), "buy b1 100 180.00\nbuy b2 100 180.00\nwait 20\nbuy b3 100 180.00\n");
-    EXPECT_EQ(tool.process->wait(), 1);
+    EXPECT_EQ(tool.process->wait(), 3);
     const std::string said = tool.process->said();
     EXPECT_NE(said.find("  -> buy b1 100 180.00\n  <- 3: NR b1 accepted"), std::string::npos) << said;
     EXPECT_EQ(said.find("buy b2"), std::string::npos) << said;
@@ -90,7 +90,7 @@ TEST(Trade, EndsWhileItWaitsWhenTheVenueStops) {
     Tool tool(venue.port(), "wait 60\nbuy b1 100 180.00\n");
     EXPECT_TRUE(tool.process->says("SU 1 AAPL Q\n"));
     venue.stop();
-    EXPECT_EQ(tool.process->wait(), 1);
+    EXPECT_EQ(tool.process->wait(), 3);
     EXPECT_TRUE(tool.process->said().ends_with("\nkavo: the venue has closed the connection\n"));
     EXPECT_EQ(tool.process->said().find("buy"), std::string::npos);
 }
@@ -98,8 +98,10 @@ TEST(Trade, EndsWhileItWaitsWhenTheVenueStops) {
 TEST(Trade, SaysWhenNobodyListens) {
     const ReservedPort port;
     Tool tool(port.number(), "");
-    EXPECT_EQ(tool.process->wait(), 1);
-    EXPECT_EQ(tool.process->said(), "kavo: nobody listens on port " + std::to_string(port.number()) + "\n");
+    EXPECT_EQ(tool.process->wait(), 3);
+    EXPECT_EQ(tool.process->said(), "kavo: nobody listens on port " + std::to_string(port.number()) +
+                                        ": start a bench with `kavo run`, and name its port of order entry with "
+                                        "--port\n");
 }
 
 }  // namespace
