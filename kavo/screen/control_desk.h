@@ -6,7 +6,7 @@
 
 #include "client/control_client.h"
 #include "client/feed_reader.h"
-#include "kavo/screen/control_words.h"
+#include "kavo/screen/control_vocabulary.h"
 
 namespace kavo::companion {
 
@@ -34,8 +34,9 @@ struct Settled {
 // A held datagram leaves only behind another, so if any was ever held the market takes another step. One that does not
 // for two seconds, its interval being long or negative, is made to by `rate 1`, and `rate -1` follows: then it stands
 // still until somebody sets a rate, whether it is paused or not.
-//   feed  of this bench, already listening
+//   feed  of this bench, already listening. Null when it goes to one address alone, where whoever listens takes it away
+//         from the client: then the bench is watched until it must have sent its heartbeat
 // Throws Problem when the feed is not heard, or does not come to rest.
-Settled settle(const ControlDesk& desk, client::FeedReader& feed);
+Settled settle(const ControlDesk& desk, client::FeedReader* feed);
 
 }  // namespace kavo::companion

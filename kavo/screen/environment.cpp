@@ -1,5 +1,7 @@
 #include "kavo/screen/environment.h"
 
+#include <arpa/inet.h>
+
 #include <charconv>
 #include <cstdlib>
 
@@ -48,6 +50,11 @@ FeedAddress feed_address(const AskedFeed& asked) {
     if (asked.port) address.port = *asked.port;
     if (asked.interface_address) address.interface_address = *asked.interface_address;
     return address;
+}
+
+bool is_multicast(const FeedAddress& address) {
+    in_addr group{};
+    return inet_pton(AF_INET, address.group.c_str(), &group) == 1 && IN_MULTICAST(ntohl(group.s_addr));
 }
 
 }  // namespace kavo::companion

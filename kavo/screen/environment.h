@@ -37,5 +37,7 @@ struct AskedFeed {
     std::optional<std::string> interface_address;
 };
 FeedAddress feed_address(const AskedFeed& asked);
+// False for a feed that goes to one address alone, where the last who listens takes it from everybody else.
+bool is_multicast(const FeedAddress& address);
 
 }  // namespace kavo::companion

@@ -75,7 +75,7 @@ public:
 private:
     bool carry_out(const std::string& line);
     bool enter_order(const std::string& verb, const std::string& id, std::istringstream& words);
-    std::uint32_t symbol_from(std::istringstream& words) const;
+    std::uint32_t symbol_from(std::istringstream& words);
     void show(ByteView packet);
     void keep_alive();
 
@@ -198,13 +198,15 @@ bool Trader::enter_order(const std::string& verb, const std::string& id, std::is
     return true;
 }
 
-// A name is one that the stream has told.
-std::uint32_t Trader::symbol_from(std::istringstream& words) const {
+// A name is one that the stream has told, or is just about to: it begins with the names.
+std::uint32_t Trader::symbol_from(std::istringstream& words) {
     std::string symbol;
     if (!(words >> symbol)) symbol = wishes_.symbol;
     std::uint32_t number = 0;
     const char* end = symbol.data() + symbol.size();
     if (std::from_chars(symbol.data(), end, number).ptr == end) return number;
+    const auto deadline = steady_clock::now() + answer_time;
+    while (!symbols_.contains(symbol) && steady_clock::now() < deadline && listen(milliseconds(10))) continue;
     const auto found = symbols_.find(symbol);
     if (found != symbols_.end()) return found->second;
     throw Problem(Status::usage, "no symbol " + symbol +

@@ -22,7 +22,8 @@ constexpr const char* examples =
     "  kavo ctl stats --json            counters as an object; --openmetrics for those who scrape them\n"
     "  kavo ctl settle                  no faults, nothing held back, market paused, a heartbeat seen: prints the\n"
     "                                   number of the feed's next message; now books can be compared\n"
-    "settle listens to the feed, at --group, --port and --iface. If a datagram was ever held back it lets the market\n"
+    "settle listens to the feed, at --group, --port and --iface, unless it goes to one address alone. If a datagram "
+    "was ever held back it lets the market\n"
     "take a step; a market that takes none for two seconds gets `rate 1`, and then `rate -1`, and it is said.\n"
     "All words: pause resume drop dup reorder drop_every dup_every reorder_every rate disconnect lapse reject partial\n"
     "fill_on_cancel unsolicited_cancel replace_reject mark stats stop; docs/bench.md tells what they do.\n"
@@ -55,10 +56,15 @@ std::string line_of(const std::vector<std::string>& words) {
     return line;
 }
 
+Settled settle_listening(const ControlDesk& desk, const FeedAddress& address) {
+    client::FeedReader feed = open_feed(address);
+    return settle(desk, &feed);
+}
+
 void settle_and_tell(const Options& options) {
     const ControlDesk desk = desk_of(options);
-    client::FeedReader feed = open_feed(feed_address(options.feed));
-    const Settled settled = settle(desk, feed);
+    const FeedAddress address = feed_address(options.feed);
+    const Settled settled = is_multicast(address) ? settle_listening(desk, address) : settle(desk, nullptr);
     if (settled.interval_changed) {
         std::cerr
             << "kavo: the market had made no step for two seconds; `rate 1` made it, and `rate -1` holds it now\n";
@@ -98,6 +104,7 @@ Status send(const Options& options, const std::vector<std::string>& words) {
 
 void add_ctl(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("ctl", "WORD...: send a control word to the bench, and print its reply");
+    verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const auto options = std::make_shared<Options>();
     verb->add_option("--control-port", options->control_port, "UDP port of the control port on 127.0.0.1");
     verb->add_option("--group,--mcast", options->feed.group, "for settle: where the feed goes (233.54.28.111)");

@@ -54,6 +54,7 @@ Status show(const Options& options) {
 
 void add_feed(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("feed", "decode the feed: lines, JSON, and the book that follows");
+    verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const auto options = std::make_shared<Options>();
     verb->add_option("RECORDING", options->recording, "a pcap or pcapng file, or the folder of a run; live without it");
     verb->add_option("--group,--mcast", options->feed.group, "where the feed goes (233.54.28.111)");

@@ -26,6 +26,7 @@ struct Options {
 
 void add_trade(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("trade", "send orders by hand, and see every answer");
+    verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const auto options = std::make_shared<Options>();
     TradeWishes& wishes = options->wishes;
     verb->add_option("--port,--meo-port", options->port, "TCP port of order entry on 127.0.0.1 (28700)");

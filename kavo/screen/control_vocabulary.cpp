@@ -1,4 +1,4 @@
-#include "kavo/screen/control_words.h"
+#include "kavo/screen/control_vocabulary.h"
 
 #include <algorithm>
 #include <array>
