@@ -26,7 +26,7 @@ LONGEST_PAUSE_S = 1.0
 GOOD_CONNECTION_S = 1.0
 SYNC_S = 1.0  # then a login asks for what is to be heard and does not come
 BOOK_LINE_S = 0.05  # how often to tell a book
-WIND_DOWN_S = 12.0  # to cancel and be answered, longer than silence and a new login take
+WIND_DOWN_S = 6.0  # to cancel and be answered, longer than silence and a new login take
 DEPTH = 10
 
 

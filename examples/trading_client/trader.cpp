@@ -47,6 +47,14 @@ bool Trader::tend(const std::vector<Order*>& mine) {
         plan.mapped() == Then::is_cancelled ? cancel(*order) : replace(*order);
         return true;
     }
+    const auto partly_executed = [this](const Order* order) {
+        return order->executed > 0 && !topped_up_.contains(order);
+    };
+    if (const auto found = std::ranges::find_if(mine, partly_executed); found != mine.end()) {
+        topped_up_.insert(*found);
+        replace(**found);
+        return true;
+    }
     const auto can_be_cancelled = [](const Order* order) { return !order->too_late; };
     if (static_cast<std::size_t>(std::ranges::count_if(mine, can_be_cancelled)) <= most_resting) return false;
     cancel(**std::ranges::find_if(mine, can_be_cancelled));

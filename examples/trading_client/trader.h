@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,7 @@ private:
     OrderEntry& entry_;
     std::map<std::uint32_t, Touch> touch_;  // by product: the last one that had two sides
     std::map<std::string, Then> plans_;     // by client order id
+    std::set<const Order*> topped_up_;      // that have been replaced when a part of them had executed
     unsigned entered_ = 0;
     unsigned life_ = 0;  // of this user; 0 before it is known
     unsigned ids_ = 0;

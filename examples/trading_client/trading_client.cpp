@@ -10,7 +10,7 @@ namespace trading {
 namespace {
 
 constexpr int longest_wait_ms = 10;
-constexpr std::uint64_t wind_down_ms = 12'000;  // longer than silence, a new login and its answers take
+constexpr std::uint64_t wind_down_ms = 6'000;  // longer than silence, a new login and its answers take
 constexpr std::uint64_t closing_ms = 1'000;
 
 pollfd polled(const Socket* socket, bool writes) {
