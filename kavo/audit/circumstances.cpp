@@ -16,7 +16,7 @@ std::uint64_t last_moment(const Journal& journal) {
         last = std::max({last, conversation.opened.ns, conversation.closed.ns});
         if (!conversation.with_client.empty()) last = std::max(last, conversation.with_client.back().at.ns);
     }
-    if (!journal.notes.empty()) last = std::max(last, journal.notes.back().t_ns);
+    for (const Note& note : journal.notes) last = std::max(last, note.t_ns);
     if (!journal.venue.empty()) last = std::max(last, journal.venue.back().t_ns);
     return last;
 }
