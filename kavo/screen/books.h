@@ -7,20 +7,21 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
-#include "arrivals.h"
-#include "client/feed_handler.h"
 #include "client/feed_messages.h"
-#include "client/feed_reader.h"
+#include "client/feed_receiver.h"
 #include "common/bytes.h"
+#include "kavo/screen/arrivals.h"
+#include "kavo/screen/feed_lines.h"
 
-namespace kavo::feed_dump {
+namespace kavo::companion {
 
 class Books {
 public:
     //   retrans_port  of the service on 127.0.0.1 that tells what was missed; 0: there is none
-    Books(client::FeedReader& feed, std::uint16_t retrans_port) : feed_(feed), retrans_port_(retrans_port) {}
+    Books(FeedLines& lines, std::uint16_t retrans_port) : lines_(lines), retrans_port_(retrans_port) {}
 
     void take(ByteView datagram);
     // Nothing has come for a moment: what is missing will not come by itself any more.
@@ -32,17 +33,19 @@ private:
     void doubt();
     void check_service(const client::FeedPacket& packet) const;
     void know();
+    void start_from_snapshot();
+    void recover();
+    std::runtime_error another_feed() const;
     void follow(const std::function<void()>& step);
     void forget(const std::string& reason);
     void say_unknown(const std::string& reason);
-    void show(std::uint64_t sequence, std::uint32_t changed) const;
-    void show_book(std::uint32_t secid) const;
-    void show_snapshot(std::uint64_t as_of) const;
+    void show(std::uint64_t sequence, std::uint32_t changed);
+    void show_snapshot(std::uint64_t as_of);
 
-    client::FeedReader& feed_;
+    FeedLines& lines_;
     std::uint16_t retrans_port_;
-    std::optional<client::FeedHandler> handler_;  // none while the books are unknown
-    Arrivals arrivals_;
+    std::optional<client::FeedReceiver> receiver_;  // none while the books are unknown
+    Arrivals arrivals_{lines_};
     std::uint64_t gap_first_ = 0;  // the latest gap
     std::uint64_t gap_last_ = 0;
     unsigned doubts_ = 0;  // refreshes in a row that were not taken
@@ -50,4 +53,4 @@ private:
     std::chrono::steady_clock::time_point next_attempt_;
 };
 
-}  // namespace kavo::feed_dump
+}  // namespace kavo::companion

@@ -1,9 +1,8 @@
-#include "arrivals.h"
+#include "kavo/screen/arrivals.h"
 
 #include "client/feed_messages.h"
-#include "lines.h"
 
-namespace kavo::feed_dump {
+namespace kavo::companion {
 
 namespace {
 
@@ -19,15 +18,15 @@ void Arrivals::take(ByteView datagram) {
             case mach::PacketType::heartbeat: take_heartbeat(packet->header); break;
             case mach::PacketType::application_data: take_message(packet->header.sequence, packet->message); break;
         }
-        print_bare(packet->header);
+        lines_.bare(packet->header);
     }
 }
 
 void Arrivals::take_message(std::uint64_t sequence, ByteView message) {
     if (sequence + longest_delay_messages < expected_) fall_back_to(sequence);
-    if (sequence < expected_) return print_message(sequence, message, "out of order");
+    if (sequence < expected_) return lines_.message(sequence, message, "out of order");
     arrive_at(sequence);
-    print_message(sequence, message);
+    lines_.message(sequence, message);
     expected_ = sequence + 1;
 }
 
@@ -38,13 +37,13 @@ void Arrivals::take_heartbeat(const mach::Header& header) {
 }
 
 void Arrivals::arrive_at(std::uint64_t sequence) {
-    if (expected_ != 0 && expected_ < sequence) print_gap(expected_, sequence - 1);
+    if (expected_ != 0 && expected_ < sequence) lines_.gap(expected_, sequence - 1);
     expected_ = sequence;
 }
 
 void Arrivals::fall_back_to(std::uint64_t sequence) {
-    print_fallen_back();
+    lines_.fallen_back();
     expected_ = sequence;
 }
 
-}  // namespace kavo::feed_dump
+}  // namespace kavo::companion

@@ -5,11 +5,14 @@
 
 #include "common/bytes.h"
 #include "feed/mach.h"
+#include "kavo/screen/feed_lines.h"
 
-namespace kavo::feed_dump {
+namespace kavo::companion {
 
 class Arrivals {
 public:
+    explicit Arrivals(FeedLines& lines) : lines_(lines) {}
+
     void take(ByteView datagram);
     void take_message(std::uint64_t sequence, ByteView message);
 
@@ -21,7 +24,8 @@ private:
     void arrive_at(std::uint64_t sequence);
     void fall_back_to(std::uint64_t sequence);
 
+    FeedLines& lines_;
     std::uint64_t expected_ = 0;
 };
 
-}  // namespace kavo::feed_dump
+}  // namespace kavo::companion

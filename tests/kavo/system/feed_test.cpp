@@ -1,105 +1,29 @@
 // The receiver for the command line, beside the real program: the books that it shows are the true ones, and what it
 // cannot know it does not show.
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <set>
 
 #include "feed/dom_feed.h"
 #include "feed/dom_messages.h"
 #include "feed/multicast_sender.h"
-#include "system/full_venue.h"
-#include "system/shown_books.h"
+#include "kavo/basics/folder.h"
+#include "kavo/system/moving_venue.h"
+#include "kavo/wire/recording.h"
 
 namespace kavo::test {
 namespace {
-
-using Flags = std::vector<std::string>;
-
-std::string text(std::uint64_t number) {
-    return std::to_string(number);
-}
-
-// `feed_dump` on the feed that goes to a port of 127.0.0.1.
-class Tool {
-public:
-    Tool(const ReservedPort& feed, const Flags& more) : process("/bin/sh", command(feed, more)) {
-        EXPECT_TRUE(process.catches(SIGTERM)) << process.said();
-    }
-
-    // Waits until it has shown this message.
-    void shows(std::uint64_t message) {
-        EXPECT_TRUE(process.says("\n" + text(message) + " ")) << message << " in " << process.said();
-    }
-    // Ends it in good order; everything that it has printed.
-    std::string finish() {
-        process.signal(SIGTERM);
-        EXPECT_EQ(process.wait(), 0);
-        return process.said();
-    }
-
-    Process process;
-
-private:
-    static Flags command(const ReservedPort& feed, const Flags& more) {
-        Flags flags = {"--mcast", "127.0.0.1", "--port", text(feed.number())};
-        flags.insert(flags.end(), more.begin(), more.end());
-        return overheard(KAVO_TOOLS_DIR "/feed_dump", flags);
-    }
-};
-
-// The simulator with a market that moves every few milliseconds, and nobody on its feed.
-class MovingVenue {
-public:
-    MovingVenue(const ReservedPort& feed, const ServicePorts& services, const Flags& more = {})
-        : process(KAVO_ME_PATH, flags(feed, services, more)), control(services.control.number()) {
-        EXPECT_TRUE(process.catches(SIGTERM)) << process.said();
-    }
-
-    void move_on(std::uint64_t messages) {
-        for (const std::uint64_t end = control.next_sequence() + messages; control.next_sequence() < end;) {
-            process.said();  // or its pipe fills up
-        }
-    }
-    // The market stands still from here on; the number of its last message.
-    std::uint64_t pause() {
-        EXPECT_EQ(control.ask("pause"), "ok pause\n");
-        return control.next_sequence() - 1;
-    }
-
-    const TemporaryFile truth;
-
-private:
-    Flags flags(const ReservedPort& feed, const ServicePorts& services, const Flags& more) const {
-        Flags all =
-            services.flags({"--mcast", "127.0.0.1", "--port", text(feed.number()), "--meo-port", text(meo_.number()),
-                            "--symbols", "AAPL:190.00,MSFT:410.00", "--interval-ms", "5", "--truth-out", truth.path()});
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
-    }
-
-    ReservedPort meo_;
-
-public:
-    Process process;
-    ControlClient control;
-};
-
-struct Ports {
-    ReservedPort feed;
-    ServicePorts services;
-
-    Flags book() const { return {"--book", "--retrans-port", text(services.retransmission.number())}; }
-    Flags book_without_service() const { return {"--book", "--retrans-port", "0"}; }
-};
 
 void expect_consecutive(const std::vector<std::uint64_t>& messages) {
     for (std::size_t i = 1; i < messages.size(); ++i) EXPECT_EQ(messages[i], messages[i - 1] + 1);
 }
 
-TEST(FeedDump, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
+TEST(Feed, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
     const Ports ports;
     MovingVenue venue(ports.feed, ports.services);
     venue.move_on(300);
-    Tool tool(ports.feed, ports.book());
+    FeedTool tool(ports.feed, ports.book());
     EXPECT_TRUE(tool.process.says("--- refresh: the books as of message "));
     venue.move_on(300);
     tool.shows(venue.pause());
@@ -114,10 +38,10 @@ TEST(FeedDump, ThatComesLateShowsTheTrueBooksFromARefreshOn) {
     EXPECT_GT(shown.messages.size(), 200U);
 }
 
-TEST(FeedDump, MarksWhatIsMissingAndFetchesIt) {
+TEST(Feed, MarksWhatIsMissingAndFetchesIt) {
     const Ports ports;
     MovingVenue venue(ports.feed, ports.services, {"--drop-every", "4", "--dup-every", "3", "--reorder-every", "5"});
-    Tool tool(ports.feed, ports.book());
+    FeedTool tool(ports.feed, ports.book());
     EXPECT_TRUE(tool.process.says("--- refresh: the books as of message "));
     venue.move_on(300);
     tool.shows(venue.pause());
@@ -133,9 +57,9 @@ TEST(FeedDump, MarksWhatIsMissingAndFetchesIt) {
     EXPECT_EQ(said.find("out of order"), std::string::npos);
 }
 
-TEST(FeedDump, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
+TEST(Feed, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
     const Ports ports;
-    Tool tool(ports.feed, ports.book_without_service());
+    FeedTool tool(ports.feed, ports.book_without_service());
     MovingVenue venue(ports.feed, ports.services);
     venue.move_on(300);
     tool.shows(venue.pause());
@@ -150,14 +74,14 @@ TEST(FeedDump, KnowsTheBooksOfADayThatItHasSeenFromTheStart) {
     EXPECT_EQ(shown.remarks.size(), 0U);
 }
 
-TEST(FeedDump, ShowsNoBookThatItCannotKnow) {
+TEST(Feed, ShowsNoBookThatItCannotKnow) {
     const Ports ports;
     const ReservedPort nobody;
     MovingVenue venue(ports.feed, ports.services);
     for (const auto& [service, reason] :
          {std::pair{std::string("0"), std::string("without a service they are known from message 1 on only")},
           {text(nobody.number()), "nobody listens on port " + text(nobody.number())}}) {
-        Tool tool(ports.feed, {"--book", "--retrans-port", service});
+        FeedTool tool(ports.feed, {"--book", "--retrans-port", service});
         EXPECT_TRUE(tool.process.says("--- no books: "));
         venue.move_on(300);
         tool.shows(venue.pause());
@@ -170,9 +94,9 @@ TEST(FeedDump, ShowsNoBookThatItCannotKnow) {
     EXPECT_EQ(venue.process.stop(), 0);
 }
 
-TEST(FeedDump, ShowsNoBookBehindAGapThatItCannotFill) {
+TEST(Feed, ShowsNoBookBehindAGapThatItCannotFill) {
     const Ports ports;
-    Tool tool(ports.feed, ports.book_without_service());
+    FeedTool tool(ports.feed, ports.book_without_service());
     MovingVenue venue(ports.feed, ports.services, {"--drop-burst", "20:2"});
     venue.move_on(300);
     tool.shows(venue.pause());
@@ -188,11 +112,11 @@ TEST(FeedDump, ShowsNoBookBehindAGapThatItCannotFill) {
     shown.expect(venue.truth);
 }
 
-TEST(FeedDump, BeginsAnewWithTheNextProcess) {
+TEST(Feed, BeginsAnewWithTheNextProcess) {
     const Ports ports;
     std::optional<MovingVenue> venue(std::in_place, ports.feed, ports.services);
     venue->move_on(300);
-    Tool tool(ports.feed, ports.book());
+    FeedTool tool(ports.feed, ports.book());
     EXPECT_TRUE(tool.process.says("--- refresh: the books as of message "));
     EXPECT_EQ(venue->process.stop(), 0);
     venue.emplace(ports.feed, ports.services);
@@ -208,7 +132,7 @@ TEST(FeedDump, BeginsAnewWithTheNextProcess) {
     EXPECT_EQ(shown.messages.front(), 1U);
 }
 
-TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
+TEST(Feed, TakesNoBookFromAnotherSimulator) {
     const Ports ports;
     const Ports others;
     MovingVenue venue(ports.feed, ports.services);
@@ -216,7 +140,7 @@ TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
     other.move_on(300);
     const std::string service = text(others.services.retransmission.number());
     const std::string reason = "no books: the service on port " + service + " serves another feed";
-    Tool late(ports.feed, {"--book", "--retrans-port", service});
+    FeedTool late(ports.feed, {"--book", "--retrans-port", service});
     EXPECT_TRUE(late.process.says("--- " + reason));
     const ShownBooks shown(late.finish());
     EXPECT_EQ(shown.books.size(), 0U);
@@ -224,7 +148,7 @@ TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
     EXPECT_EQ(venue.process.stop(), 0);
 
     // One that has seen the start knows the books until it has missed something.
-    Tool punctual(ports.feed, {"--book", "--retrans-port", service});
+    FeedTool punctual(ports.feed, {"--book", "--retrans-port", service});
     MovingVenue next(ports.feed, ports.services, {"--drop-burst", "20"});
     EXPECT_TRUE(punctual.process.says("--- " + reason));
     EXPECT_EQ(next.process.stop(), 0);
@@ -237,9 +161,9 @@ TEST(FeedDump, TakesNoBookFromAnotherSimulator) {
     EXPECT_EQ(other.process.stop(), 0);
 }
 
-TEST(FeedDump, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
+TEST(Feed, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
     const Ports ports;
-    Tool tool(ports.feed, {});
+    FeedTool tool(ports.feed, {});
     MovingVenue venue(ports.feed, ports.services, {"--drop-every", "4", "--reorder-every", "6"});
     venue.move_on(300);
     EXPECT_TRUE(tool.process.says("heartbeat, last message " + text(venue.pause())));
@@ -260,9 +184,9 @@ TEST(FeedDump, WithoutBooksShowsWhatArrivesAndMarksWhatDoesNot) {
     EXPECT_EQ(known.size(), *known.rbegin());
 }
 
-TEST(FeedDump, SaysWhatMayBeTheMatterWhenNothingIsHeard) {
+TEST(Feed, SaysWhatMayBeTheMatterWhenNothingIsHeard) {
     const Ports ports;
-    Tool tool(ports.feed, {});
+    FeedTool tool(ports.feed, {});
     EXPECT_TRUE(tool.process.says("--- silence: "));
     EXPECT_EQ(ShownBooks(tool.finish()).remarks.size(), 1U);
 }
@@ -317,10 +241,10 @@ struct AfterTwoOrders {
         tool.shows(2);
     }
     const Ports ports;
-    Tool tool{ports.feed, ports.book_without_service()};
+    FeedTool tool{ports.feed, ports.book_without_service()};
 };
 
-TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
+TEST(Feed, BeginsAnewWhenANumberStandsForAnotherMessage) {
     AfterTwoOrders scene;
     UnheardStart second(scene.ports.feed);
     second.add(2000, 50'000'000);
@@ -331,7 +255,7 @@ TEST(FeedDump, BeginsAnewWhenANumberStandsForAnotherMessage) {
                                        "      100@50 |\n");
 }
 
-TEST(FeedDump, ForgetsItsBooksWhenAHeartbeatFallsBack) {
+TEST(Feed, ForgetsItsBooksWhenAHeartbeatFallsBack) {
     AfterTwoOrders scene;
     UnheardStart second(scene.ports.feed);
     second.send_heartbeat();
@@ -340,6 +264,188 @@ TEST(FeedDump, ForgetsItsBooksWhenAHeartbeatFallsBack) {
                                        "--- the numbers have fallen back: the simulator has begun again\n"
                                        "--- no books: without a service they are known from message 1 on only\n"
                                        "heartbeat, last message 0\n");
+}
+
+TEST(Feed, TellsTheSameInJson) {
+    const Ports ports;
+    MovingVenue venue(ports.feed, ports.services, {"--drop-every", "4"});
+    Flags flags = ports.book();
+    flags.push_back("--json");
+    FeedTool tool(ports.feed, flags);
+    EXPECT_TRUE(tool.process.says("\"ev\":\"refresh\""));
+    venue.move_on(300);
+    EXPECT_TRUE(tool.process.says("\"seq\":" + text(venue.pause()) + ","));
+    EXPECT_EQ(venue.process.stop(), 0);
+
+    std::map<std::uint64_t, nlohmann::json> truth;
+    for (const std::string& line : venue.truth.lines()) {
+        const auto book = nlohmann::json::parse(line);
+        truth[book.at("seq")] = book;
+    }
+    std::vector<std::uint64_t> messages;
+    std::map<std::string, int> heard;
+    std::uint64_t latest_t = 0;
+    for (const auto& line : json_lines(tool.finish())) {
+        ++heard[line.at("ev")];
+        EXPECT_GE(line.at("t"), latest_t);
+        latest_t = line.at("t");
+        if (line.contains("note")) ++heard[line.at("note")];
+        if (line.contains("seq") && line.at("ev") != "book") messages.push_back(line.at("seq"));
+        if (line.at("ev") != "book" || messages.empty()) continue;
+        const auto& book = truth.at(line.at("seq"));
+        EXPECT_EQ(line.at("seq"), messages.back());
+        EXPECT_EQ(line.at("symbol"), book.at("symbol"));
+        EXPECT_EQ(line.at("bids"), book.at("bid"));
+        EXPECT_EQ(line.at("asks"), book.at("ask"));
+    }
+    expect_consecutive(messages);
+    for (const char* event : {"refresh", "book", "add", "delete", "executed", "gap", "fetched again"}) {
+        EXPECT_GT(heard[event], 0) << event;
+    }
+    EXPECT_EQ(heard["no_books"], 0);
+}
+
+TEST(Feed, EndsWhenItHasShownWhatWasAskedFor) {
+    const Ports ports;
+    MovingVenue venue(ports.feed, ports.services);
+    const std::uint64_t from = venue.control.next_sequence() + 20;
+    const Flags where = {"feed",
+                         "--group",
+                         "127.0.0.1",
+                         "--port",
+                         text(ports.feed.number()),
+                         "--book",
+                         "--recovery-port",
+                         text(ports.services.retransmission.number())};
+    Flags some = where;
+    some.insert(some.end(), {"--from", text(from), "--count", "3"});
+    const Verb three(some);
+    EXPECT_EQ(three.status, 0);
+    const ShownBooks shown(three.said.substr(three.said.find("\n" + text(from) + " ") + 1));
+    EXPECT_EQ(shown.messages, (std::vector{from, from + 1, from + 2})) << three.said;
+
+    // The environment of a bench says where, and the time ends it.
+    const Verb soon({"feed", "--seconds", "0.2"},
+                    {{"KAVO_FEED", "127.0.0.1:" + text(ports.feed.number())}, {"KAVO_IFACE", "127.0.0.1"}});
+    EXPECT_EQ(soon.status, 0);
+    EXPECT_GT(ShownBooks(soon.said).messages.size(), 0U);
+    EXPECT_EQ(venue.process.stop(), 0);
+}
+
+TEST(Feed, SaysWhereItCannotListen) {
+    const Verb nowhere({"feed", "--group", "192.0.2.1", "--port", "1"});
+    EXPECT_EQ(nowhere.status, 3);
+    EXPECT_TRUE(nowhere.said.starts_with("kavo: cannot listen on 192.0.2.1:1: ")) << nowhere.said;
+    const Verb nobody({"feed"}, {{"KAVO_FEED", "here"}});
+    EXPECT_EQ(nobody.status, 2);
+    EXPECT_EQ(nobody.said,
+              "kavo: the environment has KAVO_FEED=here, which is no ADDRESS:PORT: unset it, or correct it\n");
+}
+
+// A feed of one product in a recording: each datagram has one message, and comes a millisecond behind the one before.
+class RecordedFeed {
+public:
+    static constexpr std::uint32_t group = 0xef0a0b0c;  // 239.10.11.12
+    static constexpr std::uint16_t port = 4000;
+
+    explicit RecordedFeed(const std::string& file) : recording_(file) {}
+
+    void add(std::uint64_t sequence, WirePrice price) {
+        dom::AddOrder record;
+        record.secid = 1;
+        record.order_id = 999 + sequence;
+        record.price = price;
+        record.quantity = 100;
+        const auto message = dom::build(record);
+        const auto length = static_cast<std::uint16_t>(mach::layout::header_size + message.size());
+        const auto header = mach::build(
+            {.sequence = sequence, .length = length, .type = mach::PacketType::application_data, .session = 1});
+        Bytes datagram(header.begin(), header.end());
+        datagram.insert(datagram.end(), message.begin(), message.end());
+        send(datagram);
+    }
+    void start() { send(mach::build({.type = mach::PacketType::start, .session = 1})); }
+    void send(ByteView datagram, std::uint16_t to_port = port) {
+        recording_.datagram(now_ns_ += 1'000'000, group, to_port, datagram);
+    }
+    void save() { EXPECT_TRUE(recording_.flush()); }
+
+private:
+    companion::Recording recording_;
+    std::uint64_t now_ns_ = 1'700'000'000'000'000'000;
+};
+
+TEST(Feed, OfARecordingIsShownLikeALiveOne) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path("wire.pcapng");
+    RecordedFeed feed(file);
+    feed.send(Bytes{'s', 't', 'a', 't', 's'}, 4003);  // of no feed
+    feed.start();
+    feed.add(1, 190'000'000);
+    feed.add(3, 188'000'000);  // overtakes
+    feed.add(2, 189'000'000);
+    feed.add(5, 187'000'000);  // and behind a gap that nobody fills
+    feed.save();
+    const std::string books =
+        "start of session 1\n"
+        "1 add 1 #1000 B 100@190\n"
+        "      100@190 |\n"
+        "2 add 1 #1001 B 100@189\n"
+        "      100@189 100@190 |\n"
+        "3 add 1 #1002 B 100@188\n"
+        "      100@188 100@189 100@190 |\n"
+        "--- gap: 4 is missing\n"
+        "--- no books: without a service they are known from message 1 on only\n"
+        "5 add 1 #1004 B 100@187\n";
+    const Verb shown({"feed", "--book", file});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_EQ(shown.said, books);
+    EXPECT_EQ(Verb({"feed", "--book", folder.path("")}).said, books);
+    EXPECT_EQ(Verb({"feed", file}).said,
+              "start of session 1\n"
+              "1 add 1 #1000 B 100@190\n"
+              "--- gap: 2 is missing\n"
+              "3 add 1 #1002 B 100@188\n"
+              "2 add 1 #1001 B 100@189 (out of order)\n"
+              "--- gap: 4 is missing\n"
+              "5 add 1 #1004 B 100@187\n");
+    const auto first = json_lines(Verb({"feed", "--json", "--count", "1", file}).said).at(1);
+    EXPECT_EQ(first.at("t"), 1'700'000'000'003'000'000U);
+    EXPECT_EQ(first.at("price"), 190.0);
+}
+
+TEST(Feed, OfARecordingIsTheOneThatTheBenchNamesOrTheCommandLine) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path("wire.pcapng");
+    RecordedFeed feed(file);
+    const auto other = mach::build({.sequence = 77, .session = 2});
+    feed.send(other, 4444);
+    feed.start();
+    feed.save();
+    EXPECT_EQ(Verb({"feed", file}).said, "heartbeat, last message 77\n");
+    EXPECT_EQ(Verb({"feed", file, "--port", "4000"}).said, "start of session 1\n");
+    EXPECT_EQ(Verb({"feed", file, "--group", "239.1.1.1"}).status, 2);
+    companion::BenchFacts facts;
+    facts.group = "239.10.11.12";
+    facts.feed_port = RecordedFeed::port;
+    facts.interface_address = "127.0.0.1";
+    companion::write_facts(facts, folder.path("bench.json"));
+    EXPECT_EQ(Verb({"feed", folder.path("")}).said, "start of session 1\n");
+}
+
+TEST(Feed, OfARecordingThatIsCutShortIsShownAsFarAsItGoes) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path("cut.pcapng");
+    RecordedFeed feed(file);
+    feed.start();
+    feed.add(1, 190'000'000);
+    feed.save();
+    std::filesystem::resize_file(file, std::filesystem::file_size(file) - 10);
+    const Verb cut({"feed", file});
+    EXPECT_EQ(cut.status, 4);
+    EXPECT_EQ(cut.said,
+              "start of session 1\nkavo: " + file + " ends in the middle of a packet: what was whole was shown\n");
+    EXPECT_EQ(Verb({"feed", folder.path("none.pcapng")}).status, 2);
 }
 
 }  // namespace
