@@ -77,10 +77,9 @@ public:
                              "echo \"[kavo_me] DoM/MACH $group:1 (iface 127.0.0.1, session 1, retransmission "
                              "ESesM/TCP :2) · MEO/ESesM :3 · and so on\" >&2\n" +
                              stay);
-        write("tools/feed_dump", group + "if [[ $group == " + heard_group +
-                                     " ]]; then echo 'heartbeat'; echo '--- heard'; else echo '--- silence'; fi\n" +
-                                     stay);
-        write("tools/meo_client", "cat >/dev/null\n");
+        write("kavo", "if [[ $1 == trade ]]; then exec cat >/dev/null; fi\n" + group +
+                          "if [[ $group == " + heard_group +
+                          " ]]; then echo 'heartbeat'; echo '--- heard'; else echo '--- silence'; fi\n" + stay);
     }
     std::string path() const { return folder_.path("tools/demo"); }
 
