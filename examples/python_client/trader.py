@@ -59,7 +59,7 @@ class Trader:
         for order in mine:
             if not order.busy and not order.too_late:
                 self._cancel(order, now)
-        return not mine
+        return all(order.hopeless for order in mine)
 
     def _tend(self, mine: list[Order], now: float) -> bool:
         for order in mine:

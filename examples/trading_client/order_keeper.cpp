@@ -117,6 +117,7 @@ void OrderKeeper::take_cancel(const CancelResponse& response) {
 
 void OrderKeeper::caught_up(unsigned connection) {
     for (Order& order : orders_) {
+        order.hopeless = order.open() && order.too_late;
         if (order.connection == connection) continue;
         order.cancelling = order.replacing = false;
         if (order.state == State::pending) end(order, State::lost);
@@ -156,7 +157,9 @@ bool OrderKeeper::any_open_besides(unsigned connection) const {
 }
 
 bool OrderKeeper::waits_for_news(unsigned connection) const {
-    const auto unanswered = [](const Order& order) { return order.open() && (order.busy() || order.too_late); };
+    const auto unanswered = [](const Order& order) {
+        return order.open() && (order.busy() || (order.too_late && !order.hopeless));
+    };
     return any_open_besides(connection) || std::ranges::any_of(orders_, unanswered);
 }
 

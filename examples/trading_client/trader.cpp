@@ -36,7 +36,7 @@ bool Trader::wind_down() {
     for (Order* order : mine) {
         if (!order->busy() && !order->too_late) cancel(*order);
     }
-    return mine.empty();
+    return std::ranges::all_of(mine, &Order::hopeless);
 }
 
 // Carries on with what is open; true when that took a request.
