@@ -27,7 +27,7 @@ void FindingList::content(Finding finding) {
 }
 
 void FindingList::timed(Finding finding, std::uint64_t from_ns, std::uint64_t to_ns) {
-    if (circumstances_.was_late(from_ns, to_ns)) {
+    if (around_.was_late(from_ns, to_ns)) {
         return doubtful(std::move(finding), "the machine was late meanwhile");
     }
     content(std::move(finding));

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "kavo/audit/circumstances.h"
+#include "kavo/audit/surroundings.h"
 #include "kavo/audit/finding.h"
 
 namespace kavo::companion {
@@ -15,8 +15,8 @@ std::string quoted(std::string_view text);
 
 class FindingList {
 public:
-    FindingList(const Journal& journal, const Circumstances& circumstances, Verdict& verdict)
-        : journal_(journal), circumstances_(circumstances), verdict_(verdict) {}
+    FindingList(const Journal& journal, const Surroundings& around, Verdict& verdict)
+        : journal_(journal), around_(around), verdict_(verdict) {}
 
     // A finding of content, which needs no clock. What is missing of the recording makes it inconclusive.
     void content(Finding finding);
@@ -37,7 +37,7 @@ private:
     static constexpr unsigned most_of_a_kind = 10;
 
     const Journal& journal_;
-    const Circumstances& circumstances_;
+    const Surroundings& around_;
     Verdict& verdict_;
     struct Kind {
         unsigned told = 0;

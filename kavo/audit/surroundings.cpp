@@ -1,4 +1,4 @@
-#include "kavo/audit/circumstances.h"
+#include "kavo/audit/surroundings.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -24,12 +24,12 @@ std::string text_of(const json& note, const char* key) {
     return it->is_string() ? it->get<std::string>() : it->dump();
 }
 
-void take_drop(const json& note, Circumstances& found) {
+void take_drop(const json& note, Surroundings& found) {
     (text_of(note, "socket") == "kavo" ? found.kernel_drops_of_kavo : found.kernel_drops_of_clients) +=
         number_of(note, "drops");
 }
 
-void take_socket(std::uint64_t t_ns, const json& note, Circumstances& found) {
+void take_socket(std::uint64_t t_ns, const json& note, Surroundings& found) {
     found.sockets_are_watched = true;
     const std::string name = text_of(note, "socket");
     if (name == "kavo") return;
@@ -39,30 +39,30 @@ void take_socket(std::uint64_t t_ns, const json& note, Circumstances& found) {
     }
 }
 
-void take_end(std::uint64_t t_ns, Circumstances& found) {
+void take_end(std::uint64_t t_ns, Surroundings& found) {
     found.ended_ns = found.ended_ns == 0 ? t_ns : std::min(found.ended_ns, t_ns);
 }
 
 }  // namespace
 
-bool Circumstances::was_late(std::uint64_t from_ns, std::uint64_t to_ns) const {
+bool Surroundings::was_late(std::uint64_t from_ns, std::uint64_t to_ns) const {
     return std::any_of(late.begin(), late.end(),
                        [&](const Spell& it) { return it.from_ns <= to_ns && from_ns <= it.to_ns; });
 }
 
-bool Circumstances::socket_opened(std::uint64_t from_ns, std::uint64_t to_ns) const {
+bool Surroundings::socket_opened(std::uint64_t from_ns, std::uint64_t to_ns) const {
     return std::any_of(sockets.begin(), sockets.end(),
                        [&](const FeedSocket& it) { return it.opened_ns >= from_ns && it.opened_ns <= to_ns; });
 }
 
-bool Circumstances::socket_open(std::uint64_t from_ns, std::uint64_t to_ns) const {
+bool Surroundings::socket_open(std::uint64_t from_ns, std::uint64_t to_ns) const {
     return std::any_of(sockets.begin(), sockets.end(), [&](const FeedSocket& it) {
         return it.opened_ns <= from_ns && (it.closed_ns == 0 || it.closed_ns >= to_ns);
     });
 }
 
-Circumstances circumstances(const Journal& journal) {
-    Circumstances found;
+Surroundings surroundings(const Journal& journal) {
+    Surroundings found;
     for (const Note& note : journal.notes) {
         const json all = json::parse(note.json, nullptr, false);
         if (!all.is_object()) continue;

@@ -10,7 +10,7 @@
 
 namespace kavo::companion {
 
-struct Circumstances {
+struct Surroundings {
     struct Spell {  // in which the machine let somebody wait
         std::uint64_t from_ns = 0;
         std::uint64_t to_ns = 0;
@@ -37,6 +37,6 @@ struct Circumstances {
 };
 
 // A note that cannot be read is passed over.
-Circumstances circumstances(const Journal& journal);
+Surroundings surroundings(const Journal& journal);
 
 }  // namespace kavo::companion
