@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "engine/meo_layout.h"
+#include "kavo/basics/now.h"
 
 namespace kavo::companion {
 
@@ -24,7 +25,7 @@ bool Believer::must_know(std::uint64_t sequence, std::uint64_t given_ns, std::ui
 BeliefScene::BeliefScene(const Journal& run, const Beliefs& all, Verdict& verdict)
     : journal(run),
       beliefs(all),
-      around(surroundings(run)),
+      around(feed_circumstances(run)),
       streams(user_streams(run)),
       list(run, around, verdict) {
     for (const OrderBelief& belief : all.orders) {
@@ -59,7 +60,7 @@ void BeliefScene::tell_nameless(const Said& said) {
     finding.rule = &belief_log;
     finding.expected = "the name of a user who has logged in";
     finding.got = "line " + std::to_string(said.line) + " of the client's log" +
-                  (said.user.empty() ? " names no user" : " names " + quoted(said.user));
+                  (said.user.empty() ? " names no user" : " names " + in_quotes(said.user));
     finding.where.user = said.user;
     const bool again = std::any_of(streams.begin(), streams.end(), [](const UserStream& it) { return it.began_again; });
     list.doubtful(std::move(finding), again ? "a stream began again at 1 in the middle of the run"

@@ -40,7 +40,7 @@ public:
 
     const Journal& journal;
     const Beliefs& beliefs;
-    Surroundings around;
+    FeedCircumstances around;
     std::vector<UserStream> streams;
     std::vector<Believer> believers;
     FindingList list;

@@ -188,7 +188,7 @@ private:
     }
 
     static std::string heading(const BookBelief& belief) {
-        std::string symbol = quoted(belief.symbol);
+        std::string symbol = in_quotes(belief.symbol);
         return symbol.substr(1, symbol.size() - 2) + " at " + std::to_string(*belief.sequence) + ":";
     }
 

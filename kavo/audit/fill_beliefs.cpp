@@ -68,7 +68,7 @@ private:
         const bool again = fill.counted++ != 0;
         if (again) return tell_again(belief, fill);
         if (order_of(belief) != fill.order) {
-            return tell(belief, "a fill of " + quoted(fill.fill.client_order_id), words(fill));
+            return tell(belief, "a fill of " + in_quotes(fill.fill.client_order_id), words(fill));
         }
         if (!equal(belief, fill)) tell(belief, amount(fill.fill.quantity, fill.fill.price), words(fill));
     }
@@ -111,7 +111,7 @@ private:
         if (fill.counted != 0 || believer_.fills.empty()) return;
         if (!believer_.must_know(told.sequence, told.given.ns, told.read_ns)) return;
         Finding finding = about(std::string(fill.fill.client_order_id));
-        finding.expected = "a fill of " + quoted(fill.fill.client_order_id) + ": " +
+        finding.expected = "a fill of " + in_quotes(fill.fill.client_order_id) + ": " +
                            amount(fill.fill.quantity, fill.fill.price) + ", counted once";
         finding.got = "no such fill until " + scene_.list.time(believer_.ends_ns);
         finding.truth = words(fill);
@@ -139,7 +139,7 @@ private:
     void tell(const FillBelief& belief, const std::string& expected, const std::string& truth, bool doubtful = false) {
         Finding finding = about(wire_id(belief.id, steps_));
         finding.expected = expected;
-        finding.belief = "line " + std::to_string(belief.said.line) + ": a fill of " + quoted(belief.id) + ": " +
+        finding.belief = "line " + std::to_string(belief.said.line) + ": a fill of " + in_quotes(belief.id) + ": " +
                          amount(belief.quantity, belief.price);
         if (belief.execution) finding.belief += ", execution " + std::to_string(*belief.execution);
         finding.got = finding.belief;
@@ -161,7 +161,7 @@ private:
     }
 
     std::string words(const ToldFill& fill) const {
-        return amount(fill.fill.quantity, fill.fill.price) + " of " + quoted(fill.fill.client_order_id) +
+        return amount(fill.fill.quantity, fill.fill.price) + " of " + in_quotes(fill.fill.client_order_id) +
                ", execution " + std::to_string(fill.fill.execution_id) + ", message " +
                std::to_string(fill.told->sequence) + " at " + scene_.list.time(fill.told->given.ns);
     }

@@ -216,7 +216,7 @@ std::uint64_t FeedPicture::came_ns(std::uint64_t number) const {
     return it == arrivals.end() ? 0 : it->ns;
 }
 
-FeedPicture picture_of_feed(const Journal& journal, const Surroundings& around) {
+FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& around) {
     FeedPicture picture;
     Following following(picture);
     for (const Datagram& datagram : journal.feed) following.take(datagram);

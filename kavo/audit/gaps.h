@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kavo/audit/surroundings.h"
+#include "kavo/audit/feed_circumstances.h"
 #include "kavo/audit/number_ranges.h"
 #include "kavo/journal/journal.h"
 
@@ -50,7 +50,7 @@ struct FeedPicture {
     std::uint64_t came_ns(std::uint64_t number) const;
 };
 
-FeedPicture picture_of_feed(const Journal& journal, const Surroundings& around);
+FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& around);
 
 std::string_view name_of(Loss loss);
 

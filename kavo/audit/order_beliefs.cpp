@@ -180,7 +180,7 @@ private:
         finding.belief = text_of(belief);
         finding.got = finding.belief;
         finding.truth = step == nullptr ? "the client was told nothing of this order" : companion::text_of(*step);
-        finding.expected = quoted(id) + " as it was told: " + finding.truth;
+        finding.expected = in_quotes(id) + " as it was told: " + finding.truth;
         finding.where.user = believer_.stream->user;
         finding.where.order = id;
         finding.where.moment.ns = belief.said.t_ns;

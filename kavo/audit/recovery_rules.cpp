@@ -38,7 +38,7 @@ std::span<const Rule> recovery_rules() {
 }
 
 std::vector<LabelledGap> labelled_gaps(const Journal& journal) {
-    const FeedPicture feed = picture_of_feed(journal, surroundings(journal));
+    const FeedPicture feed = picture_of_feed(journal, feed_circumstances(journal));
     const std::vector<RecoveryAttempt> attempts = recovery_attempts(journal);
     NumberRanges recovered, broken;
     for (const RecoveryAttempt& attempt : attempts) {

@@ -18,7 +18,7 @@ std::uint64_t limit_of(const Gap& gap) {
 
 RecoveryScene::RecoveryScene(const Journal& run, const Beliefs& beliefs, Verdict& verdict)
     : journal(run),
-      around(surroundings(run)),
+      around(feed_circumstances(run)),
       feed(picture_of_feed(run, around)),
       attempts(recovery_attempts(run)),
       listeners(listeners_of(attempts, beliefs, feed)),

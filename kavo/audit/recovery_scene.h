@@ -19,7 +19,7 @@ public:
     RecoveryScene(const Journal& run, const Beliefs& beliefs, Verdict& verdict);
 
     const Journal& journal;
-    Surroundings around;
+    FeedCircumstances around;
     FeedPicture feed;
     std::vector<RecoveryAttempt> attempts;
     std::vector<Listener> listeners;

@@ -1,9 +1,14 @@
-// Listens to the feed beside the client, and records every datagram with the kernel's own time stamp.
+// Listens to the feed beside the client, and records every datagram with the kernel's own time stamp. It also watches
+// what the kernel throws away because a receiver is too slow, here and at every other socket of this feed.
 #pragma once
+
+#include <sys/socket.h>
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "kavo/basics/loop.h"
 #include "kavo/basics/run_log.h"
@@ -17,6 +22,7 @@ public:
     // takes a feed that is sent to it alone. Throws Problem when that cannot be.
     FeedTap(Loop& loop, Recording& recording, RunLog& log, const std::string& group, std::uint16_t port,
             const std::string& interface_address);
+    // Reads what is still there, and looks for drops once more.
     ~FeedTap();
     FeedTap(const FeedTap&) = delete;
     FeedTap& operator=(const FeedTap&) = delete;
@@ -27,7 +33,20 @@ public:
     std::function<void(ByteView datagram)> on_datagram;
 
 private:
-    // (the implementer's)
+    void take(const msghdr& about, ByteView datagram);
+    void look_for_drops();
+    void note_drops(std::uint64_t inode, std::uint64_t drops);
+
+    Loop& loop_;
+    Recording& recording_;
+    RunLog& log_;
+    std::uint32_t group_ = 0;  // host byte order
+    std::uint16_t port_ = 0;
+    int socket_ = -1;
+    std::uint64_t own_inode_ = 0;
+    std::map<std::uint64_t, std::uint64_t> drops_;  // of each socket, by its inode: how many are known
+    Loop::Timer next_look_ = 0;
+    std::vector<std::uint8_t> room_;  // for a batch of datagrams
 };
 
 }  // namespace kavo::companion
