@@ -14,7 +14,9 @@ REST, REPLACE, TAKE, JOIN, TAKE_BACK = range(5)
 
 
 class Trader:
-    def __init__(self, user: str, symbols: list[str], limit: int, books: Books, orders: Orders, session: Session) -> None:
+    def __init__(
+        self, user: str, symbols: list[str], limit: int, books: Books, orders: Orders, session: Session
+    ) -> None:
         self._user = user
         self._symbols = symbols
         self._limit = limit

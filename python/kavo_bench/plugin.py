@@ -25,7 +25,7 @@ _AUDITED = pytest.StashKey[bool]()
 def pytest_configure(config: pytest.Config) -> None:
     config.addinivalue_line(
         "markers",
-        "kavo(scenario='', flags=[], expect=[]): the bench of a test, and the rules that its client is to be convicted of",
+        "kavo(scenario='', flags=[], expect=[]): the bench of a test, and the rules that convict its client",
     )
 
 
