@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# A verdict on a trading client as a step of continuous integration: your test command runs beside a bench of its own, and
-# what was on the wire is judged. Copy this, and name your command:
+# A verdict on a trading client as a step of continuous integration: your test command runs beside a bench of its own,
+# and what was on the wire is judged. Copy this, and name your command:
 #
 #     verdict.sh ./my_client --orders 100
 #
-# The program is taken from $KAVO, or from the PATH. The folder of the run, with the verdict as text, JSON, JUnit XML and a
-# page to look at, is $VERDICT_DIR, or ./verdict; it must not be there yet. Exit status: 0 right, 1 the client is wrong, 2
-# usage, and what is no fault of the client and worth a second run: 3 the bench, 4 nothing certain can be said.
+# The program is taken from $KAVO, or from the PATH. The folder of the run, with the verdict as text, JSON, JUnit XML
+# and a page to look at, is $VERDICT_DIR, or ./verdict; it must not be there yet. Exit status: 0 right, 1 the client is
+# wrong, 2 usage, and what is no fault of the client and worth a second run: 3 the bench, 4 nothing certain can be said.
 set -uo pipefail
 
 kavo=${KAVO:-kavo}

@@ -5,9 +5,9 @@
     wrong_clients.py --client ... skips-gaps waits-for-ever                            these
     wrong_clients.py --client ... --right 200 --jobs 8                                 the right client, so many times
 
-A mistake counts as found when its rule convicts, and no other does but those that follow from it. The right client plays
-the same scenes in turn, and is to be acquitted. The program kavo is taken from $KAVO or from the PATH. Exit status 0 when
-all is as it should be.
+A mistake counts as found when its rule convicts, and no other does but those that follow from it. The right client
+plays the same scenes in turn, and is to be acquitted. The program kavo is taken from $KAVO or from the PATH. Exit status
+0 when all is as it should be.
 """
 
 from __future__ import annotations
