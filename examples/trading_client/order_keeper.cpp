@@ -91,6 +91,7 @@ void OrderKeeper::take_replace(const ReplaceResponse& response) {
     if (order == nullptr) return;
     order->replacing = false;
     if (!response.accepted()) return;
+    beliefs_.tell({order->id, "replaced", 0, order->executed, number_});
     order->id = response.client_order_id;
     by_id_[order->id] = order;
 }
@@ -140,7 +141,9 @@ void OrderKeeper::forget() {
 }
 
 void OrderKeeper::tell_all() {
-    for (const Order& order : orders_) tell(order);
+    for (const Order& order : orders_) {
+        if (find(order.id) == &order) tell(order);
+    }
 }
 
 std::vector<Order*> OrderKeeper::open_on(unsigned connection) {
