@@ -30,6 +30,10 @@ class Beliefs:
             ev="order", user=self._user, id=id, state=state, leaves=leaves, executed=executed, seq=number
         )
 
+    def replaced(self, id: str, number: int) -> None:
+        """From here on the order's new id speaks for it."""
+        self._write(ev="order", user=self._user, id=id, state="replaced", seq=number)
+
     def fill(self, id: str, quantity: int, price: int, execution: int) -> None:
         self._write(
             ev="fill", user=self._user, id=id, quantity=quantity, price=decimal(price), execution=execution

@@ -141,7 +141,7 @@ class Orders:
     def _take_replace(self, order: Order, response: meo.ReplaceResponse) -> None:
         order.replacing = ""
         if response.accepted:
-            self._beliefs.order(order.id, "replaced", 0, order.executed, self._number)
+            self._beliefs.replaced(order.id, self._number)
             self._by_id[response.id] = order
             order.id = response.id
 

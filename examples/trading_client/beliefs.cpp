@@ -51,6 +51,11 @@ void Beliefs::tell(const OrderBelief& order) {
           ",\"executed\":" + std::to_string(order.executed) + ",\"seq\":" + std::to_string(order.number));
 }
 
+void Beliefs::tell_replaced(std::string_view id, std::uint64_t number) {
+    write("\"ev\":\"order\",\"user\":" + quoted(user_) + ",\"id\":" + quoted(id) +
+          ",\"state\":\"replaced\",\"seq\":" + std::to_string(number));
+}
+
 void Beliefs::tell_fill(std::string_view id, std::uint32_t quantity, kavo::WirePrice price, std::uint64_t execution) {
     write("\"ev\":\"fill\",\"user\":" + quoted(user_) + ",\"id\":" + quoted(id) +
           ",\"quantity\":" + std::to_string(quantity) + ",\"price\":" + quoted(decimal(price)) +

@@ -25,6 +25,8 @@ public:
         std::uint64_t number = 0;  // of the last message of the stream that was applied
     };
     void tell(const OrderBelief& order);
+    // From here on the order's new id speaks for it.
+    void tell_replaced(std::string_view id, std::uint64_t number);
     void tell_fill(std::string_view id, std::uint32_t quantity, kavo::WirePrice price, std::uint64_t execution);
     // The best ten levels, as they are behind the feed's message with this number.
     void tell_book(const kavo::client::ReceivedBook::Book& book, std::uint64_t number, bool stale);

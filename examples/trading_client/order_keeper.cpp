@@ -91,7 +91,7 @@ void OrderKeeper::take_replace(const ReplaceResponse& response) {
     if (order == nullptr) return;
     order->replacing = false;
     if (!response.accepted()) return;
-    beliefs_.tell({order->id, "replaced", 0, order->executed, number_});
+    beliefs_.tell_replaced(order->id, number_);
     order->id = response.client_order_id;
     by_id_[order->id] = order;
 }
