@@ -16,7 +16,7 @@ struct StreamMessage {
     std::size_t conversation = 0;
 };
 
-struct UserStream {
+struct StreamOfUser {
     std::map<std::uint64_t, StreamMessage> messages;  // by number, as first sent
     // Up to here everything is known; behind it, messages may have been numbered that nobody was sent.
     std::uint64_t known_up_to() const;
@@ -30,7 +30,7 @@ struct UserRequest {
 };
 
 struct BenchStreams {
-    std::map<std::string, UserStream> users;
+    std::map<std::string, StreamOfUser> users;
     std::vector<UserRequest> requests;  // all that reached the venue, in the order of the recording
     // Somebody logged in under a second name on one connection, and took its orders along.
     bool orders_moved = false;
