@@ -34,6 +34,8 @@ class Scene:
     besides: frozenset[str] = frozenset()  # what cannot but follow from the mistake
 
 
+ATTEMPTS = 3  # a run of which something could not be said has no result, and is played again
+
 DROPPED_TWICE = "at 600ms: control disconnect\nat 1100ms: control disconnect"
 QUIET = "--with '--interval-ms -1'"
 LOSSES = "--with '--drop-every 5'"
@@ -115,6 +117,7 @@ class Outcome:
     convictions: list[str]
     folder: Path
     first: str = ""
+    doubtful: bool = False  # something could not be said: the machine was late, for example
 
 
 def play(kavo: str, client: list[str], scene: Scene, fault: str, folder: Path) -> Outcome:
@@ -134,7 +137,8 @@ def play(kavo: str, client: list[str], scene: Scene, fault: str, folder: Path) -
     wrong = [found for found in report["findings"] if found["grade"] not in ("remark",)]
     convictions = sorted({found["rule"] for found in wrong if found["grade"] == "finding"})
     told = [f"{f['rule']}: expected {f['expected']}, got {f['got']} {f['belief']} {f['because']}" for f in wrong]
-    return Outcome(report["status"], convictions, folder, told[0] if told else "")
+    doubtful = any(found["grade"] == "inconclusive" for found in wrong)
+    return Outcome(report["status"], convictions, folder, told[0] if told else "", doubtful)
 
 
 def is_convicted(scene: Scene, outcome: Outcome) -> bool:
@@ -167,14 +171,18 @@ def main() -> int:
     def one(run: tuple[str, str]) -> bool:
         label, name = run
         scene = SCENES[name]
-        outcome = play(kavo, client, scene, "" if given.right else name, folder / label)
-        well = outcome.status == "right" if given.right else is_convicted(scene, outcome)
+        for attempt in range(ATTEMPTS):
+            outcome = play(kavo, client, scene, "" if given.right else name, folder / f"{label}-{attempt}")
+            well = outcome.status == "right" if given.right else is_convicted(scene, outcome)
+            if well or not outcome.doubtful:
+                break
         expected = "right" if given.right else scene.rule
         print(f"{'ok  ' if well else 'NOT '} {label:42} {expected:32} {outcome.status} {' '.join(outcome.convictions)}")
         if not well:
             print(f"       {outcome.first[:300]}\n       kept in {outcome.folder}", flush=True)
         else:
-            shutil.rmtree(outcome.folder)
+            for kept in folder.glob(f"{label}-*"):
+                shutil.rmtree(kept)
         return well
 
     with ThreadPoolExecutor(given.jobs) as pool:
