@@ -31,6 +31,8 @@ public:
     void drain();
 
     std::function<void(ByteView datagram)> on_datagram;
+    // Called when the kernel has thrown datagrams of the feed away: this copy of them, or another receiver's.
+    std::function<void(bool own, std::uint64_t drops)> on_drops;
 
 private:
     void take(const msghdr& about, ByteView datagram);
