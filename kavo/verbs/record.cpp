@@ -83,14 +83,16 @@ Status record(const Options& options) {
         listen(loop, recording, options);
     }
     if (!recording.flush()) throw Problem(Status::bench, "cannot write the end of " + options.file);
-    std::cerr << "kavo: " << heard.datagrams << " datagrams, messages " << heard.first << " to " << heard.last
-              << ", in " << options.file << std::endl;
     if (dropped != 0) {
         std::cerr << "kavo: " << dropped
                   << " more were lost because this machine was too busy: see net.core.rmem_max in `sysctl`"
                   << std::endl;
     }
-    if (heard.datagrams != 0) return Status::right;
+    if (heard.datagrams != 0) {
+        std::cerr << "kavo: " << heard.datagrams << " datagrams, messages " << heard.first << " to " << heard.last
+                  << ", are in " << options.file << ": see `kavo feed " << options.file << "`" << std::endl;
+        return Status::right;
+    }
     std::cerr << "kavo: nothing has come. Does the simulator run, and are these its --mcast, --port and --iface?"
               << std::endl;
     return Status::inconclusive;

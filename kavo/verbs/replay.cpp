@@ -86,8 +86,8 @@ Status replay(const Options& options) {
     Loop loop;
     std::optional<RecoveryService> service;
     if (options.recovery_port != 0) service.emplace(loop, published, options.recovery_port);
-    say_what_is_there(history, options);
     FeedPlayer player(loop, history, published, playing);
+    say_what_is_there(history, options);
     play_to_the_end(loop, player, service, options.linger);
     const FeedPlayer::Counters& done = player.counters();
     std::cerr << "kavo: sent " << done.sent << " datagrams, up to message " << published.last() << "; " << done.dropped
