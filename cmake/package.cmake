@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the program and its tools, and for other projects a package with the venue and the
-# client's side as libraries. They write find_package(kavo_me), and link to kavo::venue or kavo::client.
+# What `cmake --install` puts in place: the program, and for other projects a package with the venue and the client's side
+# as libraries. They write find_package(kavo_me), and link to kavo::venue or kavo::client.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -19,7 +19,7 @@ if(KAVO_SANITIZE)
     target_link_options(kavo_codecs INTERFACE -fsanitize=address,undefined)
 endif()
 
-install(TARGETS kavo_me feed_dump meo_client RUNTIME)
+install(TARGETS kavo_me RUNTIME)
 install(TARGETS kavo_memory kavo_client kavo_core kavo_codecs EXPORT kavo_me ARCHIVE)
 install(DIRECTORY src/ DESTINATION ${header_dir} FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY client memory DESTINATION ${header_dir} FILES_MATCHING PATTERN "*.h")

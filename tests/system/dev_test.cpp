@@ -61,7 +61,7 @@ private:
     TemporaryFolder folder_;
 };
 
-constexpr const char* verbs[] = {"run",   "demo", "test",     "check",   "lint",     "compilers",
+constexpr const char* verbs[] = {"run",   "demo", "kavo",     "test",    "check",    "lint", "compilers",
                                  "bench", "fuzz", "coverage", "mutants", "simulate", "soak"};
 
 TEST(Dev, ListsItsVerbs) {
@@ -96,9 +96,10 @@ TEST(Dev, NamesAVerbThatItDoesNotKnow) {
     Checkout checkout;
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"start"}, {"help", "start"}}) {
         EXPECT_EQ(checkout.dev(arguments), 2);
-        EXPECT_EQ(checkout.said,
-                  "dev: no verb 'start' among: run demo test check lint compilers bench fuzz coverage mutants simulate "
-                  "soak help\n");
+        EXPECT_EQ(
+            checkout.said,
+            "dev: no verb 'start' among: run demo kavo test check lint compilers bench fuzz coverage mutants simulate "
+            "soak help\n");
     }
 }
 
@@ -135,7 +136,7 @@ TEST(Dev, AsksForPackagesByNameWhereItMayNotInstallThem) {
 TEST(Dev, StartsWhatHasBeenBuiltWhereNothingMayBeWritten) {
     Checkout checkout;
     checkout.make_folder("build/run/tools");
-    for (const std::string program : {"kavo_me", "tools/demo", "tools/feed_dump", "tools/meo_client"}) {
+    for (const std::string program : {"kavo_me", "kavo", "tools/demo"}) {
         checkout.write("build/run/" + program, "echo \"" + program + " $*\"");
     }
     checkout.write("bin/dpkg-query", "exit 1");  // it needs nothing to build with
@@ -144,6 +145,8 @@ TEST(Dev, StartsWhatHasBeenBuiltWhereNothingMayBeWritten) {
     EXPECT_EQ(checkout.said, "kavo_me --quiet\n");
     EXPECT_EQ(checkout.dev({"demo", "--seed", "7"}), 0);
     EXPECT_EQ(checkout.said, "tools/demo --seed 7\n");
+    EXPECT_EQ(checkout.dev({"kavo", "feed", "--book"}), 0);
+    EXPECT_EQ(checkout.said, "kavo feed --book\n");
 }
 
 TEST(Dev, SaysWhereItMayNotBuild) {

@@ -1,4 +1,4 @@
-// What tools/feed_dump has shown, held against the book truth of the venue.
+// What `kavo feed` has shown, held against the book truth of the venue.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -57,7 +57,7 @@ inline std::map<std::string, std::map<std::uint64_t, std::string>> books_of(cons
     return books;
 }
 
-// What `feed_dump --book` has printed.
+// What `kavo feed --book` has printed.
 struct ShownBooks {
     //   label  what stands in front of each of its lines; others are somebody else's
     explicit ShownBooks(const std::string& said, const std::string& label = "");
