@@ -6,6 +6,7 @@
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/bench/signals.h"
+#include "kavo/screen/environment.h"
 #include "kavo/verbs/verbs.h"
 #include "kavo/wire/feed_tap.h"
 #include "kavo/wire/recording.h"
@@ -22,15 +23,14 @@ constexpr const char* examples =
     "  kavo feed feed.pcapng --book                     what was recorded, message by message\n"
     "  kavo replay feed.pcapng --speed 10               sends it again\n"
     "The file opens in the usual capture tools. A file that is there is replaced. The exit status is 4 when nothing\n"
-    "has come: a feed is never silent for much longer than a second. `kavo run` and `kavo test` record by themselves.";
+    "has come: a feed is never silent for much longer than a second. `kavo run` and `kavo test` record by themselves.\n"
+    "Where no option says otherwise, KAVO_FEED (GROUP:PORT) and KAVO_IFACE do.";
 
 constexpr std::chrono::milliseconds between_flushes{200};
 
 struct Options {
     std::string file;
-    std::string group = "233.54.28.111";
-    std::uint16_t port = 25377;
-    std::string interface_address = "127.0.0.1";
+    AskedFeed feed;
     double seconds = 0;
 };
 
@@ -72,14 +72,15 @@ Status record(const Options& options) {
     Loop loop;
     Recording recording(options.file);
     RunLog nobody_reads("/dev/null");
+    const FeedAddress feed = feed_address(options.feed);
     Heard heard;
     std::uint64_t dropped = 0;
     {
-        FeedTap tap(loop, recording, nobody_reads, options.group, options.port, options.interface_address);
+        FeedTap tap(loop, recording, nobody_reads, feed.group, feed.port, feed.interface_address);
         tap.on_datagram = [&heard](ByteView datagram) { heard.take(datagram); };
         tap.on_drops = [&dropped](bool own, std::uint64_t drops) { dropped += own ? drops : 0; };
-        std::cerr << "kavo: recording " << options.group << ":" << options.port << " on " << options.interface_address
-                  << " to " << options.file << "; Ctrl-C ends it" << std::endl;
+        std::cerr << "kavo: recording " << feed.group << ":" << feed.port << " on " << feed.interface_address << " to "
+                  << options.file << "; Ctrl-C ends it" << std::endl;
         listen(loop, recording, options);
     }
     if (!recording.flush()) throw Problem(Status::bench, "cannot write the end of " + options.file);
@@ -104,13 +105,11 @@ void add_record(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("record", "write a feed into a capture file, as it arrives");
     const auto options = std::make_shared<Options>();
     verb->add_option("FILE", options->file, "where to; pcapng")->required();
-    verb->add_option("--group,--mcast", options->group, "where the feed goes")
-        ->check(CLI::ValidIPV4)
-        ->capture_default_str();
-    verb->add_option("--port", options->port, "UDP port of the feed")->capture_default_str();
-    verb->add_option("--iface", options->interface_address, "address of the interface that hears it")
-        ->check(CLI::ValidIPV4)
-        ->capture_default_str();
+    verb->add_option("--group,--mcast", options->feed.group, "where the feed goes (233.54.28.111)")
+        ->check(CLI::ValidIPV4);
+    verb->add_option("--port", options->feed.port, "UDP port of the feed (25377)");
+    verb->add_option("--iface", options->feed.interface_address, "address of the interface that hears it (127.0.0.1)")
+        ->check(CLI::ValidIPV4);
     verb->add_option("--seconds", options->seconds, "end after so long")->check(CLI::PositiveNumber);
     verb->footer(examples);
     verb->callback([&action, options] { action = [options] { return record(*options); }; });
