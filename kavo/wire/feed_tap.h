@@ -20,6 +20,7 @@ class FeedTap {
 public:
     // Joins the group and binds to it, so that other groups on the same port are not heard; an address of this machine
     // takes a feed that is sent to it alone. Throws Problem when that cannot be.
+    // The system begins to stamp some milliseconds later: what comes before carries the time at which it was read.
     FeedTap(Loop& loop, Recording& recording, RunLog& log, const std::string& group, std::uint16_t port,
             const std::string& interface_address);
     // Reads what is still there, and looks for drops once more.
