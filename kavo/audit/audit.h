@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "kavo/audit/finding.h"
@@ -19,6 +20,9 @@ void audit_orders(const Journal& journal,
                   Verdict& verdict);  // ids, cancels, what a client sends against what it was told
 void audit_recovery(const Journal& journal, Verdict& verdict);  // gaps of the feed, and what was asked for
 void audit_beliefs(const Journal& journal, Verdict& verdict);   // client.jsonl
+
+void audit_run(const Journal& journal, Verdict& verdict);  // the ends of venue and command, the script
+std::span<const Rule> run_rules();
 
 // Every rule that an audit knows, in the order of their names.
 std::vector<const Rule*> all_rules();

@@ -27,9 +27,9 @@ enum class Grade {
 
 // Where in the run. What is not known is 0 or empty.
 struct Where {
-    Moment moment;
-    std::string user;
-    std::string order;                // client order id
+    Moment moment = {};
+    std::string user = {};
+    std::string order = {};           // client order id
     std::uint64_t feed_number = 0;    // of a message of the feed
     std::uint64_t stream_number = 0;  // of a message of the user's stream
 };
@@ -37,12 +37,12 @@ struct Where {
 struct Finding {
     const Rule* rule = nullptr;
     Grade grade = Grade::finding;
-    std::string expected;
-    std::string got;     // every event that tells, and "nothing" said as such
-    std::string truth;   // of the venue, where there is one
-    std::string belief;  // of the client, where it told
-    std::string because;
-    Where where;
+    std::string expected = {};
+    std::string got = {};     // every event that tells, and "nothing" said as such
+    std::string truth = {};   // of the venue, where there is one
+    std::string belief = {};  // of the client, where it told
+    std::string because = {};
+    Where where = {};
 };
 
 // How far each wait of the client was from its limit: a right client on a right machine is never near it.
@@ -58,6 +58,7 @@ struct Verdict {
     // What the run was, for the screen and for whoever compares two runs.
     struct Counts {
         std::uint64_t feed_messages = 0, datagrams = 0, book_lines = 0, order_lines = 0;
+        std::uint64_t book_lines_not_compared = 0;  // what they would be compared with is not in the recording
         std::uint64_t users = 0, logins = 0, requests = 0, responses = 0, recoveries = 0;
         std::uint64_t gaps_planned = 0, gaps_kernel = 0, gaps_relay = 0, gaps_unrecovered = 0;
         std::uint64_t beliefs = 0;

@@ -30,7 +30,8 @@ Json to_json(const BenchFacts& facts) {
                 {"acod", facts.acod},
                 {"max_order_size", facts.max_order_size},
                 {"symbols", facts.symbols},
-                {"house", facts.house}};
+                {"house", facts.house},
+                {"enter", facts.enter}};
 }
 
 // Texts of flags may hold any byte; what is no UTF-8 is shown as such, and never ends the program.
@@ -73,6 +74,7 @@ BenchFacts read_facts(const std::filesystem::path& file) {
         json.at("max_order_size").get_to(facts.max_order_size);
         json.at("symbols").get_to(facts.symbols);
         json.at("house").get_to(facts.house);
+        json.at("enter").get_to(facts.enter);
         return facts;
     } catch (const Json::exception&) {
         throw Problem(Status::usage,

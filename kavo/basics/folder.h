@@ -42,6 +42,7 @@ struct BenchFacts {
     std::uint32_t max_order_size = 25'000;
     std::vector<std::string> symbols;  // names, in the order of their product ids from 1
     std::string house = "HOUSE";       // the user of kavo's own orders, whom nobody judges
+    std::string enter;  // words to put before a command that is to see these ports; empty: any command of this machine
 };
 
 void write_facts(const BenchFacts& facts, const std::filesystem::path& file);

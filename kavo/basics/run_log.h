@@ -4,12 +4,17 @@
 //   ready        ms              the venue listens, and is the one that was started
 //   control      word, reply     a command to the control port, by kavo
 //   relay        user, what      a fault of the relay was set: what, as in a script
-//   relay_did    user, conversation, what, bytes    and did something: held, released, swallowed, cut, reset, split
+//   relay_did    user, conversation, what, direction, bytes
+//                                and did something: held, released, delayed, slowed, split, swallowed, half, cut, reset,
+//                                abandoned. direction is up (from the client), down or both; bytes is how many it was
+//                                done to; a cut and a reset lose them. delayed, slowed and split are noted when nothing
+//                                waits any more, held when something begins to wait
 //   script       line, text      a step of the script was carried out
 //   late         ms              the machine let kavo wait so much longer than it asked for
 //   kernel_drop  port, socket, drops     the kernel threw datagrams of the feed away: "kavo"'s own copy, or "client"'s
 //   command      pid             the user's command was started
-//   command_end  status, signal  and has ended
+//   command_end  status, signal  and has ended; timed_out is true when kavo had to end it
+//   script_left  line, text      the first step of the script that was not carried out in time
 //   venue_end    status, signal  the venue has ended; stopped is true when kavo had asked it to
 #pragma once
 

@@ -19,8 +19,8 @@
 namespace kavo::companion {
 
 struct BenchWishes {
-    std::filesystem::path folder;  // new or empty; made if it is not there
-    std::filesystem::path venue;   // the simulator's program; empty: beside kavo, or what KAVO_ME names
+    std::filesystem::path folder;  // new or empty; made if it is not there; "": a temporary one, removed at the end
+    std::filesystem::path venue;   // the simulator's program; "": what KAVO_ME names, or the one beside kavo
     std::string scenario;
     std::vector<std::string> flags;  // of the simulator, but for those that are the bench's own: ports and truth files
     bool isolated = false;           // a network namespace of its own, with the default group and ports
@@ -28,8 +28,8 @@ struct BenchWishes {
 
 class Bench {
 public:
-    // Throws Problem, with status usage for wishes that cannot be meant, and status bench for what this machine
-    // refuses.
+    // To be made while the process has one thread: an isolated one takes all of the process into its network. Throws
+    // Problem, with status usage for wishes that cannot be meant, and status bench for what this machine refuses.
     Bench(Loop& loop, const BenchWishes& wishes);
     ~Bench();
     Bench(const Bench&) = delete;
@@ -42,19 +42,29 @@ public:
     Relay& recovery();
     FeedTap& feed();
 
-    // Sends a control word and hands its reply over when it comes; "" when none comes within two seconds.
+    // Sends a control word and hands its reply over, without its line end, when it comes; "" when none comes within two
+    // seconds. `stop` is not for this: the venue would lose lines of the book truth.
     void control(std::string_view word, std::function<void(std::string reply)> answered);
     // Called with each line that the venue says, as it is said.
     std::function<void(std::string_view line)> on_line;
 
-    // A process of the user's, in a group of its own, that does not outlive the bench. `ended` is called with the
-    // status of waitpid. The environment is kavo's own with KAVO_* added.
+    // A process of the user's, in a group of its own, that does not outlive the bench; one at a time. `ended` is called
+    // with the status of waitpid. The environment is kavo's own with KAVO_* added. Throws Problem, status usage, when
+    // it cannot be started.
     void start_command(const std::vector<std::string>& command, std::function<void(int wait_status)> ended);
+    // To the whole group; nothing once the command has ended.
     void signal_command(int number);
 
     bool running() const;  // the venue
-    // Ends the venue by SIGTERM, so that everything is written, and waits for it. The status of waitpid.
+    // How a venue that runs no longer has ended, with the last lines that it said, for an error message.
+    std::string last_words() const;
+    // Ends the venue by SIGTERM, so that everything is written, and waits for it. The status of waitpid. Throws Problem
+    // when something could not be written: the disk is full, say. So does the loop meanwhile, a second later at most.
     int stop();
+
+private:
+    struct Inside;
+    std::unique_ptr<Inside> inside_;
 };
 
 }  // namespace kavo::companion

@@ -45,9 +45,13 @@ struct Conversation {
     // In the order in which they passed: what the client sent and was given, and what the venue was given and sent.
     std::vector<WirePacket> with_client;
     std::vector<WirePacket> with_venue;
-    // What follows the last whole packet on the client's side: half a packet, or nothing.
-    ByteView rest_of_client;
+    // What follows the last whole packet: half a packet, or nothing.
+    ByteView rest_of_client;  // on the client's side
     ByteView rest_to_client;
+    ByteView rest_of_relay;  // on the venue's
+    ByteView rest_of_venue;
+    // Somebody has sent a packet of length 0. Nobody can say for certain what the other side has read behind it.
+    bool reframed = false;
 };
 
 struct Datagram {

@@ -7,13 +7,15 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "kavo/basics/loop.h"
 #include "kavo/basics/run_log.h"
 #include "kavo/wire/recording.h"
+#include "kavo/wire/relay_connection.h"
 #include "kavo/wire/relay_faults.h"
 
 namespace kavo::companion {
@@ -34,12 +36,25 @@ public:
     std::size_t break_connections(const std::string& user, Breaking how);
 
     std::size_t open_connections() const;
-    // Called with each whole packet when it has been passed on, for scripts that wait for one. `user` may be empty.
+    // Called with each whole packet when it has been passed on, for scripts that wait for one. `user` may be empty. All
+    // of the above may be called from within it; what a fault is to do to this packet is too late.
     std::function<void(const std::string& user, bool by_client, ByteView packet)> on_packet;
 
 private:
-    struct Connection;
-    // (the implementer's)
+    void accept_clients();
+    void accept_again_later();
+    void clear_away();
+    std::vector<RelayConnection*> connections_of(const std::string& user);
+
+    Loop& loop_;
+    RelayParts parts_;
+    int listening_;
+    std::uint16_t port_ = 0;
+    std::uint16_t behind_;
+    std::map<std::string, RelayFaults> faults_;  // of every user that was named, or has logged in
+    std::list<RelayConnection> connections_;
+    Loop::Timer accepting_ = 0;
+    Loop::Timer clearing_ = 0;
 };
 
 }  // namespace kavo::companion

@@ -14,7 +14,7 @@ struct DirectionFaults {
     std::size_t piece = 0;               // bytes that are passed on at a time, each in a segment of its own; 0 is all
     bool hold = false;                   // nothing is passed on; what comes waits, and goes when this is over
     std::uint32_t swallow = 0;           // so many whole packets to come are thrown away, heartbeats not counted
-    bool half = false;                   // of the next packet the first half is passed on; then the connection is cut
+    bool half = false;                   // of the next packet, no heartbeat, half is passed on; then comes a cut
 };
 
 struct RelayFaults {

@@ -1,0 +1,13 @@
+// The tables of the rules, one for each matter.
+#pragma once
+
+#include <span>
+
+#include "kavo/audit/finding.h"
+
+namespace kavo::companion {
+
+std::span<const Rule> session_rules();
+std::span<const Rule> order_rules();
+
+}  // namespace kavo::companion

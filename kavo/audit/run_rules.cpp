@@ -1,0 +1,86 @@
+// What the run says about itself, in the notes that kavo took: how the venue and the user's command ended, and whether
+// the script was played. A provocation that never came about proves nothing, so nothing is certain then.
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "kavo/audit/audit.h"
+
+namespace kavo::companion {
+
+namespace {
+
+constexpr std::array rules{
+    Rule{"bench.lives", "The venue runs until it is told to stop, and then ends with status 0.",
+         "docs/bench.md#exit-status"},
+    Rule{"command.succeeds", "The command under test ends by itself, with status 0.", "docs/kavo.md#kavo-test"},
+    Rule{"script.played", "Every step of the script is carried out while the command runs.", "docs/kavo.md#scripts"},
+};
+constexpr const Rule& venue_lives = rules[0];
+constexpr const Rule& command_succeeds = rules[1];
+constexpr const Rule& script_played = rules[2];
+
+struct Ending {
+    int status = 0;
+    int signal = 0;
+    bool timed_out = false;
+    bool stopped = false;
+    std::string text;
+};
+
+Ending read_ending(const Note& note) {
+    const auto facts = nlohmann::json::parse(note.json, nullptr, false);
+    if (!facts.is_object()) return {};
+    try {
+        return {facts.value("status", 0), facts.value("signal", 0), facts.value("timed_out", false),
+                facts.value("stopped", false), facts.value("text", "")};
+    } catch (const nlohmann::json::exception&) {
+        return {};
+    }
+}
+
+std::string told(const Ending& ending) {
+    if (ending.signal != 0) return "ended by signal " + std::to_string(ending.signal);
+    return "status " + std::to_string(ending.status);
+}
+
+void add(Verdict& verdict, const Rule& rule, Grade grade, const Note& note, std::string expected, std::string got,
+         std::string because = {}) {
+    Finding finding;
+    finding.rule = &rule;
+    finding.grade = grade;
+    finding.expected = std::move(expected);
+    finding.got = std::move(got);
+    finding.because = std::move(because);
+    finding.where.moment.ns = note.t_ns;
+    verdict.findings.push_back(std::move(finding));
+}
+
+}  // namespace
+
+std::span<const Rule> run_rules() {
+    return rules;
+}
+
+void audit_run(const Journal& journal, Verdict& verdict) {
+    for (const Note& note : journal.notes) {
+        const Ending ending = read_ending(note);
+        const bool badly = ending.status != 0 || ending.signal != 0;
+        if (note.event == "venue_end" && (badly || !ending.stopped)) {
+            add(verdict, venue_lives, Grade::bench, note, "status 0, when it is told to stop",
+                told(ending) + (ending.stopped ? "" : ", by itself"));
+        }
+        if (note.event == "command_end" && ending.timed_out) {
+            add(verdict, command_succeeds, Grade::finding, note, "an end by itself",
+                "still running when its time was up");
+        } else if (note.event == "command_end" && badly) {
+            add(verdict, command_succeeds, Grade::finding, note, "status 0", told(ending));
+        }
+        if (note.event == "script_left") {
+            add(verdict, script_played, Grade::inconclusive, note, ending.text,
+                "nothing of the kind while the command ran",
+                "the script was not played to its end, so it has not tried the client as it was meant to");
+        }
+    }
+}
+
+}  // namespace kavo::companion

@@ -1,0 +1,88 @@
+#include "kavo/verbs/judge.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "kavo/audit/audit.h"
+#include "kavo/report/report.h"
+
+namespace kavo::companion {
+
+namespace {
+
+// A bar on the terminal, for an audit that takes longer than a second. It is gone when the audit has ended.
+class Progress {
+public:
+    ~Progress() {
+        if (shown_) std::fputs("\r\033[K", stderr);
+    }
+
+    void operator()(double share) {
+        using namespace std::chrono_literals;
+        const auto now = std::chrono::steady_clock::now();
+        if (!terminal_ || now - begun_ < 1s || now - latest_ < 100ms) return;
+        latest_ = now;
+        shown_ = true;
+        constexpr int width = 40;
+        std::string bar(static_cast<std::size_t>(share * width), '#');
+        bar.resize(width, '.');
+        std::fprintf(stderr, "\rauditing [%s] %3.0f %%", bar.c_str(), share * 100);
+    }
+
+private:
+    bool terminal_ = isatty(STDERR_FILENO) != 0;
+    bool shown_ = false;
+    std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point latest_{};
+};
+
+std::vector<std::string> command_of(const Journal& journal) {
+    for (const Note& note : journal.notes) {
+        if (note.event != "command") continue;
+        const auto facts = nlohmann::json::parse(note.json, nullptr, false);
+        if (!facts.is_object() || !facts.contains("words")) continue;
+        std::vector<std::string> words;
+        for (const auto& word : facts["words"]) {
+            if (word.is_string()) words.push_back(word.get<std::string>());
+        }
+        return words;
+    }
+    return {};
+}
+
+// The latest moment that anything tells of.
+std::uint64_t end_of(const Journal& journal) {
+    std::uint64_t end = journal.facts.started_ns;
+    if (!journal.notes.empty()) end = std::max(end, journal.notes.back().t_ns);
+    if (!journal.venue.empty()) end = std::max(end, journal.venue.back().t_ns);
+    return end;
+}
+
+constexpr std::size_t groups_on_a_screen = 3;
+
+}  // namespace
+
+Status judge(const RunFolder& folder, const Telling& telling) {
+    const Journal journal = read_journal(folder.path);
+    const Verdict verdict = [&] {
+        Progress progress;
+        return audit(journal, [&progress](double share) { progress(share); });
+    }();
+    const Report report{folder,      journal.facts,  verdict, journal.defects, command_of(journal),
+                        all_rules(), end_of(journal)};
+    if (telling.write) write_reports(report);
+    if (telling.json) {
+        std::cout << json_report(report);
+    } else {
+        const std::string text = text_report(report, telling.all ? static_cast<std::size_t>(-1) : groups_on_a_screen);
+        std::cout << (telling.quiet ? text.substr(0, text.find('\n') + 1) : text);
+    }
+    std::cout.flush();
+    return verdict.status();
+}
+
+}  // namespace kavo::companion
