@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kavo/audit/audit.h"
+#include "kavo/audit/belief_rules.h"
 #include "kavo/audit/bench_rules.h"
 #include "kavo/audit/recovery_rules.h"
 
@@ -11,7 +12,7 @@ namespace kavo::companion {
 std::vector<const Rule*> all_rules() {
     std::vector<const Rule*> rules;
     for (const std::span<const Rule> table :
-         {bench_rules(), run_rules(), session_rules(), order_rules(), recovery_rules()}) {
+         {bench_rules(), run_rules(), session_rules(), order_rules(), recovery_rules(), belief_rules()}) {
         for (const Rule& rule : table) rules.push_back(&rule);
     }
     std::sort(rules.begin(), rules.end(), [](const Rule* a, const Rule* b) { return a->name < b->name; });
