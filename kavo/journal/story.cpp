@@ -45,7 +45,9 @@ public:
         if (nothing_special) take_what_is_nobodys();
         if (wishes_.order) keep_order();
         if (wishes_.all || wishes_.feed || wishes_.order) take_feed();
-        std::ranges::stable_sort(entries_, {}, [](const StoryEntry& entry) { return entry.at.ns; });
+        std::ranges::stable_sort(entries_, {}, [](const StoryEntry& entry) {
+            return std::pair{entry.at.ns, entry.at.packet};
+        });
         for (const StoryEntry& entry : entries_) tell(entry);
     }
 
@@ -104,7 +106,7 @@ private:
         for (const Datagram& datagram : journal_.feed) {
             ByteView rest = datagram.bytes;
             while (const auto packet = client::read_feed_packet(rest)) {
-                if (is_wished(*packet)) add(story_of(*packet, datagram.at));
+                if (is_wished(*packet)) add(feed_entry(*packet, datagram.at));
             }
         }
     }
@@ -116,7 +118,7 @@ private:
         return wishes_.all || order_ids_.contains(order_of(packet.message));
     }
 
-    static StoryEntry story_of(const client::FeedPacket& packet, Moment at) {
+    static StoryEntry feed_entry(const client::FeedPacket& packet, Moment at) {
         const std::string number = std::to_string(packet.header.sequence);
         const bool start = packet.header.type == mach::PacketType::start;
         return {.kind = Kind::feed,

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "client/packets.h"
 #include "kavo/audit/audit.h"
 #include "kavo/recorded_run.h"
@@ -168,6 +170,8 @@ TEST(Bench, IsConvictedOfAFillThatIsLeftOutOfTheTruth) {
 TEST(Bench, IsConvictedOfATruthLineThatNobodyWasToldOf) {
     RecordedRun run;
     trade(run);
+    run.clients.back().session.send(client::buy("much later").shares(100).at("180.00"));
+    run.step();
     run.finish();
     const std::size_t at = run.orders.find("{\"t\":", run.orders.find("\"cl\":\"b1\""));
     run.orders.insert(at,
@@ -217,7 +221,7 @@ TEST(Bench, IsConvictedOfANumberThatIsUsedTwice) {
     Event again = datagram(run, 10);
     again.bytes[again.bytes.size() - 1] ^= 1;
     run.events.push_back(again);
-    EXPECT_EQ(found(run), "bench.feed-number bench.fault-line");
+    EXPECT_EQ(found(run), "bench.feed-number bench.fault-line bench.counter");
 }
 
 TEST(Bench, IsConvictedOfADatagramThatItSaysItHasDropped) {
@@ -324,12 +328,54 @@ TEST(Bench, IsConvictedOfAReplayThatSaysSomethingElse) {
 
 TEST(Bench, IsConvictedOfAnExecutionThatTheFeedTellsOtherwise) {
     RecordedRun run;
-    trade(run);
+    RecordedRun::Client& alice = run.user("alice");
+    run.step();
+    alice.session.send(client::buy("b1").shares(100).at("190.50"));
+    run.step();
     run.finish();
     std::size_t at = 0;
     Bytes& said = said_message(run, "E1", at);
     put(MutableBytes(said).subspan(at), meo::layout::execution::price, WirePrice{190'010'000});
     EXPECT_EQ(found(run), "bench.trade");
+}
+
+// A fault of the relay would explain it; so would a recording that is cut short.
+TEST(Bench, IsConvictedOfARelayThatChangesWhatItPasses) {
+    RecordedRun run;
+    trade(run);
+    run.write();
+    {
+        Recording recording(run.folder.wire());
+        const Recording::Ends front{40'001, run.facts.orders_port};
+        const Recording::Ends behind{40'001, run.facts.orders_behind_port};
+        recording.opened(1, front);
+        recording.opened(2, behind);
+        recording.said(3, behind, false, Bytes{1, 0, '0'});
+        recording.said(4, front, false, Bytes{1, 0, '1'});
+        recording.flush();
+    }
+    Verdict verdict;
+    audit_bench(read_journal(run.folder.path), verdict, {});
+    const auto is_of_relay = [](const Finding& finding) { return finding.rule->name == "bench.relay"; };
+    EXPECT_EQ(std::ranges::count_if(verdict.findings, is_of_relay), 1);
+    std::ofstream(run.folder.log(), std::ios::app) << R"({"t":1,"ev":"relay","user":"alice","what":"swallow 1"})"
+                                                      "\n";
+    verdict = {};
+    audit_bench(read_journal(run.folder.path), verdict, {});
+    EXPECT_EQ(std::ranges::count_if(verdict.findings, is_of_relay), 0);
+}
+
+// Numbers in one datagram follow each other: nothing on the way can change that.
+TEST(Bench, IsConvictedOfAMessageThatNeverLeftWithItsDatagram) {
+    RecordedRun run(busy);
+    run.steps(50);
+    run.finish();
+    Event& damaged = datagram(run, 10);
+    const std::size_t first = get(damaged.bytes, mach::layout::length);
+    const std::size_t second = get(MutableBytes(damaged.bytes).subspan(first), mach::layout::length);
+    damaged.bytes.erase(damaged.bytes.begin() + static_cast<std::ptrdiff_t>(first),
+                        damaged.bytes.begin() + static_cast<std::ptrdiff_t>(first + second));
+    EXPECT_EQ(found(run), "bench.feed-number");
 }
 
 TEST(Bench, IsConvictedOfAReportThatCountsOtherwise) {
