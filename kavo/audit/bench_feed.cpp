@@ -1,6 +1,8 @@
 #include "kavo/audit/bench_feed.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 #include "client/feed_messages.h"
 #include "kavo/audit/bench_recovery.h"
@@ -39,7 +41,7 @@ public:
         for (const Datagram& datagram : journal_.feed) read(datagram);
         sort();
         feed_.messages = without_repetitions(feed_.messages);
-        look_for_late_drops();
+        look_for_unsaid_faults();
         find_gaps();
         return std::move(feed_);
     }
@@ -66,13 +68,15 @@ private:
             if (starts_++ != 0) damaged(datagram, "a second start of the feed");
             return;
         }
-        if (sequence == 0) return damaged(datagram, "a message under number 0");
+        if (sequence == 0 || sequence > largest_number) {
+            return damaged(datagram, "a message under number " + std::to_string(sequence));
+        }
         if (packet.message.empty() || packet.message.size() != size_of_type(packet.message[0])) {
             return damaged(datagram, "a message of " + std::to_string(packet.message.size()) + " bytes that is none");
         }
         if (first) {
             ++feed_.datagrams;
-            if (sequence <= latest_) ++again_[sequence];
+            if (sequence <= latest_ && was_received(sequence)) ++again_[sequence];
         } else if (sequence != before_ + 1) {
             // Nothing that happens on the way can take a message out of the middle of a datagram.
             findings_.contradiction(bench_rule::feed_number,
@@ -88,13 +92,23 @@ private:
                                      .got = "message " + std::to_string(sequence),
                                      .where = {.moment = datagram.at, .feed_number = sequence}});
         }
+        if (sequence > latest_ + 1) holes_[latest_ + 1] = sequence - 1;
         in_order_ = in_order_ && sequence > latest_;
         latest_ = std::max(latest_, sequence);
         feed_.last_used = std::max(feed_.last_used, sequence);
         feed_.messages.push_back({sequence, packet.message, datagram.at, false});
     }
 
+    // Of a number that is not the largest. What comes late was not received before; a machine may bring datagrams late
+    // by itself, but never twice.
+    bool was_received(std::uint64_t sequence) {
+        const auto behind = holes_.upper_bound(sequence);
+        if (behind == holes_.begin() || std::prev(behind)->second < sequence) return true;
+        return !late_.insert(sequence).second;
+    }
+
     void read_heartbeat(std::uint64_t sequence, const Datagram& datagram) {
+        if (sequence > largest_number) return damaged(datagram, "a heartbeat with " + std::to_string(sequence));
         if (sequence < latest_) {
             findings_.contradiction(
                 bench_rule::feed_heartbeat,
@@ -138,17 +152,13 @@ private:
         return once;
     }
 
-    // What is said to be dropped does not come, and what is not said to come twice comes once. A datagram that was held
-    // comes late.
-    void look_for_late_drops() {
+    // What is said to be dropped does not come, and what is not said to come twice comes once.
+    void look_for_unsaid_faults() {
         if (!log_.venue_log_incomplete.empty()) return;
         for (const auto& [first, times] : again_) {
             const auto planned = log_.doubled.find(first);
-            const std::uint64_t allowed =
-                (planned == log_.doubled.end() ? 0 : planned->second) + (log_.held.contains(first) ? 1 : 0);
-            if (times <= allowed) continue;
-            unplanned(first, "comes " + std::to_string(times) + " time(s) behind a later one or again",
-                      "a datagram at most once and in its turn, unless a fault is said");
+            if (planned != log_.doubled.end() && times <= planned->second) continue;
+            unplanned(first, "came " + std::to_string(times + 1) + " times", "once, unless a fault is said");
         }
         for (const auto& [first, messages] : log_.dropped) {
             const auto found = std::ranges::lower_bound(feed_.messages, first, {}, &FeedMessage::sequence);
@@ -209,7 +219,9 @@ private:
     std::uint64_t heartbeat_ = 0;  // and of a heartbeat
     std::uint64_t starts_ = 0;
     bool in_order_ = true;
-    std::map<std::uint64_t, std::uint64_t> again_;  // datagrams behind a later one, by their first message
+    std::map<std::uint64_t, std::uint64_t> holes_;  // first and last of what had not come when something later did
+    std::set<std::uint64_t> late_;                  // datagrams that came into a hole, by their first message
+    std::map<std::uint64_t, std::uint64_t> again_;  // and datagrams that had come before
 };
 
 }  // namespace

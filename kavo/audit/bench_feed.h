@@ -11,6 +11,9 @@
 
 namespace kavo::companion {
 
+// No venue gets that far, and all that is counted from a number stays within 64 bits.
+inline constexpr std::uint64_t largest_number = std::uint64_t{1} << 62;
+
 struct FeedMessage {
     std::uint64_t sequence = 0;
     ByteView bytes;

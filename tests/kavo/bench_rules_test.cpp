@@ -214,6 +214,33 @@ TEST(Bench, IsNotConvictedOfADatagramThatTheMachineHasLost) {
     EXPECT_EQ(found(run), "bench.feed-number?");
 }
 
+// A machine with much to do may let a datagram overtake another.
+TEST(Bench, IsNotConvictedOfADatagramThatComesLate) {
+    RecordedRun run(busy);
+    run.steps(50);
+    run.finish();
+    std::swap(datagram(run, 10).bytes, datagram(run, 11).bytes);
+    EXPECT_EQ(found(run), "");
+}
+
+TEST(Bench, IsConvictedOfADatagramThatComesTwiceUnsaid) {
+    RecordedRun run(busy);
+    run.steps(50);
+    run.finish();
+    const Event again = datagram(run, 10);
+    run.events.push_back(again);
+    EXPECT_EQ(found(run), "bench.fault-line bench.counter");
+}
+
+// The largest number that there is leads nowhere, and takes no time.
+TEST(Bench, IsConvictedOfANumberBeyondAllMeasure) {
+    RecordedRun run(busy);
+    run.steps(50);
+    run.finish();
+    put(datagram(run, 10).bytes, mach::layout::sequence, UINT64_MAX);
+    EXPECT_NE(found(run).find("bench.feed-message"), std::string::npos);
+}
+
 TEST(Bench, IsConvictedOfANumberThatIsUsedTwice) {
     RecordedRun run(busy);
     run.steps(50);
