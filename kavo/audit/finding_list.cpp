@@ -4,20 +4,6 @@
 
 namespace kavo::companion {
 
-std::string quoted(std::string_view text) {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    std::string out = "'";
-    for (const char letter : text.substr(0, 64)) {
-        const auto code = static_cast<unsigned char>(letter);
-        if (code >= 0x20 && code < 0x7f && letter != '\'' && letter != '\\') {
-            out += letter;
-        } else {
-            out.append("\\x").append(1, digits[code >> 4]).append(1, digits[code & 15]);
-        }
-    }
-    return out + (text.size() > 64 ? "...'" : "'");
-}
-
 void FindingList::content(Finding finding) {
     if (!journal_.defects.empty()) {
         return doubtful(std::move(finding), "the recording is not whole: " + journal_.defects.front());
@@ -27,7 +13,7 @@ void FindingList::content(Finding finding) {
 }
 
 void FindingList::timed(Finding finding, std::uint64_t from_ns, std::uint64_t to_ns) {
-    if (circumstances_.was_late(from_ns, to_ns)) {
+    if (around_.was_late(from_ns, to_ns)) {
         return doubtful(std::move(finding), "the machine was late meanwhile");
     }
     content(std::move(finding));

@@ -7,16 +7,14 @@
 
 #include "kavo/audit/feed_circumstances.h"
 #include "kavo/audit/finding.h"
+#include "kavo/audit/wording.h"
 
 namespace kavo::companion {
 
-// An id or a name as it may stand in a sentence: in quotes, with whatever does not print as "\x1b".
-std::string quoted(std::string_view text);
-
 class FindingList {
 public:
-    FindingList(const Journal& journal, const FeedCircumstances& circumstances, Verdict& verdict)
-        : journal_(journal), circumstances_(circumstances), verdict_(verdict) {}
+    FindingList(const Journal& journal, const FeedCircumstances& around, Verdict& verdict)
+        : journal_(journal), around_(around), verdict_(verdict) {}
 
     // A finding of content, which needs no clock. What is missing of the recording makes it inconclusive.
     void content(Finding finding);
@@ -37,7 +35,7 @@ private:
     static constexpr unsigned most_of_a_kind = 10;
 
     const Journal& journal_;
-    const FeedCircumstances& circumstances_;
+    const FeedCircumstances& around_;
     Verdict& verdict_;
     struct Kind {
         unsigned told = 0;

@@ -216,13 +216,13 @@ std::uint64_t FeedPicture::came_ns(std::uint64_t number) const {
     return it == arrivals.end() ? 0 : it->ns;
 }
 
-FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& circumstances) {
+FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& around) {
     FeedPicture picture;
     Following following(picture);
     for (const Datagram& datagram : journal.feed) following.take(datagram);
     SaidFaults faults;
     for (const VenueLine& line : journal.venue) read_fault(line.text, faults);
-    const Loss otherwise = circumstances.kernel_drops_of_kavo != 0 ? Loss::kernel : Loss::unexplained;
+    const Loss otherwise = around.kernel_drops_of_kavo != 0 ? Loss::kernel : Loss::unexplained;
     picture.gaps = explained(following.end(), faults, otherwise);
     return picture;
 }

@@ -50,7 +50,7 @@ struct FeedPicture {
     std::uint64_t came_ns(std::uint64_t number) const;
 };
 
-FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& circumstances);
+FeedPicture picture_of_feed(const Journal& journal, const FeedCircumstances& around);
 
 std::string_view name_of(Loss loss);
 

@@ -46,11 +46,13 @@ std::vector<Listener> listeners_of(const std::vector<RecoveryAttempt>& attempts,
     }
     const std::size_t askers = listeners.size();
     for (const BookBelief& book : beliefs.books) {
-        if (book.stale || !book.sequence || *book.sequence > feed.highest) continue;
+        const std::uint64_t sequence = book.sequence.value_or(0);
+        if (sequence > feed.highest) continue;
         Listener* listener = listener_behind(book.said, listeners, askers);
         if (listener == nullptr) continue;
-        const std::uint64_t ns = book.said.t_ns != 0 ? book.said.t_ns : feed.came_ns(*book.sequence);
-        listener->sightings.push_back({*book.sequence, ns, book.said.line, book.said.life});
+        const std::uint64_t told_ns = book.said.t_ns;
+        const std::uint64_t ns = told_ns != 0 ? told_ns : feed.came_ns(sequence);
+        listener->sightings.push_back({sequence, book.stale, told_ns, ns, book.said.line, book.said.life});
     }
     return listeners;
 }

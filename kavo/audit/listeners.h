@@ -21,10 +21,12 @@ struct ListenersLife {
     NumberRanges got;           // what it was given by recovery, or need not be given any more
 };
 
-// A book that a listener said it knew, behind this number.
+// A word of a listener about a book.
 struct Sighting {
-    std::uint64_t sequence = 0;
-    std::uint64_t ns = 0;  // not before
+    std::uint64_t sequence = 0;  // the last number it took itself to know; 0 when it did not say
+    bool stale = false;          // and took itself not to know what is behind it
+    std::uint64_t told_ns = 0;   // 0 when the line has no time
+    std::uint64_t ns = 0;        // not before
     std::size_t line = 0;
     unsigned life = 0;
 };

@@ -20,6 +20,7 @@ public:
         for (const Listener& listener : scene_.listeners) {
             if (listener.lives.empty()) judge_mere_listener(listener);
             for (std::size_t i = 0; i < listener.lives.size(); ++i) judge_life(listener, i);
+            if (!listener.lives.empty()) judge_first(listener);
         }
     }
 
@@ -109,7 +110,34 @@ private:
         finding.expected =
             "a further request for " + text_of(missing) + ", or a refresh, within 5 s of " + scene_.list.time(cut_ns);
         finding.got = asked_since(life, gap) + "; was not given " + text_of(missing) + ", and asked for it no more";
+        if (const std::string still = still_waiting(listener, due); !still.empty()) {
+            finding.got += still;
+            return scene_.tell(std::move(finding), gap.shown.ns, due);
+        }
         tell_if_alive(std::move(finding), listener, life, gap, due);
+    }
+
+    // One that has asked knows what it lacks, so a book that it calls stale shows that it lacks it still.
+    static std::string still_waiting(const Listener& listener, std::uint64_t ns) {
+        for (const Sighting& sighting : listener.sightings) {
+            if (!sighting.stale || sighting.told_ns < ns) continue;
+            return "; line " + std::to_string(sighting.line) + " of its log still has a stale book";
+        }
+        return "";
+    }
+
+    // A first request that came to nothing, and was not made again.
+    void judge_first(const Listener& listener) {
+        const RecoveryAttempt& first = *listener.lives.back().attempts.front();
+        const bool cut = first.is_beginning() && !first.complete && first.ended_by != EndedBy::client;
+        const std::uint64_t due = first.ended.ns + limit_again_ns;
+        if (!cut || listener.lives.back().attempts.size() != 1 || scene_.run_ends_before(due)) return;
+        const std::string still = still_waiting(listener, due);
+        if (still.empty()) return;
+        Finding finding = scene_.about(again_when_cut, listener, first);
+        finding.expected = "a further request within 5 s of " + scene_.list.time(first.ended.ns);
+        finding.got += ", which was cut short; and no request since" + still;
+        scene_.tell(std::move(finding), first.asked.ns, due);
     }
 
     std::string expected_for(const Gap& gap) const {
@@ -145,7 +173,8 @@ private:
             if (attempt->asked.ns >= ns) return scene_.how_asked(*attempt);
         }
         for (const Sighting& sighting : listener.sightings) {
-            if (sighting.sequence <= gap.numbers.last || sighting.ns < ns || sighting.ns >= life.ends_ns) continue;
+            const bool follows = sighting.sequence > gap.numbers.last || sighting.told_ns != 0;
+            if (sighting.stale || !follows || sighting.ns < ns || sighting.ns >= life.ends_ns) continue;
             return "line " + std::to_string(sighting.line) + " of its log has a book at " +
                    std::to_string(sighting.sequence);
         }
@@ -160,6 +189,7 @@ private:
     void judge_mere_listener(const Listener& listener) {
         const Sighting* before = nullptr;
         for (const Sighting& sighting : listener.sightings) {
+            if (sighting.stale || sighting.sequence == 0) continue;
             if (before != nullptr && before->life == sighting.life) judge_between(listener, *before, sighting);
             before = &sighting;
         }

@@ -11,6 +11,7 @@ using Asks = RecoveryAttempt::Asks;
 
 constexpr std::uint64_t joining_ns = 1'000 * ns_per_ms;  // until a beginner surely hears everything
 constexpr std::uint64_t answer_ns = 250 * ns_per_ms;     // a request that is an answer to a gap follows it so closely
+constexpr std::uint64_t patience_ns = 8 * ns_per_ms;     // of "some ten milliseconds": whoever asks sooner had none
 constexpr std::uint64_t neighbours = 16;                 // numbers around a gap that nobody minds
 
 class RequestJudge {
@@ -65,13 +66,22 @@ private:
                 if (!given.confirmed.covers(common)) return;
                 given_before = &*gap;
             } else {
-                if (gap->came.ns + reading_ns >= attempt.asked.ns || gap->shown.ns < since) return;
+                if (gap->shown.ns < since || !needlessly(attempt, *gap)) return;
                 came_late = &*gap;
             }
         }
         if (came_late != nullptr) return tell_for_late(listener, attempt, *came_late);
         if (given_before != nullptr) return tell_again(listener, life, attempt, *given_before);
         tell_needless(listener, attempt, range, since);
+    }
+
+    // With what came late before it: had it waited, as all do behind a message, it would have read it; and long after,
+    // it has read it.
+    static bool needlessly(const RecoveryAttempt& attempt, const Gap& gap) {
+        if (gap.came.ns + reading_ns < attempt.asked.ns) return true;
+        if (gap.by_heartbeat || gap.came.ns >= attempt.asked.ns) return false;
+        const std::uint64_t decided = attempt.opened.ns > gap.shown.ns ? attempt.opened.ns : attempt.asked.ns;
+        return decided >= gap.shown.ns && decided < gap.shown.ns + patience_ns;
     }
 
     std::vector<Gap>::const_iterator first_gap_at(std::uint64_t number) const {
@@ -132,13 +142,14 @@ private:
             if (const Gap* gap = gap_answered(listener.lives[i - 1], attempt)) answers.emplace_back(&attempt, gap);
         }
         const bool watched = scene_.around.sockets_are_watched;
+        const bool another_way = listener.lives.size() > 1 && listener.lives.front().attempts.front()->asks_for_state();
         if (!watched && !answers_only(listener, answers.size())) return;
         for (const auto& [attempt, gap] : answers) {
             Finding finding = scene_.about(recovery_exact, listener, *attempt);
             finding.expected = "a request for " + text_of(gap->numbers) + ", for everything before had come";
             finding.got = "asks for everything again: " + finding.got;
             finding.where.feed_number = gap->numbers.first;
-            if (!watched && answers.size() == 1) {
+            if (!watched && !another_way && answers.size() == 1) {
                 scene_.list.doubtful(std::move(finding), "it may be a new process that asks for the first time");
             } else {
                 scene_.tell_if_received(std::move(finding), gap->shown.ns, attempt->asked.ns);
@@ -162,7 +173,8 @@ private:
         return nullptr;
     }
 
-    // Where nobody watches the sockets: it never asks in any other way, and never but for a gap.
+    // Where nobody watches the sockets: all that it asks for behind its first beginning is everything, and each time a
+    // gap is there to answer to.
     static bool answers_only(const Listener& listener, std::size_t answers) {
         const bool only_beginnings = std::all_of(listener.lives.begin(), listener.lives.end(),
                                                  [](const ListenersLife& it) { return it.attempts.size() == 1; });
