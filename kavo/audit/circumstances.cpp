@@ -25,6 +25,11 @@ bool is_end(const Note& note) {
     return note.event == "command_end" || note.event == "venue_end";
 }
 
+// A relay that has enough of a client's bytes waiting stops reading, and then they count as late.
+bool keeps_back(std::string_view what) {
+    return what == "held" || what == "delayed" || what == "slowed" || what == "split";
+}
+
 }  // namespace
 
 Circumstances::Circumstances(const Journal& journal)
@@ -34,25 +39,35 @@ Circumstances::Circumstances(const Journal& journal)
 
 void Circumstances::take(const Note& note) {
     if (is_end(note)) end_ns_ = std::min(end_ns_, note.t_ns);
-    if (note.event != "late" && note.event != "relay" && note.event != "relay_did") return;
+    if (note.event != "late" && note.event != "relay_did") return;
     const auto json = nlohmann::json::parse(note.json, nullptr, false);
     if (!json.is_object()) return;
     const auto text = [&](const char* member) {
         const auto found = json.find(member);
         return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
     };
-    if (note.event != "late") return relay_.push_back({note.t_ns, text("user"), text("what")});
+    if (note.event != "late") {
+        if (text("direction") == "up" && keeps_back(text("what"))) {
+            relay_.push_back({note.t_ns, text("user"), text("what")});
+        }
+        return;
+    }
     const auto ms = json.find("ms");
     const bool known = ms != json.end() && ms->is_number_integer() && ms->get<std::int64_t>() > 0;
     if (known) late_.push_back({note.t_ns, ms->get<std::uint64_t>() * ns_per_ms});
 }
 
-std::string Circumstances::machine(std::uint64_t from_ns, std::uint64_t to_ns) const {
-    const auto found = std::find_if(late_.begin(), late_.end(), [&](const Late& late) {
-        return late.t_ns + crossing_ns >= from_ns && late.t_ns <= to_ns + crossing_ns + late.by_ns;
-    });
-    if (found == late_.end()) return {};
-    return "the machine was late by " + ms_text(found->by_ns) + " at " + at(found->t_ns);
+std::string Circumstances::machine(std::uint64_t from_ns, std::uint64_t to_ns, std::uint64_t at_least_ns) const {
+    const Late* worst = nullptr;
+    std::uint64_t all_ns = 0;
+    for (const Late& late : late_) {
+        if (late.t_ns + crossing_ns < from_ns || late.t_ns > to_ns + crossing_ns + late.by_ns) continue;
+        all_ns += late.by_ns;
+        if (worst == nullptr || late.by_ns > worst->by_ns) worst = &late;
+    }
+    if (worst == nullptr || all_ns < at_least_ns) return {};
+    const std::string in_all = all_ns == worst->by_ns ? "" : " in all, most of it";
+    return "the machine was late by " + ms_text(all_ns) + in_all + " at " + at(worst->t_ns);
 }
 
 std::string Circumstances::relay(std::string_view user, std::uint64_t to_ns) const {
@@ -60,7 +75,7 @@ std::string Circumstances::relay(std::string_view user, std::uint64_t to_ns) con
         return fault.user == user && fault.t_ns <= to_ns + crossing_ns;
     });
     if (found == relay_.rend()) return {};
-    return "the relay was told to misbehave: " + in_quotes(found->what) + " at " + at(found->t_ns);
+    return "the relay kept back what the client said: " + in_quotes(found->what) + " at " + at(found->t_ns);
 }
 
 std::string Circumstances::at(std::uint64_t ns) const {

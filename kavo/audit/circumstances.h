@@ -19,10 +19,10 @@ class Circumstances {
 public:
     explicit Circumstances(const Journal& journal);
 
-    // Why nothing certain can be said about the time between these moments: "the machine was late by 400 ms at +1.250
-    // s". Empty when the machine kept time, some 250 ms around them included.
-    std::string machine(std::uint64_t from_ns, std::uint64_t to_ns) const;
-    // The same for what the relay was told to do to this user, or did, until then.
+    // Why nothing certain can be said about the time between these moments, some 250 ms around them included: "the
+    // machine was late by 400 ms at +1.250 s". Empty when all that it was late there is less than `at_least_ns`.
+    std::string machine(std::uint64_t from_ns, std::uint64_t to_ns, std::uint64_t at_least_ns = crossing_ns) const;
+    // The same for a relay that was told not to pass on at once what this user says, until then.
     std::string relay(std::string_view user, std::uint64_t to_ns) const;
 
     // From here on nobody had time for anything: the command under test or the venue had ended.

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <optional>
+#include <utility>
 
 #include "client/packets.h"
+#include "kavo/audit/finding_list.h"
 #include "session/esesm.h"
 
 namespace kavo::companion {
@@ -56,6 +59,7 @@ private:
         event.packet = packet;
         event.user = user_;
         event.logged_in = logged_in_;
+        event.in_session = !over_ && (logged_in_ || !asked_.empty());
         return event;
     }
 
@@ -67,11 +71,16 @@ private:
         switch (static_cast<esesm::PacketType>(get(packet.bytes, esesm::layout::packet::type))) {
             case esesm::PacketType::login_request: return take_login(packet);
             case esesm::PacketType::unsequenced_data: add(Kind::request, packet.at, &packet); return;
-            case esesm::PacketType::logout_request: add(Kind::logout, packet.at, &packet); return;
+            case esesm::PacketType::logout_request: return take_logout(packet);
             case esesm::PacketType::client_heartbeat:
             case esesm::PacketType::client_test: add(Kind::sign_of_life, packet.at, &packet); return;
             default: add(Kind::unknown, packet.at, &packet);
         }
+    }
+
+    void take_logout(const WirePacket& packet) {
+        add(Kind::logout, packet.at, &packet);
+        over_ = true;
     }
 
     void take_login(const WirePacket& packet) {
@@ -97,7 +106,9 @@ private:
         ClientEvent& event = add(message ? Kind::message : goodbye ? Kind::goodbye : Kind::heard, packet.at, &packet);
         event.number = message ? message->sequence : 0;
         event.read_ns = read_ns_;
-        if (goodbye) event.logged_in = logged_in_ = false;
+        if (!goodbye) return;
+        event.logged_in = logged_in_ = false;
+        over_ = true;
     }
 
     // Logins are answered in their order.
@@ -123,6 +134,7 @@ private:
     std::vector<ClientEvent>& events_;
     std::string_view user_;
     bool logged_in_ = false;
+    bool over_ = false;             // somebody has said the last word
     std::deque<AskedLogin> asked_;  // and not answered
     std::uint64_t read_ns_ = 0;
 };
@@ -155,6 +167,20 @@ std::vector<EventList> by_connection(const std::vector<ClientEvent>& events) {
 
 std::vector<EventList> by_user(const std::vector<ClientEvent>& events) {
     return apart<std::string_view>(events, [](const ClientEvent& event) { return event.user; });
+}
+
+void hand_over(const Journal& journal, Verdict found, Verdict& verdict) {
+    const FeedCircumstances around = feed_circumstances(journal);
+    FindingList list(journal, around, verdict);
+    for (Finding& finding : found.findings) {
+        switch (finding.grade) {
+            case Grade::remark: list.remark(std::move(finding)); break;
+            case Grade::inconclusive: list.doubtful(finding, finding.because); break;
+            default: list.content(std::move(finding));
+        }
+    }
+    list.finish();
+    verdict.slack.insert(verdict.slack.end(), found.slack.begin(), found.slack.end());
 }
 
 Finding finding_at(const Rule& rule, const ClientEvent& event) {

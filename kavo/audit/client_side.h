@@ -33,10 +33,13 @@ struct ClientEvent {
     const WirePacket* packet = nullptr;  // none for opened and closed
     std::string_view user;               // who is logged in, else whoever asks or is going to ask; may be empty
     bool logged_in = false;              // after this event
-    std::uint64_t number = 0;            // message: its own; login: what is asked for; answer: the end of the stream
-    std::uint64_t asked = 0;             // answer: what the login had asked for
-    char status = 0;                     // answer
-    std::uint64_t read_ns = 0;           // when the client has read what it was given, however slow it is
+    // Sent by the client while the venue would look at it, for all that the client can know: behind a login, not
+    // refused, and neither behind a goodbye nor behind its own logout.
+    bool in_session = false;
+    std::uint64_t number = 0;   // message: its own; login: what is asked for; answer: the end of the stream
+    std::uint64_t asked = 0;    // answer: what the login had asked for
+    char status = 0;            // answer
+    std::uint64_t read_ns = 0;  // when the client has read what it was given, however slow it is
 
     bool by_client() const { return packet != nullptr && packet->by_client; }
 };
@@ -53,6 +56,9 @@ std::vector<ClientEvent> client_events(const Journal& journal);
 using EventList = std::vector<const ClientEvent*>;
 std::vector<EventList> by_connection(const std::vector<ClientEvent>& events);
 std::vector<EventList> by_user(const std::vector<ClientEvent>& events);
+
+// Puts what was found into a verdict: a few of a kind, and inconclusive what a recording with holes cannot prove.
+void hand_over(const Journal& journal, Verdict found, Verdict& verdict);
 
 // A finding about this event, whose sentences are still to be written.
 Finding finding_at(const Rule& rule, const ClientEvent& event);

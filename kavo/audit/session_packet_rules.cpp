@@ -64,7 +64,7 @@ void audit_after_goodbye(const EventList& connection, const Circumstances& circu
         Finding found = finding_at(rule(SessionRule::nothing_after_goodbye), *event);
         found.expected = "nothing after the goodbye at " + circumstances.at(goodbye->at.ns);
         found.got = "a packet " + type_of(*event) + " " + ms_text(event->at.ns - goodbye->at.ns) + " later";
-        found.because = circumstances.machine(goodbye->at.ns, event->at.ns);
+        found.because = circumstances.machine(goodbye->at.ns, event->at.ns, ns_per_ms);
         if (!found.because.empty()) found.grade = Grade::inconclusive;
         return verdict.findings.push_back(found);
     }
@@ -121,13 +121,29 @@ void audit_well_formed(const ClientEvent& event, Verdict& verdict) {
     verdict.findings.push_back(found);
 }
 
-// Whole packets of the client are behind it; what is left may begin with a length that no packet has.
-void audit_rest(const EventList& connection, Verdict& verdict) {
-    const ByteView rest = connection.front()->conversation->rest_of_client;
+// Its own logout is a client's last word, of which it needs no telling; only a heartbeat may still be under way.
+void audit_after_logout(const EventList& connection, const Circumstances& circumstances, Verdict& verdict) {
+    const ClientEvent* logout = nullptr;
+    for (const ClientEvent* event : connection) {
+        if (event->kind == Kind::goodbye) return;
+        if (event->kind == Kind::logout && logout == nullptr) logout = event;
+        if (logout == nullptr || (event->kind != Kind::login && !needs_login(event->kind))) continue;
+        Finding found = finding_at(rule(SessionRule::nothing_after_goodbye), *event);
+        found.expected = "nothing after its own logout at " + circumstances.at(logout->at.ns);
+        found.got = "a packet " + type_of(*event);
+        return verdict.findings.push_back(found);
+    }
+}
+
+// What follows a packet of length 0 nobody reads as the client meant it.
+void audit_framing(const EventList& connection, Verdict& verdict) {
+    const Conversation& conversation = *connection.front()->conversation;
+    const ByteView rest = conversation.rest_of_client;
     namespace at = esesm::layout::packet;
-    if (rest.size() < end_of(at::length) || get(rest, at::length) != 0) return;
+    const bool left_over = rest.size() >= end_of(at::length) && get(rest, at::length) == 0;
+    if (!conversation.reframed && !left_over) return;
     Finding found = finding_at(rule(SessionRule::well_formed), *connection.back());
-    found.expected = "a packet that the venue can read";
+    found.expected = "packets that the venue can read";
     found.got = "a packet of length 0, which makes the rest unreadable";
     verdict.findings.push_back(found);
 }
@@ -137,6 +153,7 @@ void audit_rest(const EventList& connection, Verdict& verdict) {
 void audit_packets(const EventList& connection, const Circumstances& circumstances, Verdict& verdict) {
     audit_before_login(connection, verdict);
     audit_after_goodbye(connection, circumstances, verdict);
+    audit_after_logout(connection, circumstances, verdict);
     Permission permission;
     for (const ClientEvent* event : connection) {
         permission.take(*event);
@@ -144,7 +161,7 @@ void audit_packets(const EventList& connection, const Circumstances& circumstanc
         // What comes too early is one fault, and whether it could have been read is nobody's business.
         if (!needs_login(event->kind) || permission.given(*event)) audit_well_formed(*event, verdict);
     }
-    audit_rest(connection, verdict);
+    audit_framing(connection, verdict);
 }
 
 }  // namespace kavo::companion

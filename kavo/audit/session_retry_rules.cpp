@@ -1,6 +1,7 @@
 // What a client does when it is told that its user is logged in already: it has to wait for a ghost of its own, the
 // connection that has broken without the venue's noticing.
 #include <algorithm>
+#include <map>
 #include <vector>
 
 #include "kavo/audit/session_rules.h"
@@ -30,7 +31,8 @@ bool has_another(const EventList& user, const ClientEvent& refused) {
         if (event->at.ns > refused.at.ns) break;
         if (event->conversation == refused.conversation) continue;
         latest = event;
-        const bool in = event->logged_in && event->kind != Kind::closed;
+        const Moment closed = event->conversation->closed;
+        const bool in = event->logged_in && (closed.ns == 0 || event->at.ns < closed.ns);
         std::erase(standing, event->conversation);
         if (in) standing.push_back(event->conversation);
     }
@@ -58,25 +60,41 @@ void audit_tries_again(const EventList& user, const Circumstances& circumstances
     verdict.findings.push_back(found);
 }
 
-// The most refusals in any window, and the first of them.
+// Logins that brought nothing and could not: refused, since the user is logged in already, or for the same number as
+// the login before, on a connection that is logged in.
+EventList vain_logins(const EventList& user) {
+    EventList vain;
+    std::map<const Conversation*, std::uint64_t> asked;
+    for (const ClientEvent* event : user) {
+        if (is_refused(*event)) vain.push_back(event);
+        if (event->kind != Kind::login) continue;
+        const auto before = asked.find(event->conversation);
+        const bool same = before != asked.end() && before->second == event->number;
+        if (same && event->logged_in) vain.push_back(event);
+        asked[event->conversation] = event->number;
+    }
+    return vain;
+}
+
+// The most of them in any window, and the first of those.
 void audit_not_too_often(const EventList& user, Verdict& verdict) {
-    EventList refusals;
-    std::copy_if(user.begin(), user.end(), std::back_inserter(refusals),
-                 [](const ClientEvent* event) { return is_refused(*event); });
+    const EventList vain = vain_logins(user);
     std::size_t first = 0;
     std::size_t most = 0;
     std::size_t most_from = 0;
-    for (std::size_t last = 0; last < refusals.size(); ++last) {
-        while (refusals[last]->at.ns - refusals[first]->at.ns > window_ns) ++first;
+    for (std::size_t last = 0; last < vain.size(); ++last) {
+        while (vain[last]->at.ns - vain[first]->at.ns > window_ns) ++first;
         if (last - first + 1 <= most) continue;
         most = last - first + 1;
         most_from = first;
     }
-    if (most <= many_tries) return;
-    Finding found = finding_at(rule(SessionRule::not_too_often), *refusals[most_from]);
+    const bool refused = most > 0 && is_refused(*vain[most_from]);
+    if (most <= (refused ? many_tries : too_many_tries)) return;
+    Finding found = finding_at(rule(SessionRule::not_too_often), *vain[most_from]);
     found.grade = most > too_many_tries ? Grade::finding : Grade::remark;
-    found.expected = "at most 10 logins in 8,000 ms while the user is logged in already";
-    found.got = counted(most, "login") + " that were refused";
+    found.expected = refused ? "at most 10 logins in 8,000 ms while the user is logged in already"
+                             : "a login when something may have been missed";
+    found.got = counted(most, "login") + (refused ? " that were refused" : " for a number that was asked for already");
     verdict.findings.push_back(found);
 }
 

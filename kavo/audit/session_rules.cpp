@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "kavo/audit/rules.h"
 
@@ -33,7 +34,8 @@ constexpr std::array table{
          "Before it has asked to be logged in, and after it was refused, a client sends nothing but logins, "
          "heartbeats and a logout.",
          "docs/protocol_esesm.md#packets"},
-    Rule{"session.nothing-after-goodbye", "A goodbye is the last word: the client sends nothing more.",
+    Rule{"session.nothing-after-goodbye",
+         "A goodbye is the last word, and so is the client's own logout: it sends nothing more.",
          "docs/protocol_esesm.md#goodbyes"},
     Rule{"session.login-fields",
          "A login is whole and says what the venue knows: protocols, one engine of this session, a user and a "
@@ -47,7 +49,8 @@ constexpr std::array table{
          "again within eight seconds: the venue lets go of the old one after three.",
          "docs/protocol_esesm.md#statuses"},
     Rule{"session.not-too-often",
-         "A client that is told that its user is logged in already tries again at most ten times in eight seconds.",
+         "A client that is told that its user is logged in already tries again at most ten times in eight seconds, "
+         "and none asks again and again for what it has not missed.",
          "docs/protocol_esesm.md#statuses"},
 };
 static_assert(table.size() == static_cast<std::size_t>(SessionRule::not_too_often) + 1);
@@ -75,18 +78,20 @@ void count_slack(Verdict& verdict, const Rule& rule, std::uint64_t waited_ns, st
 }
 
 void audit_sessions(const Journal& journal, Verdict& verdict) {
+    Verdict found;
     const Circumstances circumstances(journal);
     const std::vector<ClientEvent> events = client_events(journal);
     for (const EventList& connection : by_connection(events)) {
-        audit_packets(connection, circumstances, verdict);
-        audit_login_in_time(connection, verdict);
-        audit_heartbeats(connection, circumstances, verdict);
-        audit_silence(connection, events, circumstances, verdict);
+        audit_packets(connection, circumstances, found);
+        audit_login_in_time(connection, found);
+        audit_heartbeats(connection, circumstances, found);
+        audit_silence(connection, events, circumstances, found);
     }
     for (const EventList& user : by_user(events)) {
-        audit_stream(user, circumstances, verdict);
-        audit_retries(user, circumstances, verdict);
+        audit_stream(user, circumstances, found);
+        audit_retries(user, circumstances, found);
     }
+    hand_over(journal, std::move(found), verdict);
 }
 
 }  // namespace kavo::companion

@@ -59,7 +59,11 @@ std::uint64_t StreamPosition::least_next(std::uint64_t now_ns) {
 void StreamPosition::closed(const Conversation& conversation, std::uint64_t at_ns) {
     least_next(at_ns);
     closed_.insert(&conversation);
-    std::erase_if(unsure_, [&](const Step& step) { return step.conversation == &conversation; });
+    const auto of_it = [&](const Step& step) { return step.conversation == &conversation; };
+    if (conversation.reset) std::erase_if(unsure_, of_it);
+    for (Step& step : unsure_) {
+        if (of_it(step)) step.sure_ns -= last_moments_ns;
+    }
 }
 
 // Everything before this number is there, or will never be; so is what was given early right behind it.

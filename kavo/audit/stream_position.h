@@ -26,7 +26,8 @@ public:
     // Behind the highest number given.
     std::uint64_t behind_all() const { return highest_ + 1 > next_ ? highest_ + 1 : next_; }
     // What a client has at least come to expect that takes messages in their order alone, and reads no faster than it
-    // must. Whatever a connection was given in the last second before it ended may never have been read.
+    // must. Of a connection that is still open, or was reset, the last second may never have been read. One that ended
+    // in good order was read to its end: whoever closes with something unread resets it.
     std::uint64_t least_next(std::uint64_t now_ns);
     // The connection is gone, and with it what was not read in time.
     void closed(const Conversation& conversation, std::uint64_t at_ns);

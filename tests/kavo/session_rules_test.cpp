@@ -101,12 +101,21 @@ TEST(NextNumber, WhatWasGivenInTheLastSecondMayNotHaveBeenRead) {
 }
 
 TEST(NextNumber, ASlowReaderIsNotHeldToABurst) {
+    for (const std::uint64_t asked : {33u, 45u, 61u}) {
+        RunMadeByHand run;
+        auto& first = run.connection();
+        first.logs_in("alice", 1).is_let_in(0).is_told(1, 60, started());  // three seconds of reading, at 50 ms each
+        first.lives_until(2600ms).resets();                                // 32 were read a second before
+        run.connection(4s).logs_in("alice", asked).is_let_in(60);
+        EXPECT_EQ(found_in(run), "nothing") << asked;
+    }
+}
+
+TEST(NextNumber, WhoeverClosesInGoodOrderHasReadAll) {
     RunMadeByHand run;
-    auto& first = run.connection();
-    first.logs_in("alice", 1).is_let_in(0).is_told(1, 60, started());  // three seconds of reading, at 50 ms each
-    first.lives_until(3500ms).is_cut();
-    run.connection(4s).logs_in("alice", 52).is_let_in(60).is_told(52, 60, started()).has_heard_all();
-    EXPECT_EQ(found_in(run), "nothing");
+    connected_for_long(run).is_told(6, filled("b1", 100)).after(100ms).is_cut();
+    run.connection(4300ms).logs_in("alice", 6).is_let_in(6).is_told(6, filled("b1", 100)).has_heard_all();
+    EXPECT_EQ(found_in(run), "finding session.next-number");
 }
 
 TEST(NextNumber, HalfAPacketIsNothing) {
@@ -445,6 +454,27 @@ TEST(AfterGoodbye, WhatCrossesWithItIsInnocent) {
     EXPECT_EQ(found_in(run), "nothing");
 }
 
+TEST(AfterGoodbye, ARequestBehindItsOwnLogoutConvicts) {
+    RunMadeByHand run;
+    auto& alice = run.connection();
+    alice.logs_in("alice", 1)
+        .is_let_in(0)
+        .is_told(1, started())
+        .lives_until(2s)
+        .logs_out()
+        .sends(buy("b1"))
+        .is_dropped();
+    EXPECT_EQ(found_in(run), "finding session.nothing-after-goodbye");
+}
+
+TEST(AfterGoodbye, AHeartbeatBehindItsOwnLogoutIsInnocent) {
+    RunMadeByHand run;
+    auto& alice = run.connection();
+    alice.logs_in("alice", 1).is_let_in(0).is_told(1, started()).lives_until(2s).logs_out().after(2ms).beats();
+    alice.is_dropped();
+    EXPECT_EQ(found_in(run), "nothing");
+}
+
 TEST(LoginFields, EachRefusalForThemConvicts) {
     for (const char status : {'I', 'A', 'C', 'X', 'S'}) {
         RunMadeByHand run;
@@ -495,6 +525,13 @@ TEST(WellFormed, ATypeThatNobodyReadsIsARemark) {
 TEST(WellFormed, ALengthOfNothingConvicts) {
     RunMadeByHand run;
     run.connection().logs_in("alice", 1).is_let_in(0).says_half(Bytes{0, 0, 'U'}).closes();
+    EXPECT_EQ(found_in(run), "finding session.well-formed");
+}
+
+TEST(WellFormed, ALengthOfNothingConvictsAlsoInTheMiddle) {
+    RunMadeByHand run;
+    run.connection().logs_in("alice", 1).is_let_in(0).beats().closes();
+    run.journal().conversations.front().reframed = true;
     EXPECT_EQ(found_in(run), "finding session.well-formed");
 }
 
@@ -560,6 +597,65 @@ TEST(Retry, ManyTriesAreARemarkAndAHailOfThemConvicts) {
     const Verdict verdict = judged(hammering);
     ASSERT_EQ(found(verdict), "finding session.not-too-often");
     EXPECT_EQ(verdict.findings[0].got, "300 logins that were refused");
+}
+
+TEST(Retry, LoginsThatCanBringNothingConvictWhenTheyHail) {
+    RunMadeByHand patient;
+    auto& asks = connected_for_long(patient);
+    for (int i = 0; i < 20; ++i) asks.logs_in("alice", 6).is_let_in(5).lives_until(5s + i * 1s);
+    EXPECT_EQ(found_in(patient), "nothing");
+
+    RunMadeByHand hammering;
+    auto& hammers = connected_for_long(hammering);
+    for (int i = 0; i < 60; ++i) hammers.after(10ms).logs_in("alice", 6).is_let_in(5);
+    const Verdict verdict = judged(hammering);
+    ASSERT_EQ(found(verdict), "finding session.not-too-often");
+    EXPECT_EQ(verdict.findings[0].got, "59 logins for a number that was asked for already");
+}
+
+TEST(Retry, ManyConnectionsOneAfterTheOtherAreRight) {
+    RunMadeByHand run;
+    for (int i = 0; i < 100; ++i) {
+        auto& again = run.connection(i * 50ms);
+        again.logs_in("alice", i == 0 ? 1 : 2).is_let_in(i == 0 ? 0 : 1);
+        if (i == 0) again.is_told(1, started());
+        again.after(20ms).logs_out().is_dropped();
+    }
+    EXPECT_EQ(found_in(run), "nothing");
+}
+
+TEST(Judging, ARecordingWithHolesProvesNothing) {
+    RunMadeByHand run;
+    comes_back_asking(run, 7).lives_until(8s).closes();
+    run.journal().defects.push_back("12 bytes are missing");
+    const Verdict verdict = judged(run);
+    ASSERT_EQ(found(verdict), "inconclusive session.next-number");
+    EXPECT_EQ(verdict.findings[0].because, "the recording is not whole: 12 bytes are missing");
+}
+
+TEST(Judging, ASlightlyLateMachineExplainsNoSecondsOfWaiting) {
+    RunMadeByHand run;
+    sees_a_hole(run).lives_until(14s).closes();
+    run.machine_is_late(9s, 120ms);
+    EXPECT_EQ(found_in(run), "finding session.hole");
+    run.machine_is_late(9500ms, 150ms);
+    const Verdict verdict = judged(run);
+    ASSERT_EQ(found(verdict), "inconclusive session.hole");
+    EXPECT_EQ(verdict.findings[0].because, "the machine was late by 270 ms in all, most of it at +9.500 s");
+}
+
+TEST(Judging, ARelayThatReadsNothingExplainsASilence) {
+    RunMadeByHand run;
+    auto& alice = run.connection();
+    alice.logs_in("alice", 1).is_let_in(0).is_told(1, started()).hears_heartbeats_until(3s).is_dropped();
+    run.ends(10s);
+    run.note(500ms, "relay_did", R"("user":"alice","what":"held","direction":"down","bytes":9)");
+    run.note(500ms, "relay_did", R"("user":"bob","what":"held","direction":"up","bytes":9)");
+    EXPECT_EQ(found_in(run), "finding session.heartbeats");
+    run.note(600ms, "relay_did", R"("user":"alice","what":"slowed","direction":"up","bytes":300000)");
+    const Verdict verdict = judged(run);
+    ASSERT_EQ(found(verdict), "inconclusive session.heartbeats");
+    EXPECT_EQ(verdict.findings[0].because, "the relay kept back what the client said: \"slowed\" at +0.600 s");
 }
 
 }  // namespace
