@@ -1,4 +1,5 @@
-// What a client said that it believed, held against what it had been told, and against the truth of exactly that moment.
+// What a client said that it believed, held against what it had been told, and against the truth of exactly that
+// moment.
 #pragma once
 
 #include <span>

@@ -46,9 +46,8 @@ BeliefScene::BeliefScene(const Journal& run, const Beliefs& all, Verdict& verdic
 // Of the only user there is, when the line names none.
 const UserStream* BeliefScene::stream_of(const Said& said) {
     const bool only_one = said.user.empty() && streams.size() == 1;
-    const auto named = std::find_if(streams.begin(), streams.end(), [&](const UserStream& it) {
-        return only_one || it.user == said.user;
-    });
+    const auto named = std::find_if(streams.begin(), streams.end(),
+                                    [&](const UserStream& it) { return only_one || it.user == said.user; });
     if (named != streams.end() && !named->began_again) return &*named;
     tell_nameless(said);
     return nullptr;
@@ -111,8 +110,10 @@ void BeliefScene::tell_defects() {
         finding.rule = &belief_log;
         finding.expected = "one JSON object a line, with an event of docs/beliefs.md";
         finding.got = words;
-        if (doubtful) list.doubtful(std::move(finding), words);
-        else list.remark(std::move(finding));
+        if (doubtful)
+            list.doubtful(std::move(finding), words);
+        else
+            list.remark(std::move(finding));
     };
     for (const std::string& words : beliefs.defects) tell(words, true);
     for (const std::string& words : beliefs.unknowns) tell(words, false);
