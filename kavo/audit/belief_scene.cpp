@@ -17,7 +17,7 @@ constexpr std::uint64_t saying_ns = 250 * ns_per_ms;  // from knowing a thing to
 bool Believer::must_know(std::uint64_t sequence, std::uint64_t given_ns, std::uint64_t read_ns) const {
     const bool limits_known = only_life || begins_ns != 0;
     if (!limits_known) return false;
-    if (life != 0 && given_ns < begins_ns) return false;  // it may remember all that from elsewhere
+    if (!first_life && given_ns < begins_ns) return false;  // it may remember all that from elsewhere
     if (sequence <= applied) return true;
     return read_ns != 0 && read_ns + saying_ns <= ends_ns;
 }
@@ -91,6 +91,7 @@ void BeliefScene::set_limits() {
     for (const auto& [key, believer] : by_life_) ++lives[key.first];
     for (auto& [key, believer] : by_life_) {
         believer.only_life = lives[key.first] == 1;
+        believer.first_life = believers.empty() || believers.back().stream != believer.stream;
         // Without times nobody knows when a life ended, but for the last, which lasts as long as the connection.
         if (believer.ends_ns == 0 && believer.only_life) {
             const std::uint64_t closed = believer.stream->closed_ns;

@@ -23,6 +23,7 @@ extern const Rule& belief_order;
 struct Believer {
     const UserStream* stream = nullptr;
     unsigned life = 0;
+    bool first_life = true;
     bool only_life = true;
     std::uint64_t begins_ns = 0;  // 0 for the first life, and where no line tells a time
     std::uint64_t ends_ns = 0;    // the last moment of its log, or of its connections when the log tells no times

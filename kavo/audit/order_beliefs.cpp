@@ -163,7 +163,8 @@ private:
         std::size_t due = steps.size();
         for (std::size_t i = 0; i < steps.size(); ++i) {
             const OrderStep& step = steps[i];
-            const bool certain = !step.between && !step.fresh && !step.refused;
+            // Once it was replaced, what is believed of the new id takes the place of what was believed of this one.
+            const bool certain = !step.between && !step.fresh && !step.refused && !step.replaced;
             if (certain && believer_.must_know(step.sequence, step.given.ns, step.read_ns)) due = i;
         }
         if (due == steps.size()) return;

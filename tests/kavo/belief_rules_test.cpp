@@ -255,6 +255,8 @@ TEST(OrderBelief, ReplaceIsATotal) {
               "");
     EXPECT_EQ(run.judged(order("b2", "'state':'working','leaves':250,'executed':100,'seq':6")),
               "belief.order: finding");
+    EXPECT_EQ(run.judged(hit + order("b2", "'state':'working','leaves':150,'executed':100,'seq':6")), "")
+        << "nobody has to say that an id was replaced";
 }
 
 TEST(OrderBelief, RejectedReplaceBegetsNothing) {
@@ -370,6 +372,7 @@ TEST(FillBelief, ProcessThatBeginsAnewCountsAnew) {
     again.is_told(4, executed("b1", 100, 41)).lives_until(6s);
     EXPECT_EQ(run.judged(hit + fill_41 + line("'ev':'start'") + hit + fill_41), "");
     EXPECT_EQ(run.judged(hit + fill_41 + line("'ev':'start'") + hit + fill_41 + fill_41), "belief.fill: finding");
+    EXPECT_EQ(run.judged(line("'ev':'start'") + hit + fill("b1", "'quantity':1,'price':1")), "belief.fill: finding");
     EXPECT_EQ(run.judged(hit + fill_41 + hit + fill_41), "belief.fill: inconclusive");
 }
 
