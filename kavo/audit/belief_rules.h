@@ -2,14 +2,11 @@
 // moment.
 #pragma once
 
-#include <span>
-
 #include "kavo/audit/beliefs.h"
 #include "kavo/audit/finding.h"
+#include "kavo/audit/rules.h"
 
 namespace kavo::companion {
-
-std::span<const Rule> belief_rules();
 
 // audit_beliefs with the beliefs at hand. Comes behind the rules of recovery: a book that is wrong because of a gap
 // that was never asked for is no finding of its own.
