@@ -57,7 +57,9 @@ public:
     BookJudge(BeliefScene& scene, const Verdict& so_far)
         : scene_(scene), feed_(picture_of_feed(scene.journal, scene.around)), published_(feed_.highest) {
         for (const Finding& finding : so_far.findings) {
-            const bool unasked = finding.grade == Grade::finding && finding.rule->name.starts_with("recovery.");
+            const std::string_view rule = finding.rule->name;
+            const bool unasked = finding.grade == Grade::finding &&
+                                 (rule == "recovery.asks-for-what-was-lost" || rule == "recovery.again-when-cut");
             if (unasked && finding.where.feed_number != 0) gap_ = std::min(gap_, finding.where.feed_number);
         }
         for (const RecoveryAttempt& attempt : recovery_attempts(scene.journal)) {

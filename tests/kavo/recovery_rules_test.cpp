@@ -434,6 +434,42 @@ TEST(Recovery, WhoGivesUpWhenItIsCutIsConvicted) {
     EXPECT_EQ(feed.judged(book(19, 7900ms, true)), "recovery.again-when-cut: finding");
 }
 
+TEST(Recovery, WhatFollowsFromGivingUpIsNotToldAgain) {
+    FeedMadeByHand feed(90);
+    feed.drops(20, 20).drops(25, 25).drops(30, 30).joins();
+    feed.begins(2010ms, 20, 20, 21).is_cut();
+    EXPECT_EQ(feed.judged(book(19, 7900ms, true)), "recovery.again-when-cut: finding");
+}
+
+TEST(Recovery, WhoIsStillWaitingForItsReplyHasNotGivenUp) {
+    FeedMadeByHand feed(90);
+    feed.drops(20, 20).joins();
+    feed.begins(2010ms, 20, 20, 21);
+    EXPECT_EQ(feed.judged(book(19, 7900ms, true)), "");
+}
+
+TEST(Recovery, WhoseFirstRequestIsCutAsksAgain) {
+    FeedMadeByHand feed(90);
+    feed.begins(250ms, client::refresh_payload('O'), esesm::PacketType::unsequenced_data, 3).is_cut();
+    EXPECT_EQ(feed.judged(book(0, 7900ms, true)), "recovery.again-when-cut: finding");
+    FeedMadeByHand right(90);
+    right.begins(250ms, client::refresh_payload('O'), esesm::PacketType::unsequenced_data, 3).is_cut();
+    right.refreshes(350ms);
+    EXPECT_EQ(right.judged(book(70, 7900ms)), "");
+}
+
+TEST(Recovery, SocketThatStaysOpenShowsThatItsOwnerListens) {
+    FeedMadeByHand feed;
+    feed.drops(20, 20).joins();
+    feed.run.note(100ms, "feed_socket", "\"socket\":\"1234\",\"open\":true");
+    EXPECT_EQ(feed.judged(), "recovery.asks-for-what-was-lost: finding");
+    FeedMadeByHand closed;
+    closed.drops(20, 20).joins();
+    closed.run.note(100ms, "feed_socket", "\"socket\":\"1234\",\"open\":true");
+    closed.run.note(1500ms, "feed_socket", "\"socket\":\"1234\",\"open\":false");
+    EXPECT_EQ(closed.judged(), "recovery.asks-for-what-was-lost: remark");
+}
+
 TEST(Recovery, WhoTriesAgainWhenItIsCutIsRight) {
     FeedMadeByHand feed(90);
     feed.drops(20, 20).joins();
