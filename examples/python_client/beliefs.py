@@ -23,6 +23,7 @@ class Beliefs:
     def __init__(self, path: str | None, user: str) -> None:
         self._file = os.open(path, os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o644) if path else None
         self._user = user
+        self._write(ev="start", user=user)
 
     def order(self, id: str, state: str, leaves: int, executed: int, number: int) -> None:
         self._write(

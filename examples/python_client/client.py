@@ -257,7 +257,8 @@ class Client:
         for product, name in sorted(books.names.items()):
             if self._settings.symbols and name not in self._settings.symbols:
                 continue
-            due = now >= self._told.get(product, 0.0) + BOOK_LINE_S and self._told_number.get(product) != (number, stale)
+            news = self._told_number.get(product) != (number, stale)
+            due = news and now >= self._told.get(product, 0.0) + BOOK_LINE_S
             if not everything and not due:
                 continue
             bids, asks = books.side(product, True)[:DEPTH], books.side(product, False)[:DEPTH]

@@ -28,6 +28,7 @@ class Order:
     cancelling: bool = False
     replacing: str = ""  # new id of a replace that is not answered
     too_late: bool = False  # a cancel found nothing to cancel: what filled it is on its way
+    hopeless: bool = False  # and has not come, although the stream has been asked since
 
     @property
     def open(self) -> bool:
@@ -68,7 +69,7 @@ class Orders:
 
     def waits_for_news(self, connection: int) -> bool:
         """Something is to be heard: of orders that only a login tells of, or in answer to a request."""
-        unanswered = any(order.open and (order.busy or order.too_late) for order in self.orders)
+        unanswered = any(order.open and (order.busy or order.too_late and not order.hopeless) for order in self.orders)
         return unanswered or bool(self.earlier(connection))
 
     def ids(self) -> list[str]:
@@ -77,6 +78,7 @@ class Orders:
     def caught_up(self, connection: int) -> None:
         """Requests of earlier connections that nothing has been heard of have not arrived."""
         for order in self.orders:
+            order.hopeless = order.open and order.too_late
             if order.connection == connection:
                 continue
             order.cancelling, order.replacing = False, ""
@@ -139,6 +141,7 @@ class Orders:
     def _take_replace(self, order: Order, response: meo.ReplaceResponse) -> None:
         order.replacing = ""
         if response.accepted:
+            self._beliefs.order(order.id, "replaced", 0, order.executed, self._number)
             self._by_id[response.id] = order
             order.id = response.id
 

@@ -14,7 +14,9 @@ REST, REPLACE, TAKE, JOIN, TAKE_BACK = range(5)
 
 
 class Trader:
-    def __init__(self, user: str, symbols: list[str], limit: int, books: Books, orders: Orders, session: Session) -> None:
+    def __init__(
+        self, user: str, symbols: list[str], limit: int, books: Books, orders: Orders, session: Session
+    ) -> None:
         self._user = user
         self._symbols = symbols
         self._limit = limit
@@ -59,7 +61,7 @@ class Trader:
         for order in mine:
             if not order.busy and not order.too_late:
                 self._cancel(order, now)
-        return not mine
+        return all(order.hopeless for order in mine)
 
     def _tend(self, mine: list[Order], now: float) -> bool:
         for order in mine:

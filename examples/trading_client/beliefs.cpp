@@ -42,6 +42,7 @@ Beliefs::Beliefs(const std::string& path, std::string user) : user_(std::move(us
     if (path.empty()) return;
     file_.open(path, std::ios::app);
     if (!file_) throw std::runtime_error("cannot write beliefs to " + path);
+    write("\"ev\":\"start\",\"user\":" + quoted(user_));
 }
 
 void Beliefs::tell(const OrderBelief& order) {

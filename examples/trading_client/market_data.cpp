@@ -30,6 +30,14 @@ std::vector<NumberedMessage> fillers(const SequenceRange& missing) {
     return messages;
 }
 
+// Login and request may go together: the venue takes one after the other.
+kavo::Bytes opening(const std::string& user, const kavo::Bytes& request) {
+    kavo::Bytes bytes =
+        kavo::esesm::build_packet(kavo::esesm::PacketType::login_request, receiver_login(user).payload());
+    bytes.insert(bytes.end(), request.begin(), request.end());
+    return bytes;
+}
+
 }  // namespace
 
 MarketData::MarketData(const Settings& settings, Beliefs& beliefs)
@@ -96,14 +104,18 @@ void MarketData::ask(std::uint64_t now_ms) {
         if (settings_.fault == Fault::asks_for_everything_again) range = {1, largest};
     }
     Recovery recovery = of_state ? Recovery::of_state(everything) : Recovery::of_messages(range.first, range.last);
-    asking_.emplace(Asking{std::move(recovery), of_state, begin_connection(settings_.recovery), 0, now_ms});
+    const kavo::Bytes request =
+        of_state ? kavo::esesm::build_packet(kavo::esesm::PacketType::unsequenced_data, refresh_payload(everything))
+                 : kavo::esesm::build_packet(kavo::esesm::PacketType::retransmission_request,
+                                             retransmission_payload(range.first, range.last));
+    asking_.emplace(Asking{std::move(recovery), of_state, opening(settings_.user, request),
+                           begin_connection(settings_.recovery), 0, now_ms});
 }
 
 void MarketData::converse(std::uint64_t now_ms) {
     Asking& asking = *asking_;
-    const kavo::ByteView opening = asking.recovery.opening();
-    if (asking.sent < opening.size()) {
-        asking.sent += asking.socket.write(opening.subspan(asking.sent)).value_or(0);
+    if (const auto rest = kavo::ByteView(asking.opening).subspan(asking.sent); !rest.empty()) {
+        asking.sent += asking.socket.write(rest).value_or(0);
     }
     kavo::Bytes arrived;
     const bool open = asking.socket.read(arrived);

@@ -31,13 +31,14 @@ public:
     const Socket& feed() const { return feed_; }
     // The connection to the service; nothing when none is open.
     const Socket* recovery() const { return asking_ ? &asking_->socket : nullptr; }
-    bool wants_to_write() const { return asking_ && asking_->sent < asking_->recovery.opening().size(); }
+    bool wants_to_write() const { return asking_ && asking_->sent < asking_->opening.size(); }
 
 private:
     // One request to the service, on a connection of its own.
     struct Asking {
         kavo::client::Recovery recovery;
         bool of_state = false;
+        kavo::Bytes opening;  // all that is said
         Socket socket;
         std::size_t sent = 0;
         std::uint64_t heard_at_ms = 0;

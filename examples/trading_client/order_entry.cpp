@@ -15,7 +15,7 @@ constexpr std::uint64_t longest_pause_ms = 1'000;
 constexpr std::uint64_t lasting_ms = 1'000;     // a connection that stood so long was a good one
 constexpr std::uint64_t suspicious_ms = 1'500;  // such a silence may have swallowed messages
 constexpr std::uint64_t ask_again_ms = 1'000;   // while orders are open that only a login tells of
-constexpr std::uint64_t hammering_ms = 10;
+constexpr std::uint64_t lingering_ms = 1'000;   // of a fault, behind a goodbye
 
 Session new_session(const Settings& settings) {
     Session::Timing timing;
@@ -55,7 +55,6 @@ void OrderEntry::ask_again() {
 
 void OrderEntry::log_out(std::uint64_t now_ms) {
     session_.log_out();
-    if (settings_.fault == Fault::sends_after_goodbye) send(kavo::client::cancel("late"));
     logged_out_ = true;
     caught_up_ = false;
     write(now_ms);
@@ -70,6 +69,10 @@ void OrderEntry::exchange(std::uint64_t now_ms) {
     session_.receive(arrived, now_ms);
     while (const auto arrival = session_.next()) act_on(*arrival, now_ms);
     if (!socket_.open()) return;
+    if (lingers_ && now_ms - heard_at_ms_ < lingering_ms) {
+        session_.check_time(now_ms);
+        return write(now_ms);
+    }
     if (!open) return drop(now_ms);
     if (after_silence) ask_again();
     look_at_end(now_ms);
@@ -85,9 +88,7 @@ void OrderEntry::act_on(const Session::Arrival& arrival, std::uint64_t now_ms) {
         case hole:
             if (settings_.fault == Fault::trusts_tcp_to_be_whole && arrival.sequence > applied_) apply(arrival);
             break;
-        case goodbye:
-            if (settings_.fault == Fault::sends_after_goodbye) send(kavo::client::cancel("late"));
-            break;
+        case goodbye: lingers_ = settings_.fault == Fault::sends_after_goodbye; break;
         default: break;
     }
     check_caught_up(now_ms);
@@ -137,8 +138,7 @@ void OrderEntry::look_at_clock(std::uint64_t now_ms) {
     // Only when the venue is heard: one that is silent is left.
     const bool heard_since = heard_at_ms_ >= std::max(asked_at_ms_, sent_at_ms_) + ask_again_ms;
     const bool in_the_dark = heard_since && keeper_.waits_for_news(connection_);
-    const bool hammers = settings_.fault == Fault::hammers_the_login && now_ms - asked_at_ms_ >= hammering_ms;
-    if (in_the_dark || hammers) ask_again();
+    if (in_the_dark) ask_again();
     if (!logged_out_) session_.check_time(now_ms);
 }
 
@@ -151,8 +151,8 @@ void OrderEntry::start_over(std::uint64_t now_ms) {
 }
 
 void OrderEntry::drop(std::uint64_t now_ms) {
-    if (settings_.fault == Fault::sends_after_goodbye) write(now_ms);
     socket_.close();
+    lingers_ = false;
     session_.disconnected();
     caught_up_ = answer_due_ = false;
     keeper_.disconnected();

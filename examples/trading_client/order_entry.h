@@ -62,6 +62,7 @@ private:
     bool answer_due_ = false;  // to a login
     bool caught_up_ = false;
     bool logged_out_ = false;
+    bool lingers_ = false;  // a fault: a goodbye has been heard, and is not heeded
     std::uint64_t connected_at_ms_ = 0;
     std::uint64_t connect_at_ms_ = 0;
     std::uint64_t pause_ms_;

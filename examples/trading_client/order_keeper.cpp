@@ -91,6 +91,7 @@ void OrderKeeper::take_replace(const ReplaceResponse& response) {
     if (order == nullptr) return;
     order->replacing = false;
     if (!response.accepted()) return;
+    beliefs_.tell({order->id, "replaced", 0, order->executed, number_});
     order->id = response.client_order_id;
     by_id_[order->id] = order;
 }
@@ -117,6 +118,7 @@ void OrderKeeper::take_cancel(const CancelResponse& response) {
 
 void OrderKeeper::caught_up(unsigned connection) {
     for (Order& order : orders_) {
+        order.hopeless = order.open() && order.too_late;
         if (order.connection == connection) continue;
         order.cancelling = order.replacing = false;
         if (order.state == State::pending) end(order, State::lost);
@@ -139,7 +141,9 @@ void OrderKeeper::forget() {
 }
 
 void OrderKeeper::tell_all() {
-    for (const Order& order : orders_) tell(order);
+    for (const Order& order : orders_) {
+        if (find(order.id) == &order) tell(order);
+    }
 }
 
 std::vector<Order*> OrderKeeper::open_on(unsigned connection) {
@@ -156,7 +160,9 @@ bool OrderKeeper::any_open_besides(unsigned connection) const {
 }
 
 bool OrderKeeper::waits_for_news(unsigned connection) const {
-    const auto unanswered = [](const Order& order) { return order.open() && (order.busy() || order.too_late); };
+    const auto unanswered = [](const Order& order) {
+        return order.open() && (order.busy() || (order.too_late && !order.hopeless));
+    };
     return any_open_besides(connection) || std::ranges::any_of(orders_, unanswered);
 }
 

@@ -34,6 +34,7 @@ struct Order {
     bool cancelling = false;
     bool replacing = false;
     bool too_late = false;  // a cancel was refused: what has ended the order is still on its way here
+    bool hopeless = false;  // and has not come, although the stream has been asked since
 
     bool open() const { return state == State::pending || state == State::working; }
     bool busy() const { return state == State::pending || cancelling || replacing; }

@@ -36,7 +36,7 @@ bool Trader::wind_down() {
     for (Order* order : mine) {
         if (!order->busy() && !order->too_late) cancel(*order);
     }
-    return mine.empty();
+    return std::ranges::all_of(mine, &Order::hopeless);
 }
 
 // Carries on with what is open; true when that took a request.
@@ -139,7 +139,8 @@ std::string Trader::fresh_id() {
 
 std::string Trader::id_for_order() {
     if (settings_.fault == Fault::reuses_an_id && entered_ % 5 == 0) {
-        const auto ended = std::ranges::find_if(keeper_.orders(), [](const Order& order) { return !order.open(); });
+        const auto ended = std::ranges::find_if(
+            keeper_.orders(), [this](const Order& order) { return !order.open() && keeper_.find(order.id) == &order; });
         if (ended != keeper_.orders().end()) return ended->id;
     }
     return fresh_id();

@@ -95,13 +95,16 @@ private:
 
 bool Trader::listen(milliseconds longest) {
     const auto deadline = steady_clock::now() + longest;
+    // What has come along with a packet is shown with it: nothing more need come to wake whoever waits at the socket.
+    bool heard = false;
     do {
         keep_alive();
         const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
         const auto packet = client_.next_packet_of_any_kind(std::clamp(left, milliseconds(0), between_heartbeats));
-        if (packet) show(*packet);
+        heard = packet.has_value();
+        if (heard) show(*packet);
         if (client_.closed()) return false;
-    } while (steady_clock::now() < deadline);
+    } while (heard || steady_clock::now() < deadline);
     return true;
 }
 
