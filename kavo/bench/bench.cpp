@@ -28,6 +28,7 @@ using namespace std::chrono_literals;
 
 constexpr auto longest_start = 10s;
 constexpr auto longest_stop = 10s;
+constexpr auto longest_farewell = 500ms;  // a relay that holds back holds back the end too
 constexpr auto written_check_interval = 1s;
 
 std::string random_word() {
@@ -300,6 +301,9 @@ int Bench::stop() {
         in.keeper->signal(Kept::venue, SIGKILL);
         in.loop.turn_until([&in] { return in.ended.has_value(); }, longest_stop);
     }
+    // Clients see the end through the relay.
+    in.loop.turn_until([&in] { return in.orders->open_connections() + in.recovery->open_connections() == 0; },
+                       longest_farewell);
     in.output->drain();
     in.feed->drain();
     in.canary->drain();

@@ -51,7 +51,6 @@ private:
     void tell();
     void lose();
     void ask(char what, Kept which, int number, const std::string& text);
-    void end_what_was_adopted() const;
 
     Loop& loop_;
     std::filesystem::path temporary_;

@@ -13,9 +13,8 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <vector>
 
@@ -180,13 +179,16 @@ void Keeping::end_all() {
     kill_children({}, longest_killing);
 }
 
-// The parent is the second field behind the name, which is in brackets and may hold anything.
+// The parent is the second field behind the name, which is in brackets and may hold anything. -1 for a process that has
+// ended meanwhile: reading tells so, by an error that a stream buffer would throw.
 pid_t parent_of(const std::string& process) {
-    std::ifstream file("/proc/" + process + "/stat");
-    const std::string stat{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t name_end = stat.rfind(')');
-    if (name_end == std::string::npos || name_end + 4 >= stat.size()) return -1;
-    return static_cast<pid_t>(std::strtol(stat.c_str() + name_end + 4, nullptr, 10));
+    const Descriptor file{open(("/proc/" + process + "/stat").c_str(), O_RDONLY | O_CLOEXEC)};
+    char stat[1024];
+    const ssize_t count = read(file.get(), stat, sizeof stat - 1);
+    if (count <= 0) return -1;
+    stat[count] = '\0';
+    const char* name_end = std::strrchr(stat, ')');
+    return name_end == nullptr || std::strlen(name_end) < 5 ? -1 : static_cast<pid_t>(std::atol(name_end + 4));
 }
 
 }  // namespace
@@ -196,12 +198,12 @@ std::set<pid_t> children() {
     if (waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) != 0 && errno == ECHILD) return found;
     const pid_t self = getpid();
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
-        const std::string name = entry.path().filename();
+    for (std::filesystem::directory_iterator all("/proc", error), end; !error && all != end; all.increment(error)) {
+        const std::string name = all->path().filename();
         pid_t pid = 0;
-        const auto [end, wrong] = std::from_chars(name.data(), name.data() + name.size(), pid);
-        if (wrong != std::errc{} || end != name.data() + name.size() || parent_of(name) != self) continue;
-        found.insert(pid);
+        const auto [last, wrong] = std::from_chars(name.data(), name.data() + name.size(), pid);
+        const bool is_process = wrong == std::errc{} && last == name.data() + name.size();
+        if (is_process && parent_of(name) == self) found.insert(pid);
     }
     return found;
 }
