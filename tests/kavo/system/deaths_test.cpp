@@ -84,7 +84,7 @@ protected:
         std::filesystem::remove(temporary_.path("ready"));
     }
     void SetUp() override {
-        ASSERT_EQ(test::name_of(keeper()), "kavo-keeper");
+        ASSERT_EQ(test::name_of(keeper()), "bench-keeper");
         ASSERT_EQ(test::name_of(venue()), "kavo_me");
         ASSERT_EQ(test::name_of(command()), "sh");
     }

@@ -51,7 +51,7 @@ private:
     std::string value_;
 };
 
-// The name that a process shows, "kavo-keeper" say.
+// The name that a process shows, "bench-keeper" say.
 inline std::string name_of(pid_t pid) {
     std::string name;
     std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/comm"), name);
@@ -81,7 +81,7 @@ public:
     std::vector<std::string> temporary_files() const { return temporary_.names(); }
     pid_t keeper() const {
         for (const pid_t pid : mark_.processes()) {
-            if (name_of(pid) == "kavo-keeper") return pid;
+            if (name_of(pid) == "bench-keeper") return pid;
         }
         return -1;
     }

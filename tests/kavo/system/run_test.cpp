@@ -86,7 +86,7 @@ TEST(Run, LosesNoLineOfTheBookTruth) {
     EXPECT_TRUE(comes_true([&] { return control.next_sequence() > seen; }));
     EXPECT_EQ(run.process().stop(), 0) << run.process().said();
     const std::string truth = content_of(folder.path("run/books.jsonl"));
-    EXPECT_TRUE(truth.ends_with("]]}\n")) << truth.substr(truth.rfind('{'));
+    EXPECT_TRUE(truth.ends_with("]}\n")) << truth.substr(truth.rfind('{'));
     EXPECT_GT(client::number_behind("\"seq\":", truth.substr(truth.rfind("{\"seq\":"))), seen - 100);
 }
 
