@@ -28,7 +28,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto grace = 1s;  // for whoever is asked to end, before it is killed
+constexpr auto grace = 500ms;  // for whoever is asked to end, before it is killed
 constexpr auto longest_killing = 5s;
 constexpr auto look_again = 20ms;
 // Whoever means the terminal's programs, or kavo, does not mean the keeper.
@@ -82,7 +82,13 @@ void Keeping::run() {
 }
 
 bool read_whole(int socket, void* place, std::size_t size) {
-    return size == 0 || recv(socket, place, size, MSG_WAITALL) == static_cast<ssize_t>(size);
+    for (auto* next = static_cast<char*>(place); size > 0;) {
+        const ssize_t count = recv(socket, next, size, 0);
+        if (count == 0 || (count < 0 && errno != EINTR)) return false;
+        next += std::max<ssize_t>(count, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
 }
 
 bool Keeping::carry_out_a_request() {

@@ -36,10 +36,6 @@ std::set<pid_t> descendants_of(pid_t parent) {
     return all;
 }
 
-bool gone(pid_t pid) {
-    return kill(pid, 0) != 0;
-}
-
 // Two that leave the session and the group of their parent, and one of them the family; both want to stay.
 constexpr const char* stubborn = R"(trap '' TERM HUP
 setsid sleep 1000 &
@@ -91,7 +87,7 @@ protected:
     void TearDown() override {
         if (HasFatalFailure()) kill(kavo_, SIGKILL);
         waitpid(kavo_, nullptr, 0);
-        EXPECT_TRUE(comes_true([this] { return std::ranges::all_of(everybody_, gone); }));
+        EXPECT_TRUE(comes_true([this] { return std::ranges::all_of(everybody_, test::gone); }));
         EXPECT_TRUE(comes_true([this] { return temporary_.names().empty(); }));
         EXPECT_TRUE(lease_block(static_cast<std::uint16_t>(ready_.at("orders_port").get<int>() - 1)));
     }

@@ -58,6 +58,12 @@ inline std::string name_of(pid_t pid) {
     return name;
 }
 
+// Whether a process has ended, even if nobody has waited for it: whoever adopts it may not.
+inline bool gone(pid_t pid) {
+    const std::string stat = content_of("/proc/" + std::to_string(pid) + "/stat");
+    return stat.empty() || stat.compare(stat.rfind(')'), 3, ") Z") == 0;
+}
+
 class KavoRun {
 public:
     // `arguments` follow "kavo run --venue PATH".
@@ -68,7 +74,7 @@ public:
     // Waits for the line. A null value when kavo ends without one.
     nlohmann::json ready() {
         comes_true([this] {
-            const bool over = has_ended();
+            const bool over = gone(process_.pid());
             line_ = output_.lines();
             return over || !line_.empty();
         });
@@ -102,13 +108,6 @@ private:
         environment["TMPDIR"] = temporary_.path("");
         return environment;
     }
-    // Whether it is a zombie by now.
-    bool has_ended() const {
-        const std::string stat = content_of("/proc/" + std::to_string(process_.pid()) + "/stat");
-        const std::size_t name_end = stat.rfind(')');
-        return name_end == std::string::npos || stat.compare(name_end, 3, ") Z") == 0;
-    }
-
     Mark mark_;
     TemporaryFolder temporary_;
     TemporaryFile output_;
