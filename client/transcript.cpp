@@ -4,6 +4,7 @@
 #include "client/packets.h"
 #include "client/responses.h"
 #include "common/text.h"
+#include "feed/recovery_layout.h"
 
 namespace kavo::client {
 
@@ -149,7 +150,65 @@ std::string unknown(ByteView message) {
     return "unknown message of " + std::to_string(message.size()) + " bytes";
 }
 
+std::string text(const meo::NewOrderRequest& m) {
+    Line line("N1");
+    const bool market = m.order_type == meo::OrderType::market;
+    line << m.client_order_id.view() << (m.flags.sell() ? "sell" : "buy");
+    line << (market ? std::to_string(m.quantity) : amount(m.quantity, m.price)) << "of" << m.product_id;
+    line << "tif" << letter(m.tif);
+    if (market) line << "market";
+    if (m.flags.post_only()) line << "post-only";
+    return line.text();
+}
+
+std::string text(const meo::ReplaceRequest& m) {
+    Line line("M1");
+    line << m.client_order_id.view() << "for" << m.orig_client_order_id.view() << amount(m.quantity, m.price);
+    return (line << "tif" << letter(m.tif)).text();
+}
+
+// What a client asks of the service behind the feed.
+std::string recovery_text(ByteView packet) {
+    namespace at = layout;
+    const ByteView payload = payload_of(packet);
+    if (has_type(packet, esesm::PacketType::retransmission_request) &&
+        payload.size() >= at::retransmission_request::min_size) {
+        return "retransmission of " + std::to_string(get(payload, at::retransmission_request::first)) + " to " +
+               std::to_string(get(payload, at::retransmission_request::last));
+    }
+    if (payload.size() >= at::refresh_request::min_size && get(payload, at::refresh_request::request) == 'R') {
+        return "refresh " + quoted(get(payload, at::refresh_request::refresh_type));
+    }
+    return "unknown packet";
+}
+
 }  // namespace
+
+std::string request_text(ByteView message) {
+    if (const auto m = meo::read_new_order(message)) return text(*m);
+    if (const auto m = meo::read_replace(message)) return text(*m);
+    if (const auto m = meo::read_cancel(message)) {
+        return (Line("CO") << m->client_order_id.view() << "of" << m->orig_client_order_id.view()).text();
+    }
+    return {};
+}
+
+std::string sent_packet_text(ByteView packet) {
+    if (has_type(packet, esesm::PacketType::login_request)) {
+        const auto login = esesm::read_login_request(payload_of(packet));
+        if (!login || login->entries.empty()) return "malformed login";
+        return "login " + login->username + ", requested sequence " +
+               std::to_string(login->entries[0].requested_sequence);
+    }
+    if (has_type(packet, esesm::PacketType::client_heartbeat)) return "heartbeat";
+    if (has_type(packet, esesm::PacketType::client_test)) return "test";
+    if (has_type(packet, esesm::PacketType::logout_request)) return "logout";
+    if (has_type(packet, esesm::PacketType::unsequenced_data)) {
+        const std::string request = request_text(payload_of(packet));
+        if (!request.empty()) return request;
+    }
+    return recovery_text(packet);
+}
 
 std::string price_text(WirePrice price) {
     std::string text;

@@ -36,6 +36,15 @@ std::string dom_text(ByteView message);
 //   goodbye 'B' not logged in                heartbeat               replay complete
 std::string packet_text(ByteView packet);
 
+// A request, as a client sends it:
+//   N1 b1 buy 100@189.95 of 1 tif D [market] [post-only]     M1 b2 for b1 150@189.96 tif D     CO xb1 of b1
+std::string request_text(ByteView message);
+
+// A whole packet from a client, to either service:
+//   login alice, requested sequence 12       N1 b1 buy ...                    heartbeat
+//   retransmission of 4711 to 4713           refresh 'O'                      logout
+std::string sent_packet_text(ByteView packet);
+
 // Lines joined by " | ", the way a scene expects them.
 std::string joined(const std::vector<std::string>& lines);
 

@@ -1,14 +1,12 @@
-// What a client said that it believed, held against what it had been told, and against the truth of exactly that moment.
+// What a client said that it believed, held against what it had been told, and against the truth of exactly that
+// moment.
 #pragma once
-
-#include <span>
 
 #include "kavo/audit/beliefs.h"
 #include "kavo/audit/finding.h"
+#include "kavo/audit/rules.h"
 
 namespace kavo::companion {
-
-std::span<const Rule> belief_rules();
 
 // audit_beliefs with the beliefs at hand. Comes behind the rules of recovery: a book that is wrong because of a gap
 // that was never asked for is no finding of its own.

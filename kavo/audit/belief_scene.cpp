@@ -17,7 +17,7 @@ constexpr std::uint64_t saying_ns = 250 * ns_per_ms;  // from knowing a thing to
 bool Believer::must_know(std::uint64_t sequence, std::uint64_t given_ns, std::uint64_t read_ns) const {
     const bool limits_known = only_life || begins_ns != 0;
     if (!limits_known) return false;
-    if (life != 0 && given_ns < begins_ns) return false;  // it may remember all that from elsewhere
+    if (!first_life && given_ns < begins_ns) return false;  // it may remember all that from elsewhere
     if (sequence <= applied) return true;
     return read_ns != 0 && read_ns + saying_ns <= ends_ns;
 }
@@ -46,9 +46,8 @@ BeliefScene::BeliefScene(const Journal& run, const Beliefs& all, Verdict& verdic
 // Of the only user there is, when the line names none.
 const UserStream* BeliefScene::stream_of(const Said& said) {
     const bool only_one = said.user.empty() && streams.size() == 1;
-    const auto named = std::find_if(streams.begin(), streams.end(), [&](const UserStream& it) {
-        return only_one || it.user == said.user;
-    });
+    const auto named = std::find_if(streams.begin(), streams.end(),
+                                    [&](const UserStream& it) { return only_one || it.user == said.user; });
     if (named != streams.end() && !named->began_again) return &*named;
     tell_nameless(said);
     return nullptr;
@@ -92,6 +91,7 @@ void BeliefScene::set_limits() {
     for (const auto& [key, believer] : by_life_) ++lives[key.first];
     for (auto& [key, believer] : by_life_) {
         believer.only_life = lives[key.first] == 1;
+        believer.first_life = believers.empty() || believers.back().stream != believer.stream;
         // Without times nobody knows when a life ended, but for the last, which lasts as long as the connection.
         if (believer.ends_ns == 0 && believer.only_life) {
             const std::uint64_t closed = believer.stream->closed_ns;
@@ -111,8 +111,10 @@ void BeliefScene::tell_defects() {
         finding.rule = &belief_log;
         finding.expected = "one JSON object a line, with an event of docs/beliefs.md";
         finding.got = words;
-        if (doubtful) list.doubtful(std::move(finding), words);
-        else list.remark(std::move(finding));
+        if (doubtful)
+            list.doubtful(std::move(finding), words);
+        else
+            list.remark(std::move(finding));
     };
     for (const std::string& words : beliefs.defects) tell(words, true);
     for (const std::string& words : beliefs.unknowns) tell(words, false);

@@ -23,10 +23,11 @@ extern const Rule& belief_order;
 struct Believer {
     const UserStream* stream = nullptr;
     unsigned life = 0;
+    bool first_life = true;
     bool only_life = true;
-    std::uint64_t begins_ns = 0;   // 0 for the first life, and where no line tells a time
-    std::uint64_t ends_ns = 0;     // the last moment of its log, or of its connections when the log tells no times
-    std::uint64_t applied = 0;     // the highest number of the stream that it said it had applied
+    std::uint64_t begins_ns = 0;  // 0 for the first life, and where no line tells a time
+    std::uint64_t ends_ns = 0;    // the last moment of its log, or of its connections when the log tells no times
+    std::uint64_t applied = 0;    // the highest number of the stream that it said it had applied
     std::vector<const OrderBelief*> orders;
     std::vector<const FillBelief*> fills;
 
@@ -65,8 +66,8 @@ void judge_fills(BeliefScene& scene);
 void judge_orders(BeliefScene& scene);  // behind the fills
 void judge_books(BeliefScene& scene, const Verdict& so_far);
 
-// An id of a log as the bytes that were on the wire: those of the text, or one byte for each of its characters, as whoever
-// has read bytes without an encoding writes them down.
+// An id of a log as the bytes that were on the wire: those of the text, or one byte for each of its characters, as
+// whoever has read bytes without an encoding writes them down.
 std::string wire_id(const std::string& id, const OrderSteps& known);
 
 }  // namespace kavo::companion

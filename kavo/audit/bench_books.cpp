@@ -172,10 +172,11 @@ private:
              .where = {.moment = message.at, .feed_number = message.sequence}});
     }
 
+    // The feed cuts a symbol at its eleven characters, the truth does not.
     bool is_symbol_of(std::uint32_t product_id, const FlatBooks::Product& book) const {
         const auto& symbols = journal_.facts.symbols;
-        if (product_id != 0 && product_id <= symbols.size()) return line_.symbol == symbols[product_id - 1];
-        return line_.symbol.starts_with(book.symbol);  // the feed cuts it
+        const bool as_started = product_id - 1 < symbols.size() && line_.symbol == symbols[product_id - 1];
+        return as_started || line_.symbol.starts_with(book.symbol);
     }
 
     void no_reason_for_line() {

@@ -1,6 +1,8 @@
 #include "kavo/audit/bench_feed.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 #include "client/feed_messages.h"
 #include "kavo/audit/bench_recovery.h"
@@ -39,7 +41,7 @@ public:
         for (const Datagram& datagram : journal_.feed) read(datagram);
         sort();
         feed_.messages = without_repetitions(feed_.messages);
-        look_for_late_drops();
+        look_for_unsaid_faults();
         find_gaps();
         return std::move(feed_);
     }
@@ -48,6 +50,7 @@ private:
     void read(const Datagram& datagram) {
         ByteView rest = datagram.bytes;
         bool first = true;
+        before_ = 0;
         while (const auto packet = client::read_feed_packet(rest)) {
             if (packet->header.session != journal_.facts.session) {
                 return damaged(datagram, "a packet of session " + std::to_string(packet->header.session));
@@ -65,14 +68,23 @@ private:
             if (starts_++ != 0) damaged(datagram, "a second start of the feed");
             return;
         }
-        if (sequence == 0) return damaged(datagram, "a message under number 0");
+        if (sequence == 0 || sequence > largest_number) {
+            return damaged(datagram, "a message under number " + std::to_string(sequence));
+        }
         if (packet.message.empty() || packet.message.size() != size_of_type(packet.message[0])) {
             return damaged(datagram, "a message of " + std::to_string(packet.message.size()) + " bytes that is none");
         }
         if (first) {
             ++feed_.datagrams;
-            if (sequence <= latest_) ++again_[sequence];
+            if (sequence <= latest_ && was_received(sequence)) ++again_[sequence];
+        } else if (sequence != before_ + 1) {
+            // Nothing that happens on the way can take a message out of the middle of a datagram.
+            findings_.contradiction(bench_rule::feed_number,
+                                    {.expected = "message " + std::to_string(before_ + 1) + " behind the one before it",
+                                     .got = "message " + std::to_string(sequence) + " in the same datagram",
+                                     .where = {.moment = datagram.at, .feed_number = sequence}});
         }
+        before_ = sequence;
         if (sequence > latest_ && sequence <= heartbeat_) {
             findings_.contradiction(bench_rule::feed_heartbeat,
                                     {.expected = "a number above " + std::to_string(heartbeat_) +
@@ -80,13 +92,23 @@ private:
                                      .got = "message " + std::to_string(sequence),
                                      .where = {.moment = datagram.at, .feed_number = sequence}});
         }
+        if (sequence > latest_ + 1) holes_[latest_ + 1] = sequence - 1;
         in_order_ = in_order_ && sequence > latest_;
         latest_ = std::max(latest_, sequence);
         feed_.last_used = std::max(feed_.last_used, sequence);
         feed_.messages.push_back({sequence, packet.message, datagram.at, false});
     }
 
+    // Of a number that is not the largest. What comes late was not received before; a machine may bring datagrams late
+    // by itself, but never twice.
+    bool was_received(std::uint64_t sequence) {
+        const auto behind = holes_.upper_bound(sequence);
+        if (behind == holes_.begin() || std::prev(behind)->second < sequence) return true;
+        return !late_.insert(sequence).second;
+    }
+
     void read_heartbeat(std::uint64_t sequence, const Datagram& datagram) {
+        if (sequence > largest_number) return damaged(datagram, "a heartbeat with " + std::to_string(sequence));
         if (sequence < latest_) {
             findings_.contradiction(
                 bench_rule::feed_heartbeat,
@@ -130,17 +152,13 @@ private:
         return once;
     }
 
-    // What is said to be dropped does not come, and what is not said to come twice comes once. A datagram that was held
-    // comes late.
-    void look_for_late_drops() {
+    // What is said to be dropped does not come, and what is not said to come twice comes once.
+    void look_for_unsaid_faults() {
         if (!log_.venue_log_incomplete.empty()) return;
         for (const auto& [first, times] : again_) {
             const auto planned = log_.doubled.find(first);
-            const std::uint64_t allowed =
-                (planned == log_.doubled.end() ? 0 : planned->second) + (log_.held.contains(first) ? 1 : 0);
-            if (times <= allowed) continue;
-            unplanned(first, "comes " + std::to_string(times) + " time(s) behind a later one or again",
-                      "a datagram at most once and in its turn, unless a fault is said");
+            if (planned != log_.doubled.end() && times <= planned->second) continue;
+            unplanned(first, "came " + std::to_string(times + 1) + " times", "once, unless a fault is said");
         }
         for (const auto& [first, messages] : log_.dropped) {
             const auto found = std::ranges::lower_bound(feed_.messages, first, {}, &FeedMessage::sequence);
@@ -196,11 +214,14 @@ private:
     const BenchLog& log_;
     BenchFindings& findings_;
     RecordedFeed feed_;
+    std::uint64_t before_ = 0;     // number of the message before, in the same datagram
     std::uint64_t latest_ = 0;     // largest number of a message so far
     std::uint64_t heartbeat_ = 0;  // and of a heartbeat
     std::uint64_t starts_ = 0;
     bool in_order_ = true;
-    std::map<std::uint64_t, std::uint64_t> again_;  // datagrams behind a later one, by their first message
+    std::map<std::uint64_t, std::uint64_t> holes_;  // first and last of what had not come when something later did
+    std::set<std::uint64_t> late_;                  // datagrams that came into a hole, by their first message
+    std::map<std::uint64_t, std::uint64_t> again_;  // and datagrams that had come before
 };
 
 }  // namespace
@@ -213,12 +234,23 @@ RecordedFeed audit_feed(const Journal& journal, const BenchLog& log, Verdict& ve
     return feed;
 }
 
+namespace {
+
+// True when as many datagrams were received as the venue has sent, so that none was lost on its way.
+bool all_sent_is_received(const BenchLog& log, const RecordedFeed& feed) {
+    if (!log.report || !log.report->contains("sent") || !log.report->contains("duplicated")) return false;
+    return feed.datagrams >= log.report->at("sent") + log.report->at("duplicated");
+}
+
+}  // namespace
+
 void judge_gaps(const BenchLog& log, const RecordedFeed& feed, Verdict& verdict, BenchFindings& findings) {
     const auto recovered = [&feed](const FeedGap& gap) {
         const auto from = std::ranges::lower_bound(feed.messages, gap.first, {}, &FeedMessage::sequence);
         const auto to = std::ranges::upper_bound(feed.messages, gap.last, {}, &FeedMessage::sequence);
         return static_cast<std::uint64_t>(to - from) == gap.last - gap.first + 1;
     };
+    const bool all_sent = all_sent_is_received(log, feed);
     const std::uint64_t last_received = feed.messages.empty() ? 0 : feed.messages.back().sequence;
     for (const FeedGap& gap : feed.gaps) {
         const bool again = recovered(gap);
@@ -230,7 +262,8 @@ void judge_gaps(const BenchLog& log, const RecordedFeed& feed, Verdict& verdict,
         if (!log.feed_lost_here.empty()) otherwise = log.feed_lost_here;
         if (!log.wire_incomplete.empty()) otherwise = log.wire_incomplete;
         if (!log.venue_log_incomplete.empty()) otherwise = log.venue_log_incomplete;
-        if (gap.in_truth) otherwise = "the book truth has lines of these numbers: the machine lost them on their way";
+        if (gap.in_truth && !all_sent)
+            otherwise = "the book truth has lines of these numbers: the machine lost them on their way";
         if (gap.first == 1) otherwise = "the recording begins later than the feed";
         if (gap.last > last_received) otherwise = "the recording ends before the feed";
         findings.contradiction_unless(

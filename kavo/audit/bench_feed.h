@@ -7,8 +7,12 @@
 #include <vector>
 
 #include "kavo/audit/bench_log.h"
+#include "kavo/audit/bench_rules.h"
 
 namespace kavo::companion {
+
+// No venue gets that far, and all that is counted from a number stays within 64 bits.
+inline constexpr std::uint64_t largest_number = std::uint64_t{1} << 62;
 
 struct FeedMessage {
     std::uint64_t sequence = 0;

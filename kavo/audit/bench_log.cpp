@@ -84,25 +84,7 @@ void read_report(const std::vector<VenueLine>& lines, BenchLog& log) {
     log.report->merge(read_counters(third.substr(faults.size()), ' '));
 }
 
-std::int64_t number_in(const Json& json, const char* key) {
-    const auto found = json.find(key);
-    return found != json.end() && found->is_number_integer() ? found->get<std::int64_t>() : 0;
-}
-
-void read_venue_end(const Note& note, const Json& json, BenchFindings& findings) {
-    const auto stopped = json.find("stopped");
-    const bool asked = stopped != json.end() && stopped->is_boolean() && stopped->get<bool>();
-    const std::int64_t status = number_in(json, "status");
-    const std::int64_t signal = number_in(json, "signal");
-    if (asked || (status == 0 && signal == 0)) return;
-    findings.contradiction(bench_rule::venue_end,
-                           {.expected = "runs until kavo stops it",
-                            .got = signal != 0 ? "ended by signal " + std::to_string(signal)
-                                               : "ended by itself with status " + std::to_string(status),
-                            .where = {.moment = {note.t_ns, 0}}});
-}
-
-void read_note(const Note& note, BenchLog& log, BenchFindings& findings) {
+void read_note(const Note& note, BenchLog& log) {
     const Json json = Json::parse(note.json, nullptr, false);
     if (!json.is_object()) return;
     if (note.event == "kernel_drop") {
@@ -111,8 +93,6 @@ void read_note(const Note& note, BenchLog& log, BenchFindings& findings) {
         log.feed_lost_here = "the machine was late: its kernel dropped datagrams of kavo's own copy of the feed";
     } else if (note.event == "relay" || note.event == "relay_did") {
         log.relay_meddled = "the relay was told to disturb connections";
-    } else if (note.event == "venue_end") {
-        read_venue_end(note, json, findings);
     }
 }
 
@@ -125,10 +105,10 @@ std::string defect_of(const Journal& journal, std::string_view file) {
 
 }  // namespace
 
-BenchLog read_bench_log(const Journal& journal, BenchFindings& findings) {
+BenchLog read_bench_log(const Journal& journal) {
     BenchLog log;
     for (const VenueLine& line : journal.venue) read_commentary(line.text, log);
-    for (const Note& note : journal.notes) read_note(note, log, findings);
+    for (const Note& note : journal.notes) read_note(note, log);
     read_report(journal.venue, log);
     if (const std::string unknown = defect_of(journal, "kavo.jsonl"); !unknown.empty()) {
         log.feed_lost_here = log.relay_meddled = "what the machine and the relay did is not known: " + unknown;

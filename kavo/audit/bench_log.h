@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "kavo/audit/bench_rules.h"
 #include "kavo/journal/journal.h"
 
 namespace kavo::companion {
@@ -38,7 +37,6 @@ struct BenchLog {
     std::string relay_meddled;   // the relay was told to do something to somebody
 };
 
-// Adds what is found of the end of the venue.
-BenchLog read_bench_log(const Journal& journal, BenchFindings& findings);
+BenchLog read_bench_log(const Journal& journal);
 
 }  // namespace kavo::companion

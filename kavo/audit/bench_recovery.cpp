@@ -114,7 +114,8 @@ void add_messages_sent_again(const Journal& journal, std::vector<FeedMessage>& m
         for (const WirePacket& packet : conversation.with_venue) {
             if (packet.by_client) continue;
             const auto again = client::read_sequenced(packet.bytes);
-            if (again) messages.push_back({again->sequence, again->message, packet.at, true});
+            const bool in_range = again && again->sequence != 0 && again->sequence <= largest_number;
+            if (in_range) messages.push_back({again->sequence, again->message, packet.at, true});
         }
     }
 }

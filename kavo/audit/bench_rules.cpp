@@ -1,5 +1,6 @@
 #include "kavo/audit/bench_rules.h"
 
+#include <array>
 #include <utility>
 
 #include "kavo/audit/audit.h"
@@ -12,40 +13,56 @@
 
 namespace kavo::companion {
 
+namespace {
+
+constexpr std::array rules{
+    Rule{"bench.book-line", "The book truth has a line for each message that changes a book, and it shows that book.",
+         "docs/bench.md#book-truth"},
+    Rule{"bench.counter", "The final report counts what has happened.", "docs/bench.md#reports"},
+    Rule{"bench.fault-line", "A fault of the feed happens when the venue says so, and then it happens.",
+         "docs/bench.md#feed-faults"},
+    Rule{"bench.feed-heartbeat", "A heartbeat of the feed carries the last number used.",
+         "docs/protocol_dom.md#mach-packets-and-datagrams"},
+    Rule{"bench.feed-message", "Every datagram is a run of whole messages that fit the book.",
+         "docs/protocol_dom.md#messages"},
+    Rule{"bench.feed-number", "Numbers of the feed begin at 1, are never skipped and never used twice.",
+         "docs/protocol_dom.md#mach-packets-and-datagrams"},
+    Rule{"bench.order-life", "The lines of an order follow from each other: ids, executed, leaves.",
+         "docs/bench.md#order-truth"},
+    Rule{"bench.order-line",
+         "Each line of the order truth belongs to a message to its user, and each such message to a line.",
+         "docs/bench.md#order-truth"},
+    Rule{"bench.recording", "All that happened in the run is in its folder.", "docs/bench.md#files"},
+    Rule{"bench.recovery", "What is sent again is what was published, all of it that was asked for.",
+         "docs/protocol_dom.md#recovery-the-retransmission-service"},
+    Rule{"bench.relay", "The relay passes on what it is given, unless it is told otherwise.",
+         "docs/protocol_esesm.md#packets"},
+    Rule{"bench.stream", "The numbers of a user's stream run on, and a replay repeats what they stood for.",
+         "docs/protocol_esesm.md#streams-and-replay-on-order-entry"},
+    Rule{"bench.trade", "Order entry and the feed tell of the same trade under one match number.",
+         "docs/protocol_meo.md#common-rules"},
+};
+
+}  // namespace
+
 namespace bench_rule {
-const Rule book_line{"bench.book-line",
-                     "The book truth has a line for each message that changes a book, and it shows that very book.",
-                     "docs/bench.md#book-truth"};
-const Rule counter{"bench.counter", "The final report counts what has happened.", "docs/bench.md#reports"};
-const Rule fault_line{"bench.fault-line", "A fault of the feed happens when the venue says so, and then it happens.",
-                      "docs/bench.md#feed-faults"};
-const Rule feed_heartbeat{"bench.feed-heartbeat", "A heartbeat of the feed carries the last number used.",
-                          "docs/protocol_dom.md#mach-packets-and-datagrams"};
-const Rule feed_message{"bench.feed-message", "Every datagram is a run of whole messages that fit the book.",
-                        "docs/protocol_dom.md#messages"};
-const Rule feed_number{"bench.feed-number", "Numbers of the feed begin at 1, are never skipped and never used twice.",
-                       "docs/protocol_dom.md#mach-packets-and-datagrams"};
-const Rule order_life{"bench.order-life", "The lines of an order follow from each other: ids, executed, leaves.",
-                      "docs/bench.md#order-truth"};
-const Rule order_line{"bench.order-line",
-                      "Each line of the order truth belongs to a message to its user, and each such message to a line.",
-                      "docs/bench.md#order-truth"};
-const Rule recording{"bench.recording", "All that happened in the run is in its folder.", "docs/kavo.md#the-folder"};
-const Rule recovery{"bench.recovery", "What is sent again is what was published, all of it that was asked for.",
-                    "docs/protocol_dom.md#recovery-the-retransmission-service"};
-const Rule relay{"bench.relay", "The relay passes on what it is given, unless it is told otherwise.",
-                 "docs/kavo.md#the-relay"};
-const Rule stream{"bench.stream", "The numbers of a user's stream run on, and a replay repeats what they stood for.",
-                  "docs/protocol_esesm.md#streams-and-replay-on-order-entry"};
-const Rule trade{"bench.trade", "Order entry and the feed tell of the same trade under one match number.",
-                 "docs/protocol_meo.md#late-executions"};
-const Rule venue_end{"bench.venue-end", "The venue runs until it is asked to stop.", "docs/bench.md#exit-status"};
+const Rule& book_line = rules[0];
+const Rule& counter = rules[1];
+const Rule& fault_line = rules[2];
+const Rule& feed_heartbeat = rules[3];
+const Rule& feed_message = rules[4];
+const Rule& feed_number = rules[5];
+const Rule& order_life = rules[6];
+const Rule& order_line = rules[7];
+const Rule& recording = rules[8];
+const Rule& recovery = rules[9];
+const Rule& relay = rules[10];
+const Rule& stream = rules[11];
+const Rule& trade = rules[12];
 }  // namespace bench_rule
 
-std::vector<const Rule*> bench_rules() {
-    using namespace bench_rule;
-    return {&book_line,  &counter,   &fault_line, &feed_heartbeat, &feed_message, &feed_number, &order_life,
-            &order_line, &recording, &recovery,   &relay,          &stream,       &trade,       &venue_end};
+std::span<const Rule> bench_rules() {
+    return rules;
 }
 
 void BenchFindings::contradiction_unless(const std::string& otherwise, const Rule& rule, Finding finding) {
@@ -80,7 +97,7 @@ void audit_bench(const Journal& journal, Verdict& verdict, const std::function<v
     for (const std::string& defect : journal.defects) {
         findings.doubt(bench_rule::recording, {.expected = "a whole file", .got = defect, .because = defect});
     }
-    const BenchLog log = read_bench_log(journal, findings);
+    const BenchLog log = read_bench_log(journal);
     RecordedFeed feed = audit_feed(journal, log, verdict, findings);
     done(0.3);
     const std::vector<Trade> trades =

@@ -4,32 +4,30 @@
 
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "kavo/audit/finding.h"
 
 namespace kavo::companion {
 
 namespace bench_rule {
-extern const Rule book_line;
-extern const Rule counter;
-extern const Rule fault_line;
-extern const Rule feed_heartbeat;
-extern const Rule feed_message;
-extern const Rule feed_number;
-extern const Rule order_life;
-extern const Rule order_line;
-extern const Rule recording;
-extern const Rule recovery;
-extern const Rule relay;
-extern const Rule stream;
-extern const Rule trade;
-extern const Rule venue_end;
+extern const Rule& book_line;
+extern const Rule& counter;
+extern const Rule& fault_line;
+extern const Rule& feed_heartbeat;
+extern const Rule& feed_message;
+extern const Rule& feed_number;
+extern const Rule& order_life;
+extern const Rule& order_line;
+extern const Rule& recording;
+extern const Rule& recovery;
+extern const Rule& relay;
+extern const Rule& stream;
+extern const Rule& trade;
 }  // namespace bench_rule
 
-// All of them, in the order of their names.
-std::vector<const Rule*> bench_rules();
+std::span<const Rule> bench_rules();
 
 // Gathers what is found about the bench. One slip may contradict everything behind it, so of each rule only the first
 // are kept, and the last of these says how many there were.

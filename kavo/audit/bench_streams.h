@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kavo/audit/bench_log.h"
+#include "kavo/audit/bench_rules.h"
 
 namespace kavo::companion {
 

@@ -17,10 +17,9 @@ constexpr std::size_t symbol_on_the_feed = 11;  // characters
 using Levels = std::vector<BelievedLevel>;
 
 bool same(const Levels& one, const Levels& other, std::size_t levels) {
-    return std::equal(one.begin(), one.begin() + static_cast<std::ptrdiff_t>(levels), other.begin(),
-                      [](const BelievedLevel& a, const BelievedLevel& b) {
-                          return a.price == b.price && a.quantity == b.quantity;
-                      });
+    return std::equal(
+        one.begin(), one.begin() + static_cast<std::ptrdiff_t>(levels), other.begin(),
+        [](const BelievedLevel& a, const BelievedLevel& b) { return a.price == b.price && a.quantity == b.quantity; });
 }
 
 Levels levels_of(const std::vector<BookLevel>& side) {
@@ -36,8 +35,10 @@ Levels in_order(Levels levels, bool bids) {
     });
     Levels summed;
     for (const BelievedLevel& level : levels) {
-        if (!summed.empty() && summed.back().price == level.price) summed.back().quantity += level.quantity;
-        else summed.push_back(level);
+        if (!summed.empty() && summed.back().price == level.price)
+            summed.back().quantity += level.quantity;
+        else
+            summed.push_back(level);
     }
     return summed;
 }
@@ -56,16 +57,17 @@ public:
     BookJudge(BeliefScene& scene, const Verdict& so_far)
         : scene_(scene), feed_(picture_of_feed(scene.journal, scene.around)), published_(feed_.highest) {
         for (const Finding& finding : so_far.findings) {
-            const bool unasked = finding.grade == Grade::finding && finding.rule->name.starts_with("recovery.");
+            const std::string_view rule = finding.rule->name;
+            const bool unasked = finding.grade == Grade::finding &&
+                                 (rule == "recovery.asks-for-what-was-lost" || rule == "recovery.again-when-cut");
             if (unasked && finding.where.feed_number != 0) gap_ = std::min(gap_, finding.where.feed_number);
         }
         for (const RecoveryAttempt& attempt : recovery_attempts(scene.journal)) {
             published_ = std::max({published_, attempt.told, attempt.served.last(), attempt.as_of});
         }
         for (const Gap& gap : feed_.gaps) published_ = std::max(published_, gap.numbers.last);
-        stopped_in_order_ =
-            std::any_of(scene.journal.venue.begin(), scene.journal.venue.end(),
-                        [](const VenueLine& line) { return line.text == "[kavo_me] stopped"; });
+        stopped_in_order_ = std::any_of(scene.journal.venue.begin(), scene.journal.venue.end(),
+                                        [](const VenueLine& line) { return line.text == "[kavo_me] stopped"; });
     }
 
     void judge() {
@@ -142,8 +144,8 @@ private:
         Whose whose{belief.said.user, belief.symbol};
         Finding finding = about(belief);
         const BookLine& book = books_[product_of(belief.symbol)];
-        finding.truth = heading(belief) + " bids" + text_of(levels_of(book.bids)) + " | asks" +
-                        text_of(levels_of(book.asks));
+        finding.truth =
+            heading(belief) + " bids" + text_of(levels_of(book.bids)) + " | asks" + text_of(levels_of(book.asks));
         if (book.sequence != *belief.sequence) finding.truth += ", since " + std::to_string(book.sequence);
         finding.expected = finding.truth;
         tell(std::move(finding), belief);
@@ -197,7 +199,8 @@ private:
         finding.rule = &belief_book;
         finding.belief = heading(belief);
         if (belief.bids) finding.belief += " bids" + text_of(in_order(*belief.bids, true));
-        if (belief.asks) finding.belief += std::string(belief.bids ? " |" : "") + " asks" + text_of(in_order(*belief.asks, false));
+        if (belief.asks)
+            finding.belief += std::string(belief.bids ? " |" : "") + " asks" + text_of(in_order(*belief.asks, false));
         finding.got = "line " + std::to_string(belief.said.line) + ": " + finding.belief;
         finding.where.user = belief.said.user;
         finding.where.feed_number = *belief.sequence;

@@ -40,8 +40,10 @@ public:
     void judge() {
         std::vector<const FillBelief*> unnamed;
         for (const FillBelief* belief : believer_.fills) {
-            if (belief->execution) judge_named(*belief);
-            else unnamed.push_back(belief);
+            if (belief->execution)
+                judge_named(*belief);
+            else
+                unnamed.push_back(belief);
         }
         // First those that agree in everything, so that a wrong one takes nobody else's place.
         std::vector<const FillBelief*> left;
@@ -62,7 +64,8 @@ private:
     void judge_named(const FillBelief& belief) {
         const auto known = by_execution_.find(*belief.execution);
         if (known == by_execution_.end()) {
-            return tell(belief, "no such fill", "the client was told of no execution " + std::to_string(*belief.execution));
+            return tell(belief, "no such fill",
+                        "the client was told of no execution " + std::to_string(*belief.execution));
         }
         ToldFill& fill = fills_[known->second];
         const bool again = fill.counted++ != 0;

@@ -55,7 +55,10 @@ std::string text_of(const OrderBelief& belief) {
 class OrderJudge {
 public:
     OrderJudge(BeliefScene& scene, const Believer& believer)
-        : scene_(scene), believer_(believer), steps_(order_steps(believer.stream->told)), names_(believer.stream->told) {
+        : scene_(scene),
+          believer_(believer),
+          steps_(order_steps(believer.stream->told)),
+          names_(believer.stream->told) {
         std::vector<ToldMessage> arrivals = believer.stream->told;
         std::stable_sort(arrivals.begin(), arrivals.end(), [](const ToldMessage& one, const ToldMessage& other) {
             return one.given.ns < other.given.ns;
@@ -113,10 +116,9 @@ private:
     // A hole in the stream that was filled later: behind the number, and without what was still missing.
     bool right_as_it_came(const std::string& id, const OrderBelief& belief) const {
         const std::vector<ToldMessage>& told = believer_.stream->told;
-        const auto last = std::upper_bound(told.begin(), told.end(), *belief.sequence,
-                                           [](std::uint64_t sequence, const ToldMessage& message) {
-                                               return sequence < message.sequence;
-                                           });
+        const auto last = std::upper_bound(
+            told.begin(), told.end(), *belief.sequence,
+            [](std::uint64_t sequence, const ToldMessage& message) { return sequence < message.sequence; });
         if (last == told.begin()) return false;
         const std::uint64_t given = std::prev(last)->given.ns;
         const bool hole = std::any_of(told.begin(), last, [&](const ToldMessage& it) { return it.given.ns > given; });
@@ -133,8 +135,7 @@ private:
     bool while_away(const OrderBelief& belief) const {
         if (belief.state != "pending") return false;
         for (const Conversation& conversation : scene_.journal.conversations) {
-            const bool its_own =
-                conversation.service == Service::orders && conversation.user == believer_.stream->user;
+            const bool its_own = conversation.service == Service::orders && conversation.user == believer_.stream->user;
             const bool broken = its_own && conversation.ended_by != EndedBy::client && conversation.closed.ns != 0;
             if (broken && (belief.said.t_ns == 0 || belief.said.t_ns >= conversation.closed.ns)) return true;
         }
@@ -162,7 +163,8 @@ private:
         std::size_t due = steps.size();
         for (std::size_t i = 0; i < steps.size(); ++i) {
             const OrderStep& step = steps[i];
-            const bool certain = !step.between && !step.fresh && !step.refused;
+            // Once it was replaced, what is believed of the new id takes the place of what was believed of this one.
+            const bool certain = !step.between && !step.fresh && !step.refused && !step.replaced;
             if (certain && believer_.must_know(step.sequence, step.given.ns, step.read_ns)) due = i;
         }
         if (due == steps.size()) return;

@@ -1,7 +1,7 @@
 // The lines of the order truth by themselves: each follows from those before it.
 #pragma once
 
-#include "kavo/audit/bench_log.h"
+#include "kavo/audit/bench_rules.h"
 
 namespace kavo::companion {
 

@@ -72,7 +72,8 @@ private:
         Order& order = known_or_new(id);
         order.executed += fill.quantity;
         order.executed_as[id] += fill.quantity;
-        if (fill.timestamp >= order.told_at) order.leaves_told -= std::min<std::uint64_t>(order.leaves_told, fill.quantity);
+        if (fill.timestamp >= order.told_at)
+            order.leaves_told -= std::min<std::uint64_t>(order.leaves_told, fill.quantity);
         if (order.live() && order.sizes_known && order.leaves() == 0) order.state = State::filled;
         tell(order);
     }

@@ -52,6 +52,8 @@ private:
             if (!asks_for(**it, gap)) continue;
             wanted.add((*it)->asks == Asks::messages ? (*it)->wanted : gap.numbers);
             cut_ns = std::max(cut_ns, (*it)->ended.ns);
+            const bool still_answered = !(*it)->complete && (*it)->ended_by == EndedBy::nobody;
+            if (still_answered) return;
         }
         const bool all_asked = wanted.covers({missing.front().first, missing.back().last});
         if (!all_asked) return judge_unasked(listener, life, gap);
@@ -95,7 +97,7 @@ private:
 
     void judge_unasked(const Listener& listener, const ListenersLife& life, const Gap& gap) {
         const std::uint64_t due = scene_.deadline(life, gap, nullptr);
-        if (gap.settled_ns == 0 || scene_.run_ends_before(due)) return;
+        if (gap.settled_ns == 0 || scene_.run_ends_before(due) || given_up_.contains(&life)) return;
         Finding finding = scene_.about(asks_for_what_was_lost, listener, gap);
         finding.expected = expected_for(gap);
         finding.got = asked_since(life, gap);
@@ -112,6 +114,7 @@ private:
         finding.got = asked_since(life, gap) + "; was not given " + text_of(missing) + ", and asked for it no more";
         if (const std::string still = still_waiting(listener, due); !still.empty()) {
             finding.got += still;
+            given_up_.insert(&life);
             return scene_.tell(std::move(finding), gap.shown.ns, due);
         }
         tell_if_alive(std::move(finding), listener, life, gap, due);
@@ -160,6 +163,7 @@ private:
         const std::string evidence = seen_listening(listener, life, gap, due);
         if (evidence.empty()) {
             finding.because = "nothing tells whether it was still listening";
+            given_up_.insert(&life);
             return scene_.list.remark(std::move(finding));
         }
         finding.got += "; it went on listening: " + evidence;
@@ -211,6 +215,7 @@ private:
 
     RecoveryScene& scene_;
     std::set<std::pair<std::string, std::uint64_t>> told_;
+    std::set<const ListenersLife*> given_up_;  // what more they did not ask for is no news
 };
 
 }  // namespace

@@ -1,17 +1,15 @@
 // Whether a receiver of the feed asks for what it lost: all of it, no more, once, and in time.
 #pragma once
 
-#include <span>
 #include <string>
 #include <vector>
 
 #include "kavo/audit/beliefs.h"
 #include "kavo/audit/finding.h"
 #include "kavo/audit/gaps.h"
+#include "kavo/audit/rules.h"
 
 namespace kavo::companion {
-
-std::span<const Rule> recovery_rules();
 
 // audit_recovery with the beliefs at hand: a book that a client says it knows shows that it listens.
 void judge_recovery(const Journal& journal, const Beliefs& beliefs, Verdict& verdict);

@@ -38,7 +38,7 @@ std::uint64_t RecoveryScene::deadline(const ListenersLife& life, const Gap& gap,
 }
 
 void RecoveryScene::note_slack(const Gap& gap, std::uint64_t left_ns) {
-    const double left_ms = static_cast<double>(left_ns) / 1e6;
+    const double left_ms = static_cast<double>(std::min(left_ns, limit_of(gap))) / 1e6;
     if (slack && slack->least_ms <= left_ms) return;
     slack = Slack{&recovery_in_time, left_ms, static_cast<double>(limit_of(gap)) / 1e6};
 }

@@ -9,5 +9,7 @@ namespace kavo::companion {
 
 std::span<const Rule> session_rules();
 std::span<const Rule> order_rules();
+std::span<const Rule> recovery_rules();
+std::span<const Rule> belief_rules();
 
 }  // namespace kavo::companion

@@ -74,8 +74,10 @@ private:
             asking = login->username;
             asked = login->entries.front().requested_sequence;
         } else if (read->type == esesm::PacketType::unsequenced_data) {
-            if (const auto order = meo::read_new_order(read->payload)) ++of_user.stream.sent[order->client_order_id.str()];
-            if (const auto other = meo::read_replace(read->payload)) ++of_user.stream.sent[other->client_order_id.str()];
+            if (const auto order = meo::read_new_order(read->payload))
+                ++of_user.stream.sent[order->client_order_id.str()];
+            if (const auto other = meo::read_replace(read->payload))
+                ++of_user.stream.sent[other->client_order_id.str()];
         }
     }
 

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <cstring>
 #include <optional>
-#include <random>
 
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
@@ -17,6 +16,7 @@
 #include "kavo/bench/keeper.h"
 #include "kavo/bench/place.h"
 #include "kavo/bench/ports.h"
+#include "kavo/bench/readiness.h"
 #include "kavo/bench/venue_output.h"
 #include "kavo/bench/wishes.h"
 
@@ -28,17 +28,8 @@ using namespace std::chrono_literals;
 
 constexpr auto longest_start = 10s;
 constexpr auto longest_stop = 10s;
+constexpr auto longest_farewell = 500ms;  // a relay that holds back holds back the end too
 constexpr auto written_check_interval = 1s;
-
-std::string random_word() {
-    std::random_device random;
-    return "kavo-" + std::to_string(random()) + "-" + std::to_string(random());
-}
-
-// What the venue says when it goes on without something that a bench needs.
-bool tells_of_failure(std::string_view line) {
-    return line.starts_with("kavo_me: ");
-}
 
 std::string ending_of(int wait_status) {
     if (WIFSIGNALED(wait_status)) {
@@ -171,34 +162,19 @@ void Bench::Inside::start_venue(const std::vector<std::string>& flags) {
     facts.pid = keeper->start(Kept::venue, facts.command, venue_environment(facts, folder));
 }
 
-// The banner tells that orders are taken. A mark that comes to the control port, and is then said on standard error of
-// this very process, tells that the port is not another's: two venues may have the same one without a word.
 void Bench::Inside::await_ready() {
-    const std::string nonce = random_word();
-    bool banner = false, asked = false, answered = false, marked = false;
-    std::string failure;
+    Readiness readiness(loop, *output, *control);
     const auto told = output->on_line;
     output->on_line = [&](std::string_view line) {
-        if (told) told(line);
-        if (tells_of_failure(line) && failure.empty()) failure = "the venue started without all that a bench needs";
-        banner |= line.starts_with("[kavo_me] DoM/MACH ");
-        marked |= line.starts_with("bench: mark " + nonce + " ");
-        const bool control_open = line.starts_with("bench: control on ");
-        if (!control_open || asked) return;
-        asked = true;
-        control->send("mark " + nonce, [&](const std::string& reply) {
-            output->drain();  // it is said before it is answered
-            answered = true;
-            if (marked && reply.starts_with("ok ")) return;
-            failure = reply.empty() ? "the venue does not answer on its control port"
-                                    : "another process answers on control port " + std::to_string(facts.control_port);
-        });
+        readiness.hear(line);
+        told(line);
     };
-    const auto done = [&] { return !failure.empty() || ended || (banner && answered && marked); };
-    if (!loop.turn_until(done, longest_start)) failure = "the venue was not ready within ten seconds";
-    output->on_line = told;
+    const auto done = [&] { return readiness.ready() || !readiness.failure().empty() || ended; };
+    const bool in_time = loop.turn_until(done, longest_start);
     output->drain();
+    output->on_line = told;
     if (ended) throw Problem(Status::bench, how_it_ended());
+    const std::string failure = in_time ? readiness.failure() : "the venue was not ready within ten seconds";
     if (!failure.empty()) throw Problem(Status::bench, failure + "." + output->last_lines());
     const std::uint64_t now = now_ns();
     log->write(now, "ready", {{"ms", static_cast<std::int64_t>((now - facts.started_ns) / ns_per_ms)}});
@@ -300,6 +276,9 @@ int Bench::stop() {
         in.keeper->signal(Kept::venue, SIGKILL);
         in.loop.turn_until([&in] { return in.ended.has_value(); }, longest_stop);
     }
+    // Clients see the end through the relay.
+    in.loop.turn_until([&in] { return in.orders->open_connections() + in.recovery->open_connections() == 0; },
+                       longest_farewell);
     in.output->drain();
     in.feed->drain();
     in.canary->drain();

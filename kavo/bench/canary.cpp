@@ -36,7 +36,8 @@ Canary::Canary(Loop& loop, RunLog& log) : loop_(loop), log_(log) {
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    thread_ = std::thread([this] { watch_the_clock(); });
+    // Counted from here: a thread that is given no time to begin is late as well.
+    thread_ = std::thread([this, due = Clock::now() + nap] { watch_the_clock(due); });
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -53,11 +54,10 @@ void Canary::drain() {
     }
 }
 
-void Canary::watch_the_clock() {
-    while (!stop_) {
-        const auto due = std::chrono::steady_clock::now() + nap;
+void Canary::watch_the_clock(Clock::time_point due) {
+    for (; !stop_; due = Clock::now() + nap) {
         std::this_thread::sleep_until(due);
-        const auto too_long = std::chrono::steady_clock::now() - due;
+        const auto too_long = Clock::now() - due;
         if (too_long <= patience) continue;
         const Lateness late{now_ns(), std::chrono::duration_cast<std::chrono::milliseconds>(too_long).count()};
         // A pipe that is full has told of hundreds already.

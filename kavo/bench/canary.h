@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "kavo/basics/loop.h"
@@ -23,7 +24,8 @@ public:
     void drain();
 
 private:
-    void watch_the_clock();
+    using Clock = std::chrono::steady_clock;
+    void watch_the_clock(Clock::time_point due);
 
     Loop& loop_;
     RunLog& log_;

@@ -55,25 +55,35 @@ Keeper::Keeper(Loop& loop, std::filesystem::path temporary)
     errors_ = Descriptor{errors[0]};
     Descriptor writes{errors[1]};
     prctl(PR_SET_CHILD_SUBREAPER, 1);
+    // A keeper is not to be born with a signal that ends it before it ignores them.
+    sigset_t all, before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
     pid_ = fork();
-    if (pid_ < 0) fail("no process");
     if (pid_ == 0) {
         conversation_.reset();
         // The reading end stays open: a venue that says its last lines when kavo is gone must not die of it.
         keep(other_end.get(), writes.get(), temporary_);
     }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (pid_ < 0) fail("no process");
     fcntl(errors_.get(), F_SETFL, O_NONBLOCK);
     loop_.watch(conversation_.get(), POLLIN, [this](short) { hear(); });
 }
 
 Keeper::~Keeper() {
-    if (pid_ < 0) return;
-    loop_.forget(conversation_.get());
-    shutdown(conversation_.get(), SHUT_WR);
-    if (!wait_for_end(conversation_.get())) kill(pid_, SIGKILL);
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    if (!WIFEXITED(status)) end_what_was_adopted();
+    const bool lost = pid_ < 0;
+    if (!lost) {
+        loop_.forget(conversation_.get());
+        shutdown(conversation_.get(), SHUT_WR);
+        if (!wait_for_end(conversation_.get())) kill(pid_, SIGKILL);
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        if (WIFEXITED(status)) return;
+        kill_children(children_before_, longest_end);
+    }
+    std::error_code ignored;
+    if (!temporary_.empty()) std::filesystem::remove_all(temporary_, ignored);
 }
 
 pid_t Keeper::start(Kept which, const std::vector<std::string>& command, const std::vector<std::string>& environment) {
@@ -132,14 +142,8 @@ void Keeper::tell() {
 void Keeper::lose() {
     loop_.forget(conversation_.get());
     waitpid(std::exchange(pid_, -1), nullptr, 0);
-    end_what_was_adopted();
-    if (on_lost) on_lost();
-}
-
-void Keeper::end_what_was_adopted() const {
     kill_children(children_before_, longest_end);
-    std::error_code ignored;
-    if (!temporary_.empty()) std::filesystem::remove_all(temporary_, ignored);
+    if (on_lost) on_lost();
 }
 
 }  // namespace kavo::companion

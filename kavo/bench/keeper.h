@@ -29,7 +29,7 @@ public:
     //   temporary  a folder that is to be removed at the end, if it is there then; empty is none
     // To be made while kavo has one thread. Children that kavo has already are left alone at the end.
     Keeper(Loop& loop, std::filesystem::path temporary);
-    // Ends everything: asks by SIGTERM, and kills what is still there a second later.
+    // Ends everything: asks by SIGTERM, and kills what is still there half a second later.
     ~Keeper();
     Keeper(const Keeper&) = delete;
     Keeper& operator=(const Keeper&) = delete;
@@ -51,7 +51,6 @@ private:
     void tell();
     void lose();
     void ask(char what, Kept which, int number, const std::string& text);
-    void end_what_was_adopted() const;
 
     Loop& loop_;
     std::filesystem::path temporary_;

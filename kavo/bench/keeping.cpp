@@ -13,9 +13,8 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <vector>
 
@@ -29,7 +28,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto grace = 1s;  // for whoever is asked to end, before it is killed
+constexpr auto grace = 500ms;  // for whoever is asked to end, before it is killed
 constexpr auto longest_killing = 5s;
 constexpr auto look_again = 20ms;
 // Whoever means the terminal's programs, or kavo, does not mean the keeper.
@@ -62,7 +61,7 @@ private:
 void Keeping::prepare() {
     setsid();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    prctl(PR_SET_NAME, "kavo-keeper");
+    prctl(PR_SET_NAME, "bench-keeper");  // for whoever kills everything with the name of kavo in its name
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
     for (std::size_t i = 0; i < ignored.size(); ++i) sigaction(ignored[i], &ignore, &before_[i]);
@@ -83,7 +82,13 @@ void Keeping::run() {
 }
 
 bool read_whole(int socket, void* place, std::size_t size) {
-    return size == 0 || recv(socket, place, size, MSG_WAITALL) == static_cast<ssize_t>(size);
+    for (auto* next = static_cast<char*>(place); size > 0;) {
+        const ssize_t count = recv(socket, next, size, 0);
+        if (count == 0 || (count < 0 && errno != EINTR)) return false;
+        next += std::max<ssize_t>(count, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
 }
 
 bool Keeping::carry_out_a_request() {
@@ -180,13 +185,16 @@ void Keeping::end_all() {
     kill_children({}, longest_killing);
 }
 
-// The parent is the second field behind the name, which is in brackets and may hold anything.
+// The parent is the second field behind the name, which is in brackets and may hold anything. -1 for a process that has
+// ended meanwhile: reading tells so, by an error that a stream buffer would throw.
 pid_t parent_of(const std::string& process) {
-    std::ifstream file("/proc/" + process + "/stat");
-    const std::string stat{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t name_end = stat.rfind(')');
-    if (name_end == std::string::npos || name_end + 4 >= stat.size()) return -1;
-    return static_cast<pid_t>(std::strtol(stat.c_str() + name_end + 4, nullptr, 10));
+    const Descriptor file{open(("/proc/" + process + "/stat").c_str(), O_RDONLY | O_CLOEXEC)};
+    char stat[1024];
+    const ssize_t count = read(file.get(), stat, sizeof stat - 1);
+    if (count <= 0) return -1;
+    stat[count] = '\0';
+    const char* name_end = std::strrchr(stat, ')');
+    return name_end == nullptr || std::strlen(name_end) < 5 ? -1 : static_cast<pid_t>(std::atol(name_end + 4));
 }
 
 }  // namespace
@@ -196,12 +204,12 @@ std::set<pid_t> children() {
     if (waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) != 0 && errno == ECHILD) return found;
     const pid_t self = getpid();
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
-        const std::string name = entry.path().filename();
+    for (std::filesystem::directory_iterator all("/proc", error), end; !error && all != end; all.increment(error)) {
+        const std::string name = all->path().filename();
         pid_t pid = 0;
-        const auto [end, wrong] = std::from_chars(name.data(), name.data() + name.size(), pid);
-        if (wrong != std::errc{} || end != name.data() + name.size() || parent_of(name) != self) continue;
-        found.insert(pid);
+        const auto [last, wrong] = std::from_chars(name.data(), name.data() + name.size(), pid);
+        const bool is_process = wrong == std::errc{} && last == name.data() + name.size();
+        if (is_process && parent_of(name) == self) found.insert(pid);
     }
     return found;
 }

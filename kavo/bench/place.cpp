@@ -86,7 +86,8 @@ std::string cut_short(const RunFolder& folder) {
 
 bool disk_is_full(const RunFolder& folder) {
     struct statvfs disk {};
-    return statvfs(folder.path.c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize < least_room_bytes;
+    if (statvfs(folder.path.c_str(), &disk) != 0 || disk.f_blocks == 0) return false;  // one that does not count
+    return (geteuid() == 0 ? disk.f_bfree : disk.f_bavail) * disk.f_frsize < least_room_bytes;
 }
 
 }  // namespace kavo::companion

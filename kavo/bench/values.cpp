@@ -1,6 +1,8 @@
 // What can be meant by the value of a flag or of a key.
 #include <arpa/inet.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>

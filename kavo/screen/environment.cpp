@@ -23,7 +23,7 @@ std::optional<Endpoint> endpoint_of(const std::string& text) {
 std::optional<Endpoint> endpoint_from_environment(const char* variable) {
     const char* text = std::getenv(variable);
     if (text == nullptr || *text == '\0') return std::nullopt;
-    const auto endpoint = endpoint_of(text);
+    auto endpoint = endpoint_of(text);
     if (!endpoint) {
         throw Problem(Status::usage, "the environment has " + std::string(variable) + "=" + text +
                                          ", which is no ADDRESS:PORT: unset it, or correct it");

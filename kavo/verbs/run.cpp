@@ -1,5 +1,4 @@
 // kavo run: a private bench, until somebody ends it.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -35,19 +34,22 @@ Exit status: 0 ended when it was asked to, 2 usage, 3 the venue could not start,
 struct RunOptions {
     BenchWishes wishes;
     bool while_stdin = false;
-    std::vector<std::string> extra;
 };
 
 // A harness that dies closes its end of kavo's standard input, however it dies.
 void watch_standard_input(Loop& loop, bool& stop) {
-    fcntl(STDIN_FILENO, F_SETFL, fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
     loop.watch(STDIN_FILENO, POLLIN, [&loop, &stop](short) {
         char ignored[4096];
         const ssize_t count = read(STDIN_FILENO, ignored, sizeof ignored);
-        if (count > 0 || (count < 0 && errno == EAGAIN)) return;
+        if (count > 0) return;
         loop.forget(STDIN_FILENO);
         stop = true;
     });
+}
+
+void say_ready(const Bench& bench) {
+    std::cout << facts_line(bench.facts(), bench.folder()) << std::endl;
+    if (!std::cout) throw Problem(Status::bench, "cannot write to standard output: is the disk full?");
 }
 
 Status run(const RunOptions& options) {
@@ -56,7 +58,7 @@ Status run(const RunOptions& options) {
     const StopSignals signals(loop, [&stop](int) { stop = true; });
     if (options.while_stdin) watch_standard_input(loop, stop);
     Bench bench(loop, options.wishes);
-    std::cout << facts_line(bench.facts(), bench.folder()) << std::endl;
+    say_ready(bench);
     while (!stop && bench.running()) loop.turn(std::chrono::hours(1));
     if (!bench.running()) throw Problem(Status::bench, bench.last_words());
     const int ended = bench.stop();
@@ -77,7 +79,17 @@ void add_run(CLI::App& app, Action& action) {
     verb->add_flag("--while-stdin", options->while_stdin, "end when standard input does, for a harness that may die");
     verb->add_option("flags", options->wishes.flags, "of kavo_me, behind --");
     verb->footer(examples);
-    verb->callback([&action, options] { action = [options] { return run(*options); }; });
+    verb->allow_extras();
+    verb->callback([&action, options, verb] {
+        std::vector<std::string> unknown = verb->remaining();
+        std::erase(unknown, "--");
+        action = [options, unknown] {
+            if (unknown.empty()) return run(*options);
+            throw Problem(Status::usage, unknown.front() +
+                                             " is no option of kavo run. Flags of kavo_me go behind --, as "
+                                             "in kavo run -- --seed 7.");
+        };
+    });
 }
 
 }  // namespace kavo::companion

@@ -94,7 +94,9 @@ bool read_ip(ByteView ip, Capture::Packet& packet) {
 Capture::Capture(const std::filesystem::path& file) : file_(nullptr, pcap_close) {
     char reason[PCAP_ERRBUF_SIZE] = "";
     file_.reset(pcap_open_offline_with_tstamp_precision(file.c_str(), PCAP_TSTAMP_PRECISION_NANO, reason));
-    if (!file_) throw Problem(Status::usage, "cannot read a capture from " + file.string() + ": " + reason);
+    if (!file_)
+        throw Problem(Status::usage, "cannot read a capture from " + file.string() + " (" + reason +
+                                         "): name a pcap or pcapng file, or the folder of a run");
     if (!can_read(pcap_datalink(file_.get()))) {
         throw Problem(Status::usage, "cannot read the packets in " + file.string() +
                                          ": capture on an Ethernet interface, on lo, or on any");

@@ -156,6 +156,7 @@ void FeedTap::note_drops(std::uint64_t inode, std::uint64_t drops) {
                {{"port", std::int64_t{port_}},
                 {"socket", inode == own_inode_ ? std::string_view("kavo") : std::string_view("client")},
                 {"drops", static_cast<std::int64_t>(drops - known)}});
+    if (on_drops) on_drops(inode == own_inode_, drops - known);
     known = drops;
 }
 

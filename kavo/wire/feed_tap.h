@@ -20,6 +20,7 @@ class FeedTap {
 public:
     // Joins the group and binds to it, so that other groups on the same port are not heard; an address of this machine
     // takes a feed that is sent to it alone. Throws Problem when that cannot be.
+    // The system begins to stamp some milliseconds later: what comes before carries the time at which it was read.
     FeedTap(Loop& loop, Recording& recording, RunLog& log, const std::string& group, std::uint16_t port,
             const std::string& interface_address);
     // Reads what is still there, and looks for drops once more.
@@ -31,6 +32,8 @@ public:
     void drain();
 
     std::function<void(ByteView datagram)> on_datagram;
+    // Called when the kernel has thrown datagrams of the feed away: this copy of them, or another receiver's.
+    std::function<void(bool own, std::uint64_t drops)> on_drops;
 
 private:
     void take(const msghdr& about, ByteView datagram);

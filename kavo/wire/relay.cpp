@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -65,8 +64,6 @@ void Relay::accept_clients() {
     int client = -1;
     while ((client = accept4(listening_, reinterpret_cast<sockaddr*>(&caller), &size, SOCK_CLOEXEC | SOCK_NONBLOCK)) >=
            0) {
-        const int on = 1;
-        setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         connections_.emplace_back(parts_, client, Recording::Ends{port_of(caller), port_}, behind_);
     }
     if (errno != EAGAIN && errno != ECONNABORTED && errno != EINTR) accept_again_later();

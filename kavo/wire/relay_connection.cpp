@@ -20,11 +20,22 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // So much is read of one side beyond what the other has taken.
-constexpr std::size_t waiting_limit_bytes = 256 * 1024;
+constexpr std::size_t waiting_limit_bytes = 128 * 1024;
 constexpr std::size_t read_bytes = 64 * 1024;
 // A side that has been told that it is over, or that does not take what stands before a reset, has so long.
 constexpr std::chrono::seconds patience{2};
 constexpr std::chrono::milliseconds before_reset{1};
+
+// What the system buffers on top of it, at each of the two sockets and in each direction. Little, or whoever does not
+// read would be found out by the venue much later than without a relay.
+constexpr int socket_buffer_bytes = 128 * 1024;
+
+void prepare(int socket) {
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &socket_buffer_bytes, sizeof socket_buffer_bytes);
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &socket_buffer_bytes, sizeof socket_buffer_bytes);
+}
 
 bool would_block() {
     return errno == EAGAIN || errno == EINTR;
@@ -49,6 +60,7 @@ RelayConnection::RelayConnection(const RelayParts& parts, int client, Recording:
     : parts_(parts), number_(parts.recording.number_connection()) {
     client_.is_client = true;
     client_.socket = client;
+    prepare(client);
     client_.ends = ports;
     venue_.ends = {ports.client, behind};
     client_.said.did = [this](std::string_view what, std::size_t bytes) { note(what, "up", bytes); };
@@ -70,8 +82,7 @@ void RelayConnection::connect_to_venue() {
     name.sin_port = htons(venue_.ends.server);
     name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     venue_.socket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const int on = 1;
-    setsockopt(venue_.socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    prepare(venue_.socket);
     const bool well = connect(venue_.socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
     venue_.connecting = !well && errno == EINPROGRESS;
     if (!venue_.connecting) connected(well);

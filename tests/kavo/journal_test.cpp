@@ -5,7 +5,9 @@
 #include <fstream>
 
 #include "client/transcript.h"
+#include "kavo/audit/audit.h"
 #include "kavo/basics/problem.h"
+#include "kavo/journal/story.h"
 #include "kavo/recorded_run.h"
 
 namespace kavo::companion {
@@ -38,6 +40,22 @@ std::string lines(const std::vector<WirePacket>& packets) {
 std::string content_of(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// Does with it all that is ever done.
+void look_at(const Journal& journal) {
+    Verdict verdict;
+    audit_bench(journal, verdict, {});
+    tell_story(journal, {.all = true}, [](const StoryEntry&) {});
+}
+
+std::string story(const Journal& journal, const StoryWishes& wishes) {
+    std::vector<std::string> told;
+    tell_story(journal, wishes, [&told](const StoryEntry& entry) {
+        told.push_back((entry.by_user ? "-> " : "<- ") + entry.what +
+                       (entry.why.empty() ? "" : " (" + entry.why + ")"));
+    });
+    return client::joined(told);
 }
 
 void overwrite(const std::filesystem::path& file, const std::string& content) {
@@ -133,6 +151,52 @@ TEST(Journal, SaysWhatIsMissing) {
     EXPECT_THROW(read_journal(run.folder.path), Problem);
 }
 
+TEST(Story, TellsWhatWasRejectedAndWhy) {
+    RecordedRun run;
+    RecordedRun::Client& alice = run.user("alice");
+    run.step();
+    alice.session.send(client::buy("b1").shares(0).at("190.50"));
+    alice.session.send(client::buy("b2").shares(100).at("180.00"));
+    alice.session.send(client::buy("b2").shares(100).at("180.00"));
+    alice.session.send(client::cancel("b9"));
+    run.step();
+    const Journal journal = run.journal();
+    EXPECT_EQ(story(journal, {.user = "alice", .rejected = true}),
+              "<- 3: NR b1 rejected 'K' 0@190.5 (the quantity is 0) | "
+              "<- 7: NR b2 rejected 'A' 100@180 (the client order id is that of a live order) | "
+              "<- 8: CR xb9 of b9 rejected 'D' (the client has no live order of that id, or the cancel came too late)");
+    EXPECT_EQ(story(journal, {.user = "bob"}), "");
+}
+
+TEST(Story, TellsTheLifeOfAnOrderUnderAllItsIds) {
+    RecordedRun run;
+    RecordedRun::Client& alice = run.user("alice");
+    run.step();
+    alice.session.send(client::buy("b1").shares(100).at("180.00"));
+    alice.session.send(client::buy("b7").shares(100).at("180.00"));
+    run.step();
+    alice.session.send(client::replace("b1", "b2").shares(100).at("181.00"));
+    run.step();
+    alice.session.send(client::cancel("b2"));
+    run.step();
+    const std::string life =
+        "-> N1 b1 buy 100@180 tif D type 1 product 1 | <- 46: add 1 #1040 B 100@180 | "
+        "<- 3: NR b1 accepted #1040 100@180 | <- 4: O1 b1 #1040 buy 100@180 tif D type 1 | "
+        "<- 5: P1 b1 #1040 @180 behind | -> M1 b2 for b1 100@181 tif D | <- 48: modify 1 #1040 100@181 lost priority | "
+        "<- 9: MR b2 for b1 accepted #1040 leaves 100 | <- 10: MN b2 for b1 #1040 100@181 leaves 100 tif D | "
+        "-> CO xb2 of b2 | <- 49: delete 1 #1040 | <- 11: CR xb2 of b2 accepted #1040 | "
+        "<- 12: XN b2 #1040 leaves 0 'U' (the client asked for it)";
+    const Journal journal = run.journal();
+    EXPECT_EQ(story(journal, {.order = "b1"}), life);
+    EXPECT_EQ(story(journal, {.order = "b2"}), life);
+}
+
+TEST(Story, TellsMessagesOfTheFeedByTheirNumbers) {
+    RecordedRun run;
+    const Journal journal = run.journal();
+    EXPECT_EQ(story(journal, {.feed = {{2, 4}}}), "<- 2: state session 1 | <- 3: definition 1 AAPL Q | <- 4: open 1");
+}
+
 // No byte of any file is beyond damage, and none of it throws. Of text that is cut anywhere but behind a line, it is
 // said; so it is of a recording that ends within a packet.
 TEST(Journal, OutlivesAnyDamage) {
@@ -145,14 +209,15 @@ TEST(Journal, OutlivesAnyDamage) {
     for (const auto& file : {run.folder.wire(), run.folder.order_truth(), run.folder.book_truth(),
                              run.folder.venue_log(), run.folder.log()}) {
         const std::string whole = content_of(file);
-        const std::size_t step = whole.size() / 60 + 1;
+        const std::size_t step = whole.size() / 40 + 1;
         for (std::size_t at = 0; at < whole.size(); at += step) {
             std::string flipped = whole;
             flipped[at] = static_cast<char>(flipped[at] ^ (1 << at % 8));
             overwrite(file, flipped);
-            EXPECT_NO_THROW(read_journal(run.folder.path));
+            EXPECT_NO_THROW(look_at(read_journal(run.folder.path)));
             overwrite(file, whole.substr(0, at));
             const Journal cut = read_journal(run.folder.path);
+            EXPECT_NO_THROW(look_at(cut));
             const bool at_line_end = at == 0 || whole[at - 1] == '\n';
             const bool must_say_so = file != run.folder.wire() && !at_line_end;
             EXPECT_TRUE(!must_say_so || !cut.defects.empty()) << file << " " << at;

@@ -187,7 +187,7 @@ TEST(Cancels, OfAnOrderOfAnEarlierConnectionAreInnocent) {
 
 TEST(Cancels, OfWhatAReplayHasToldAnewConvict) {
     RunMadeByHand run;
-    with_an_order(run).is_told(5, filled("b1", 100)).after(1500ms).resets();
+    with_an_order(run).is_told(5, filled("b1", 100)).after(500ms).resets();
     auto& second = run.connection(2s);
     second.logs_in("alice", 5).is_let_in(5).is_told(5, filled("b1", 100)).has_heard_all();
     second.after(1s).sends(cancel("b1")).closes();

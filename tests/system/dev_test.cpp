@@ -136,7 +136,8 @@ TEST(Dev, AsksForPackagesByNameWhereItMayNotInstallThem) {
 TEST(Dev, StartsWhatHasBeenBuiltWhereNothingMayBeWritten) {
     Checkout checkout;
     checkout.make_folder("build/run/tools");
-    for (const std::string program : {"kavo_me", "kavo", "tools/demo"}) {
+    checkout.make_folder("build/run/examples/trading_client");
+    for (const std::string program : {"kavo_me", "kavo", "tools/demo", "examples/trading_client/trading_client"}) {
         checkout.write("build/run/" + program, "echo \"" + program + " $*\"");
     }
     checkout.write("bin/dpkg-query", "exit 1");  // it needs nothing to build with

@@ -308,21 +308,15 @@ TEST(Feed, TellsTheSameInJson) {
 TEST(Feed, EndsWhenItHasShownWhatWasAskedFor) {
     const Ports ports;
     MovingVenue venue(ports.feed, ports.services);
-    const std::uint64_t from = venue.control.next_sequence() + 20;
-    const Flags where = {"feed",
-                         "--group",
-                         "127.0.0.1",
-                         "--port",
-                         text(ports.feed.number()),
-                         "--book",
-                         "--recovery-port",
-                         text(ports.services.retransmission.number())};
-    Flags some = where;
+    const std::uint64_t from = venue.pause() + 20;
+    Flags some = ports.book();
     some.insert(some.end(), {"--from", text(from), "--count", "3"});
-    const Verb three(some);
-    EXPECT_EQ(three.status, 0);
-    const ShownBooks shown(three.said.substr(three.said.find("\n" + text(from) + " ") + 1));
-    EXPECT_EQ(shown.messages, (std::vector{from, from + 1, from + 2})) << three.said;
+    FeedTool tool(ports.feed, some);
+    EXPECT_TRUE(tool.process.says("--- refresh: "));
+    EXPECT_EQ(venue.control.ask("resume"), "ok resume\n");
+    EXPECT_EQ(tool.process.wait(), 0);
+    const ShownBooks shown(tool.process.said());
+    EXPECT_EQ(shown.messages, (std::vector{from, from + 1, from + 2})) << tool.process.said();
 
     // The environment of a bench says where, and the time ends it.
     const Verb soon({"feed", "--seconds", "0.2"},
