@@ -1,7 +1,7 @@
 // What a client does when it is told that its user is logged in already: it has to wait for a ghost of its own, the
 // connection that has broken without the venue's noticing.
 #include <algorithm>
-#include <map>
+#include <set>
 #include <vector>
 
 #include "kavo/audit/session_rules.h"
@@ -60,18 +60,16 @@ void audit_tries_again(const EventList& user, const Circumstances& circumstances
     verdict.findings.push_back(found);
 }
 
-// Logins that brought nothing and could not: refused, since the user is logged in already, or for the same number as
-// the login before, on a connection that is logged in.
+// Logins that brought nothing: refused, since the user is logged in already, or accepted on a connection that was
+// logged in and had missed nothing.
 EventList vain_logins(const EventList& user) {
     EventList vain;
-    std::map<const Conversation*, std::uint64_t> asked;
+    std::set<const Conversation*> let_in;
     for (const ClientEvent* event : user) {
         if (is_refused(*event)) vain.push_back(event);
-        if (event->kind != Kind::login) continue;
-        const auto before = asked.find(event->conversation);
-        const bool same = before != asked.end() && before->second == event->number;
-        if (same && event->logged_in) vain.push_back(event);
-        asked[event->conversation] = event->number;
+        if (event->kind != Kind::answer || !event->logged_in) continue;
+        const bool again = !let_in.insert(event->conversation).second;
+        if (again && event->asked == event->number + 1) vain.push_back(event);
     }
     return vain;
 }
@@ -94,7 +92,7 @@ void audit_not_too_often(const EventList& user, Verdict& verdict) {
     found.grade = most > too_many_tries ? Grade::finding : Grade::remark;
     found.expected = refused ? "at most 10 logins in 8,000 ms while the user is logged in already"
                              : "a login when something may have been missed";
-    found.got = counted(most, "login") + (refused ? " that were refused" : " for a number that was asked for already");
+    found.got = counted(most, "login") + (refused ? " that were refused" : " that brought nothing");
     verdict.findings.push_back(found);
 }
 

@@ -106,7 +106,7 @@ private:
     void asks_again_for_what_it_has(const ClientEvent& login, std::uint64_t least) {
         Finding found = number_finding(login);
         found.got = "a login that asks for " + std::to_string(login.number) + ": " +
-                    counted(least - login.number, "message") + " told more than a second before are told again";
+                    counted(least - login.number, "message") + " that it has read are told again";
         verdict_.findings.push_back(found);
     }
 

@@ -62,7 +62,7 @@ void StreamPosition::closed(const Conversation& conversation, std::uint64_t at_n
     const auto of_it = [&](const Step& step) { return step.conversation == &conversation; };
     if (conversation.reset) std::erase_if(unsure_, of_it);
     for (Step& step : unsure_) {
-        if (of_it(step)) step.sure_ns -= last_moments_ns;
+        if (of_it(step)) step.sure_ns = at_ns;
     }
 }
 

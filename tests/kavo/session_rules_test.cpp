@@ -610,7 +610,7 @@ TEST(Retry, LoginsThatCanBringNothingConvictWhenTheyHail) {
     for (int i = 0; i < 60; ++i) hammers.after(10ms).logs_in("alice", 6).is_let_in(5);
     const Verdict verdict = judged(hammering);
     ASSERT_EQ(found(verdict), "finding session.not-too-often");
-    EXPECT_EQ(verdict.findings[0].got, "59 logins for a number that was asked for already");
+    EXPECT_EQ(verdict.findings[0].got, "60 logins that brought nothing");
 }
 
 TEST(Retry, ManyConnectionsOneAfterTheOtherAreRight) {
