@@ -131,9 +131,9 @@ TEST(Run, TakesForAFailedStartWhatTheSimulatorGoesOnWithout) {
 
 // Another venue has the control port as well, and is given the commands.
 TEST(Run, KnowsWhetherTheControlPortIsThatOfItsOwnVenue) {
-    const Script venue(R"($REAL "$@" 2> "$TMPDIR/said" &
-until grep -q MEO/ESesM "$TMPDIR/said"; do kill -0 $! || exit; done
-cat "$TMPDIR/said" >&2; rm "$TMPDIR/said"; wait)");
+    const Script venue(R"(SAID=$(dirname "$0")/said; $REAL "$@" 2> "$SAID" &
+until grep -q MEO/ESesM "$SAID"; do kill -0 $! || exit; done
+cat "$SAID" >&2; wait)");
     KavoRun run({}, {}, venue.path());
     EXPECT_EQ(run.process().wait(), 3);
     EXPECT_NE(run.process().said().find("another process answers on the control port of the bench"), std::string::npos)
