@@ -236,7 +236,7 @@ std::vector<Trade> audit_books(const Journal& journal, const BenchLog& log, Reco
     audit.audit(progress);
     verdict.counts.book_lines = audit.lines;
     verdict.counts.book_lines_not_compared = audit.not_compared;
-    judge_gaps(log, feed, verdict, findings);
+    judge_gaps(log, feed, findings);
     return std::move(audit.trades);
 }
 

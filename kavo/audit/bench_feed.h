@@ -40,6 +40,6 @@ struct RecordedFeed {
 RecordedFeed audit_feed(const Journal& journal, const BenchLog& log, Verdict& verdict, BenchFindings& findings);
 
 // The gaps that nobody planned: the venue has skipped numbers, unless something else may have swallowed them.
-void judge_gaps(const BenchLog& log, const RecordedFeed& feed, Verdict& verdict, BenchFindings& findings);
+void judge_gaps(const BenchLog& log, const RecordedFeed& feed, BenchFindings& findings);
 
 }  // namespace kavo::companion

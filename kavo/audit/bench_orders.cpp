@@ -123,7 +123,7 @@ private:
     }
 
     // The time of the latest message with no unknown one before it.
-    static std::uint64_t latest_known(const StreamOfUser& stream) {
+    static std::uint64_t latest_known(const SentStream& stream) {
         const std::uint64_t known = stream.known_up_to();
         std::uint64_t latest = 0;
         for (const auto& [number, message] : stream.messages) {

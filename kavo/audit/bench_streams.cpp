@@ -222,7 +222,7 @@ void audit_passage(const Conversation& conversation, bool by_client, BenchFindin
 
 }  // namespace
 
-std::uint64_t StreamOfUser::known_up_to() const {
+std::uint64_t SentStream::known_up_to() const {
     std::uint64_t known = 0;
     for (const auto& [number, message] : messages) {
         if (number != known + 1) break;

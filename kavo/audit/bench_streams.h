@@ -11,14 +11,14 @@
 
 namespace kavo::companion {
 
-struct StreamMessage {
+struct SentMessage {
     ByteView message;
     Moment at;
     std::size_t conversation = 0;
 };
 
-struct StreamOfUser {
-    std::map<std::uint64_t, StreamMessage> messages;  // by number, as first sent
+struct SentStream {
+    std::map<std::uint64_t, SentMessage> messages;  // by number, as first sent
     // Up to here everything is known; behind it, messages may have been numbered that nobody was sent.
     std::uint64_t known_up_to() const;
 };
@@ -31,7 +31,7 @@ struct UserRequest {
 };
 
 struct BenchStreams {
-    std::map<std::string, StreamOfUser> users;
+    std::map<std::string, SentStream> users;
     std::vector<UserRequest> requests;  // all that reached the venue, in the order of the recording
     // Somebody logged in under a second name on one connection, and took its orders along.
     bool orders_moved = false;

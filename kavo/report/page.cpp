@@ -7,11 +7,6 @@ namespace kavo::companion {
 
 namespace {
 
-// page.html as it was when this was built; see CMakeLists.txt.
-constexpr std::string_view page_template =
-#include "page_html.inc"
-    ;
-
 std::string element(std::string_view name, std::string_view style, std::string_view text) {
     return "<" + std::string(name) + " class=\"" + std::string(style) + "\">" + for_markup(text) + "</" +
            std::string(name) + ">";

@@ -43,6 +43,6 @@ std::string json_report(const Report& report);
 std::string junit_report(const Report& report);
 
 // All of them, and the page, into the folder of the run. Throws Problem when one cannot be written.
-void write_reports(const Report& report);
+void write_reports(const Report& report, const Journal& journal);
 
 }  // namespace kavo::companion

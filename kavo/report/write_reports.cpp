@@ -1,6 +1,7 @@
 #include <fstream>
 
 #include "kavo/basics/problem.h"
+#include "kavo/report/page.h"
 #include "kavo/report/report.h"
 
 namespace kavo::companion {
@@ -17,10 +18,11 @@ void write(const std::filesystem::path& file, const std::string& text) {
 
 }  // namespace
 
-void write_reports(const Report& report) {
+void write_reports(const Report& report, const Journal& journal) {
     write(report.folder.verdict("txt"), text_report(report));
     write(report.folder.verdict("json"), json_report(report));
     write(report.folder.verdict("xml"), junit_report(report));
+    write(report.folder.verdict("html"), page(report, journal));
 }
 
 }  // namespace kavo::companion

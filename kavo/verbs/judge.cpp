@@ -74,7 +74,7 @@ Status judge(const RunFolder& folder, const Telling& telling) {
     }();
     const Report report{folder,      journal.facts,  verdict, journal.defects, command_of(journal),
                         all_rules(), end_of(journal)};
-    if (telling.write) write_reports(report);
+    if (telling.write) write_reports(report, journal);
     if (telling.json) {
         std::cout << json_report(report);
     } else {

@@ -129,6 +129,7 @@ void RecordedRun::take_what_is_said() {
 void RecordedRun::finish() {
     if (finished_) return;
     finished_ = true;
+    venue.command("pause");  // or the pass that gives the report would go on with the market behind it
     const std::string stats = venue.command("stats");
     take_what_is_said();
     const std::string faults = "kavo_me faults: " + between(stats, "kavo_me faults: ", " session=");
