@@ -24,7 +24,7 @@ Verdict verdict_on(const std::string& tree) {
 class Copy {
 public:
     Copy() {
-        for (const char* part : {"src", "client", "memory", "model"}) {
+        for (const char* part : {"src", "client", "memory", "model", "kavo"}) {
             fs::copy(std::string(KAVO_SOURCE_DIR "/") + part, folder_.path(part), fs::copy_options::recursive);
         }
         fs::create_directory(folder_.path("tools"));
