@@ -55,6 +55,7 @@ public:
     SyntheticMarket market;
     OrderTruth order_truth;
     OutboundMessages outbox;
+    ClosedIds closed_ids;
 
 private:
     struct PendingCancel {
@@ -121,7 +122,6 @@ private:
 
     LiveIds live_ids_;
     OpenOrders open_orders_;  // of the clients
-    ClosedIds closed_ids_;
     std::deque<PendingCancel> pending_cancels_;  // the next one that falls due is in front
     std::uint64_t next_execution_id_ = 1;
     std::uint64_t last_tick_ms_;

@@ -26,7 +26,7 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
 void OrderEntry::accept_clients() {
     if (!clients_waiting) return;
     const std::size_t clients_before = clients_.size();
-    for (int accepts = 0; accepts < most_accepts_in_a_pass; ++accepts) {
+    for (int accepts = 0; accepts < transport_.accepts_limit; ++accepts) {
         const int fd = transport_.accept(accept_exhausted_);
         if (fd == no_socket) break;
         open_client(fd);

@@ -114,6 +114,7 @@ public:
     const std::vector<Farewell>& farewells() const { return farewells_.under_way(); }
     bool accept_exhausted() const { return accept_exhausted_; }
     bool clients_waiting = true;  // at the listener
+    std::size_t stream_limit = SessionStream::limit_messages;
 
 private:
     enum class Announce { no, yes };
