@@ -23,11 +23,13 @@ std::uint64_t next_heartbeat(FeedReader& feed) {
 
 TEST(ControlPort, SaysWhereItListensAndWhatItUnderstands) {
     FullVenue venue;
+    std::string faults;
+    for (const model::Bench::Fault& fault : model::Bench().faults) faults += std::string(fault.control_word) + " N | ";
     EXPECT_TRUE(venue.process.says(
         "bench: control on 127.0.0.1:" + std::to_string(venue.control_port()) +
         " (pause | resume | drop N | dup N | reorder N | drop_every N | dup_every N | reorder_every N | rate MS | "
-        "disconnect | lapse MS | reject N | partial N | fill_on_cancel N | unsolicited_cancel N | replace_reject N | "
-        "mark LABEL | stats | stop)\n"));
+        "disconnect | lapse MS | " +
+        faults + "mark LABEL | stats | stop)\n"));
 }
 
 TEST(ControlPort, IsNotThereUnlessItIsAskedFor) {

@@ -2,6 +2,7 @@
 // log say of it.
 #include <chrono>
 
+#include "model/bench.h"
 #include "support/scene.h"
 #include "system/live_venue.h"
 
@@ -15,11 +16,19 @@ LiveVenue::Environment scenario(const std::string& text) {
     return {{"KAVO_ME_SCENARIO", text}};
 }
 
+// A bench on which every so many occasions of a fault bring it.
+model::Bench scripted(model::Bench::Kind fault, std::uint32_t every) {
+    model::Bench bench;
+    bench.faults.at(fault).script.every = every;
+    return bench;
+}
+
 const std::string hello_alice =
     "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n";
 
 TEST(LiveScenario, RejectsEveryThirdOrderThatIsInOrder) {
-    LiveVenue venue({}, scenario("name=moody,reject_every=3"));
+    const model::Bench bench = scripted(model::Bench::reject, 3);
+    LiveVenue venue({}, scenario(bench.scenario()));
     User alice(venue, "alice");
     alice.send(buy("b1").shares(100).at("100.00"));
     alice.send(buy("b1").shares(100).at("100.00"));  // a duplicate, and so no order that counts
@@ -36,10 +45,7 @@ TEST(LiveScenario, RejectsEveryThirdOrderThatIsInOrder) {
 
     venue.stop();
     EXPECT_EQ(venue.feed.waiting(), "add 1 #1040 B 100@100 | add 1 #1041 B 100@101 | add 1 #1042 S 300@250.05");
-    EXPECT_EQ(venue.commentary(),
-              "bench: scenario 'moody' armed (disconnect after 0 orders, lapse 0 ms, reject every 3, partial every 0, "
-              "fill-on-cancel every 0, unsolicited cancel every 0, replace reject every 0)\n" +
-                  hello_alice);
+    EXPECT_EQ(venue.commentary(), bench.armed_line() + "\n" + hello_alice);
     EXPECT_EQ(venue.truth(),
               lines({R"({"t":*,"ev":"new","cl":"b1","oid":1040,"symbol":"AAPL","side":"B","qty":100,"px":100,)"
                      R"("cum":0,"leaves":0,"last_qty":0,"text":""})",
@@ -54,7 +60,8 @@ TEST(LiveScenario, RejectsEveryThirdOrderThatIsInOrder) {
 }
 
 TEST(LiveScenario, CancelsEverySecondRestingOrderUnasked) {
-    LiveVenue venue({}, scenario("name=desk,unsolicited_cancel_every=2"));
+    const model::Bench bench = scripted(model::Bench::unsolicited_cancel, 2);
+    LiveVenue venue({}, scenario(bench.scenario()));
     User alice(venue, "alice");
     alice.send(buy("b1").shares(100).at("100.00"));
     alice.next(3);
@@ -80,9 +87,8 @@ TEST(LiveScenario, CancelsEverySecondRestingOrderUnasked) {
               "add 1 #1040 B 100@100 | add 1 #1041 S 300@250.05 | delete 1 #1041 | add 1 #1042 B 100@100 | "
               "add 1 #1043 B 100@100 | delete 1 #1043");
     EXPECT_EQ(venue.commentary(),
-              "bench: scenario 'desk' armed (disconnect after 0 orders, lapse 0 ms, reject every 0, partial every 0, "
-              "fill-on-cancel every 0, unsolicited cancel every 2, replace reject every 0)\n" +
-                  hello_alice + "bench: unsolicited cancel of s2 (helpdesk; the client must mark it cancelled)\n");
+              bench.armed_line() + "\n" + hello_alice +
+                  "bench: unsolicited cancel of s2 (helpdesk; the client must mark it cancelled)\n");
     EXPECT_EQ(venue.truth(),
               lines({R"({"t":*,"ev":"new","cl":"b1","oid":1040,"symbol":"AAPL","side":"B","qty":100,"px":100,)"
                      R"("cum":0,"leaves":0,"last_qty":0,"text":""})",
@@ -105,7 +111,9 @@ TEST(LiveScenario, ThatIsEmptyIsNone) {
 }
 
 TEST(LiveScenario, DropsTheClientOnceAfterItsSecondOrder) {
-    LiveVenue venue({}, scenario("name=drop,disconnect_after=2"));
+    model::Bench bench;
+    bench.disconnect_after = 2;
+    LiveVenue venue({}, scenario(bench.scenario()));
     {
         User alice(venue, "alice");
         alice.send(buy("b1").shares(100).at("100.00"));
@@ -130,9 +138,7 @@ TEST(LiveScenario, DropsTheClientOnceAfterItsSecondOrder) {
               "add 1 #1040 B 100@100 | add 1 #1041 B 100@101 | add 1 #1042 B 100@103 | "
               "add 1 #1043 B 100@104");
     EXPECT_EQ(venue.commentary(),
-              "bench: scenario 'drop' armed (disconnect after 2 orders, lapse 0 ms, reject every 0, partial every 0, "
-              "fill-on-cancel every 0, unsolicited cancel every 0, replace reject every 0)\n" +
-                  hello_alice +
+              bench.armed_line() + "\n" + hello_alice +
                   "bench: dropping the connection of alice (scripted: the client must log in again with its next "
                   "expected sequence)\n"
                   "bench: ACOD off (Do Not Cancel All Open Orders): 2 open order(s) of alice stay on the book\n"
