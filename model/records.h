@@ -85,8 +85,9 @@ struct Limits {
     std::size_t feed_messages = 200'000;
     std::size_t stream_messages = 500'000;  // of each user
     std::size_t closed_ids = 50'000;
-    int accepts = 256;   // by each service in a pass
-    int commands = 256;  // in a pass
+    std::size_t held_bytes = 1'048'576;  // of what a client says behind its replay
+    int accepts = 256;                   // by each service in a pass
+    int commands = 256;                  // in a pass
     std::size_t send_bytes = 1'048'576;
 };
 

@@ -63,6 +63,7 @@ model::Limits some_limits(Dice& dice) {
     limits.feed_messages = static_cast<std::size_t>(dice.between(60, 500));
     limits.stream_messages = static_cast<std::size_t>(dice.between(1, 300));
     limits.closed_ids = static_cast<std::size_t>(dice.between(1, 40));
+    limits.held_bytes = dice.pick<std::size_t>({3, 71, 134, 137, 205, 268});  // packets of what clients say, whole
     limits.accepts = static_cast<int>(dice.between(1, 3));
     limits.commands = static_cast<int>(dice.between(1, 3));
     limits.send_bytes = static_cast<std::size_t>(dice.between(50, 5'000));

@@ -43,8 +43,8 @@ void AuditedSessions::connect(int fd) {
 }
 
 void AuditedSessions::serve() {
-    const auto has_input = [](const Connection& connection) {
-        return connection.open && (connection.readable || (connection.backlog && !connection.held));
+    const auto has_input = [this](const Connection& connection) {
+        return connection.open && (can_be_read(connection) || (connection.backlog && !connection.held));
     };
     std::vector<Connection*> claimants;
     for (Connection& connection : connections_) {
@@ -61,11 +61,16 @@ void AuditedSessions::serve() {
     reading_.end_round();
 }
 
+// Behind a replay a client may talk on, but not without an end.
+bool AuditedSessions::can_be_read(const Connection& connection) const {
+    return connection.readable && (!connection.held || connection.received.size() < plan_.limits.held_bytes);
+}
+
 // What is left of an earlier read comes first.
 void AuditedSessions::take_turn(Connection& connection, std::uint64_t until_ns) {
     const auto can_go_on = [&connection] { return connection.backlog && !connection.held; };
     if (can_go_on()) handle_packets(connection, until_ns);
-    if (!connection.open || can_go_on() || !connection.readable) return;
+    if (!connection.open || can_go_on() || !can_be_read(connection)) return;
     if (!read(connection)) return lose(connection);
     if (can_go_on()) handle_packets(connection, until_ns);
 }

@@ -26,14 +26,15 @@ Clock Stage::standing_clock(const Plan& plan) {
 
 Surroundings Stage::surroundings() {
     const auto snapshot = [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); };
-    return {clock_,
-            commentary_,
-            [this](ByteView datagram) { take_datagram(datagram); },
-            transport(clients_),
-            transport(receivers_),
-            commands(),
-            {snapshot, snapshot},
-            {plan_.limits.feed_messages, plan_.limits.stream_messages, plan_.limits.closed_ids}};
+    return {
+        clock_,
+        commentary_,
+        [this](ByteView datagram) { take_datagram(datagram); },
+        transport(clients_),
+        transport(receivers_),
+        commands(),
+        {snapshot, snapshot},
+        {plan_.limits.feed_messages, plan_.limits.stream_messages, plan_.limits.closed_ids, plan_.limits.held_bytes}};
 }
 
 void Stage::start_day() {

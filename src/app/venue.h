@@ -21,11 +21,13 @@ struct SnapshotWriters {
     std::function<void(const std::string& text)> bbo;
 };
 
-// How much is kept for whoever comes back for it. A test that is to see it forgotten makes it little.
+// How much is kept for whoever comes back for it, and of what a client says behind its replay. A test that is to see
+// the end of it makes it little.
 struct Limits {
     std::size_t history_messages = DomFeed::history_limit_messages;
     std::size_t stream_messages = SessionStream::limit_messages;  // of each user
     std::size_t closed_ids = ClosedIds::limit_ids;                // no more than that
+    std::size_t held_bytes = MeoClient::most_held_bytes;
 };
 
 struct Surroundings {
