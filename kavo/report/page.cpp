@@ -26,6 +26,7 @@ std::string data_of(const Report& report, const Journal& journal) {
     data["lanes"] = run_events(picture);
     data["orders"] = order_lives(picture, left_out);
     data["books"] = book_histories(picture, left_out);
+    data["told_until"] = book_findings_told_until(picture);
     data["left_out"] = left_out;
     return for_script(data);
 }

@@ -26,6 +26,11 @@ Json side_of(const std::vector<BookLevel>& levels) {
     return json;
 }
 
+// It names no order, but a number of the feed.
+bool is_about_a_book(const Finding& finding) {
+    return finding.where.order.empty() && finding.where.feed_number != 0 && !finding.belief.empty();
+}
+
 struct History {
     std::string symbol;
     std::uint64_t lines = 0;  // of the book truth
@@ -79,9 +84,9 @@ private:
         }
     }
 
-    // The text of a belief about a book begins with its symbol.
+    // The text of such a belief begins with its symbol.
     static bool is_about(const Finding& finding, const std::string& symbol) {
-        return finding.grade == Grade::finding && finding.where.order.empty() &&
+        return finding.grade == Grade::finding && is_about_a_book(finding) &&
                finding.belief.compare(0, symbol.size() + 1, symbol + " ") == 0;
     }
 
@@ -157,6 +162,17 @@ private:
 };
 
 }  // namespace
+
+Json book_findings_told_until(const Picture& picture) {
+    std::uint64_t latest = 0;
+    bool more = false;
+    for (const Finding& finding : picture.report.verdict.findings) {
+        if (!is_about_a_book(finding)) continue;
+        if (finding.grade == Grade::finding) latest = std::max(latest, finding.where.moment.ns);
+        more = more || finding.grade == Grade::remark;
+    }
+    return more && latest != 0 ? Json(picture.ms(latest)) : Json();
+}
 
 Json book_histories(const Picture& picture, LeftOut& left_out) {
     return Histories(picture).json(left_out);

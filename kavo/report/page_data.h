@@ -50,5 +50,8 @@ Json order_lives(const Picture& picture, LeftOut& left_out);
 // A side is [price, quantity, step, quantity, step, quantity, ...], best first, where a step is the difference to the
 // price before. Prices are ten-thousandths.
 Json book_histories(const Picture& picture, LeftOut& left_out);
+// When so many beliefs about books are wrong that an audit tells the first and the last alone: the time of the last of
+// the first. Behind it nobody can tell from the findings which are wrong. Null when all are told.
+Json book_findings_told_until(const Picture& picture);
 
 }  // namespace kavo::companion

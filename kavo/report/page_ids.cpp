@@ -15,14 +15,15 @@ std::vector<std::string> ids_of_request(ByteView message) {
 }
 
 Named named_by_response(ByteView message) {
-    const auto one = [](std::string_view id, std::uint64_t order_id) { return Named{{std::string(id)}, order_id}; };
+    const auto one = [](std::string_view id, std::uint64_t order_id) { return Named{{std::string(id)}, order_id, 0}; };
     const auto two = [](const auto& m) {
-        return Named{{std::string(m.orig_client_order_id), std::string(m.client_order_id)}, m.order_id};
+        return Named{{std::string(m.orig_client_order_id), std::string(m.client_order_id)}, m.order_id, 0};
     };
     if (const auto m = client::read_new_order_response(message)) return one(m->client_order_id, m->order_id);
     if (const auto m = client::read_order_accepted(message)) return one(m->client_order_id, m->order_id);
     if (const auto m = client::read_order_resting(message)) return one(m->client_order_id, m->order_id);
-    if (const auto m = client::read_execution(message)) return one(m->client_order_id, 0);
+    if (const auto m = client::read_execution(message))
+        return Named{{std::string(m->client_order_id)}, 0, m->execution_id};
     if (const auto m = client::read_order_cancelled(message)) return one(m->client_order_id, m->order_id);
     if (const auto m = client::read_cancel_response(message)) return one(m->orig_client_order_id, m->order_id);
     if (const auto m = client::read_replace_response(message)) return two(*m);

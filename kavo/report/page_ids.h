@@ -15,7 +15,8 @@ std::vector<std::string> ids_of_request(ByteView message);
 
 struct Named {
     std::vector<std::string> ids;
-    std::uint64_t order_id = 0;  // the venue's own; 0 when the message tells none
+    std::uint64_t order_id = 0;   // the venue's own; 0 when the message tells none
+    std::uint64_t execution = 0;  // of an execution
 };
 Named named_by_response(ByteView message);
 

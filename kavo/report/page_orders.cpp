@@ -21,7 +21,10 @@ struct LifeEvent {
     const char* who = "";
     std::string text;
     std::optional<std::uint64_t> executed = {};  // as the truth or the client has it
+    std::uint64_t number = 0;                    // of the stream: of this message, or the last that was believed
+    std::uint64_t execution = 0;                 // the same of an execution
     std::string_view rule = {};                  // of a finding about this event
+    std::uint64_t sorted_ns = 0;
 };
 
 struct Life {
@@ -44,8 +47,7 @@ public:
         add_beliefs();
         for (const Finding& finding : picture.report.verdict.findings) mark(finding);
         for (auto& [name, life] : lives_) {
-            std::stable_sort(life.events.begin(), life.events.end(),
-                             [](const auto& a, const auto& b) { return a.at.ns < b.at.ns; });
+            sort(life.events);
         }
     }
 
@@ -87,10 +89,32 @@ private:
                 const Named named = named_by_response(response->message);
                 owners_.answered(named.order_id, conversation.user);
                 for (const std::string& id : named.ids) {
-                    add({conversation.user, id}, {packet.at, "venue", client::packet_text(packet.bytes)});
+                    LifeEvent event{packet.at, "venue", client::packet_text(packet.bytes)};
+                    event.number = response->sequence;
+                    event.execution = named.execution;
+                    add({conversation.user, id}, std::move(event));
                 }
             }
         }
+    }
+
+    // By time; but what is believed after a message stands behind it. A client can act on a message before the relay
+    // has looked at the clock behind its own write, so the two times may be the wrong way round by some microseconds.
+    static void sort(std::vector<LifeEvent>& events) {
+        constexpr std::uint64_t most_ns = 20'000'000;
+        for (LifeEvent& event : events) {
+            event.sorted_ns = event.at.ns;
+            if (std::string_view(event.who) != "belief" || (event.number == 0 && event.execution == 0)) continue;
+            for (const LifeEvent& other : events) {
+                const bool cause =
+                    std::string_view(other.who) == "venue" &&
+                    (event.number != 0 ? other.number == event.number : other.execution == event.execution);
+                if (cause && other.at.ns < event.at.ns + most_ns)
+                    event.sorted_ns = std::max(event.sorted_ns, other.at.ns);
+            }
+        }
+        std::stable_sort(events.begin(), events.end(),
+                         [](const auto& a, const auto& b) { return a.sorted_ns < b.sorted_ns; });
     }
 
     void add_truth() {
@@ -129,13 +153,17 @@ private:
                  "belief",
                  it.state + ": executed " + number(it.executed) + ", leaves " + number(it.leaves) +
                      (it.sequence ? ", after number " + std::to_string(*it.sequence) : ""),
-                 it.executed});
+                 it.executed,
+                 it.sequence.value_or(0)});
         }
         for (const FillBelief& it : picture_.beliefs.fills) {
             add(name_of(it.said.user, it.id, it.said.t_ns),
                 {{it.said.t_ns, 0},
                  "belief",
-                 "filled " + std::to_string(it.quantity) + "@" + client::price_text(it.price)});
+                 "filled " + std::to_string(it.quantity) + "@" + client::price_text(it.price),
+                 {},
+                 0,
+                 it.execution.value_or(0)});
         }
     }
 

@@ -115,6 +115,11 @@ std::string rules_of(const Report& report, const std::vector<Group>& groups) {
     return out + "</ul></details>\n";
 }
 
+std::string_view without_comma(std::string_view word) {
+    if (!word.empty() && word.back() == ',') word.remove_suffix(1);
+    return word;
+}
+
 std::vector<std::string_view> words_of(std::string_view text) {
     std::vector<std::string_view> words;
     while (!text.empty()) {
@@ -130,16 +135,21 @@ std::vector<std::string_view> words_of(std::string_view text) {
 
 std::string with_differences(std::string_view text, std::string_view other) {
     if (text.size() > most_text_bytes || other.size() > most_text_bytes) return shortened(text);
-    const std::vector<std::string_view> known = words_of(other);
-    const std::set<std::string_view> words(known.begin(), known.end());
+    std::set<std::string_view> words;
+    for (const std::string_view word : words_of(other)) words.insert(without_comma(word));
     // Two texts with little in common are no two versions of one: marks would be all over them.
     const std::vector<std::string_view> own = words_of(text);
-    const auto same = std::count_if(own.begin(), own.end(), [&](std::string_view word) { return words.count(word); });
+    const auto same =
+        std::count_if(own.begin(), own.end(), [&](std::string_view word) { return words.count(without_comma(word)); });
     if (static_cast<std::size_t>(same) * 2 < own.size() || own.size() < 4) return shortened(text);
     std::string out;
+    bool of_a_place = false;  // "line 10", "since 151": where it was said is no part of what was said
     for (const std::string_view word : own) {
+        const bool names_a_place = word == "line" || word == "since";
+        const bool differs = words.count(without_comma(word)) == 0 && !names_a_place && !of_a_place;
         const std::string markup = for_markup(word);
-        out += (out.empty() ? "" : " ") + (words.count(word) == 0 ? "<mark>" + markup + "</mark>" : markup);
+        out += (out.empty() ? "" : " ") + (differs ? "<mark>" + markup + "</mark>" : markup);
+        of_a_place = names_a_place;
     }
     return out;
 }
