@@ -22,7 +22,7 @@ std::string data_of(const Report& report, const Journal& journal) {
     const Picture picture{report, journal, beliefs, feed};
     LeftOut left_out;
     Json data{{"length_ms", picture.ms(report.ended_ns)}, {"feed", feed_points(picture)}};
-    data["spans"] = gap_spans(picture, left_out);
+    data["spans"] = gap_spans(picture);
     data["lanes"] = run_events(picture);
     data["orders"] = order_lives(picture, left_out);
     data["books"] = book_histories(picture, left_out);

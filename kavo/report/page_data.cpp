@@ -1,6 +1,7 @@
 #include "kavo/report/page_data.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 
 #include "client/packets.h"
@@ -12,7 +13,7 @@ namespace kavo::companion {
 namespace {
 
 constexpr std::size_t most_points = 1'500;  // of a line that is a thousand pixels long
-constexpr std::size_t most_spans = 2'000;
+constexpr std::size_t most_spans = 3'000;
 constexpr double events_in_a_lane = 800;  // that can be told apart
 constexpr std::size_t texts_of_an_event = 4;
 constexpr std::size_t most_text_bytes = 240;
@@ -30,8 +31,8 @@ public:
         for (const char* name : {"faults", "sessions", "marks", "beliefs", "findings"}) lanes_[name] = {};
     }
 
-    void add(const char* lane, std::uint64_t ns, std::string_view text) {
-        lanes_[lane].push_back({picture_.ms(ns), {short_text(text)}, 1});
+    void add(const char* lane, std::uint64_t ns, std::string shown) {
+        lanes_[lane].push_back({picture_.ms(ns), {std::move(shown)}, 1});
     }
 
     Json json() {
@@ -77,8 +78,8 @@ bool tells_of_a_fault(std::string_view text) {
 
 void add_what_the_venue_said(const Picture& picture, Lanes& lanes) {
     for (const VenueLine& line : picture.journal.venue) {
-        if (begins_with(line.text, "bench: mark ")) lanes.add("marks", line.t_ns, line.text);
-        if (tells_of_a_fault(line.text)) lanes.add("faults", line.t_ns, line.text);
+        if (begins_with(line.text, "bench: mark ")) lanes.add("marks", line.t_ns, short_text(line.text));
+        if (tells_of_a_fault(line.text)) lanes.add("faults", line.t_ns, short_text(line.text));
     }
 }
 
@@ -104,9 +105,9 @@ void add_what_kavo_noted(const Picture& picture, Lanes& lanes) {
         const auto is = [&note](std::initializer_list<std::string_view> names) {
             return std::find(names.begin(), names.end(), note.event) != names.end();
         };
-        if (is({"relay_did", "kernel_drop", "late"})) lanes.add("faults", note.t_ns, words_of(note));
+        if (is({"relay_did", "kernel_drop", "late"})) lanes.add("faults", note.t_ns, short_text(words_of(note)));
         if (is({"script", "script_left", "control", "relay", "command", "command_end", "venue_end"})) {
-            lanes.add("marks", note.t_ns, words_of(note));
+            lanes.add("marks", note.t_ns, short_text(words_of(note)));
         }
     }
 }
@@ -116,10 +117,10 @@ void add_session(const Conversation& conversation, Lanes& lanes) {
         (conversation.service == Service::orders ? "orders, " : "recovery, ") + printable(conversation.user) + ": ";
     for (const WirePacket& packet : conversation.with_client) {
         if (packet.by_client && client::has_type(packet.bytes, esesm::PacketType::login_request)) {
-            lanes.add("sessions", packet.at.ns, who + client::sent_packet_text(packet.bytes));
+            lanes.add("sessions", packet.at.ns, who + short_text(client::sent_packet_text(packet.bytes)));
         }
         if (!packet.by_client && (client::read_login_response(packet.bytes) || client::read_goodbye(packet.bytes))) {
-            lanes.add("sessions", packet.at.ns, who + client::packet_text(packet.bytes));
+            lanes.add("sessions", packet.at.ns, who + short_text(client::packet_text(packet.bytes)));
         }
     }
     if (conversation.ended_by == EndedBy::nobody) return;
@@ -131,7 +132,7 @@ void add_session(const Conversation& conversation, Lanes& lanes) {
 
 void add_beliefs(const Picture& picture, Lanes& lanes) {
     const auto add = [&lanes](const Said& said, const std::string& text) {
-        if (said.t_ns != 0) lanes.add("beliefs", said.t_ns, text);
+        if (said.t_ns != 0) lanes.add("beliefs", said.t_ns, short_text(text));
     };
     for (const BookBelief& it : picture.beliefs.books) {
         add(it.said, "a book of " + it.symbol + (it.sequence ? " at " + std::to_string(*it.sequence) : ""));
@@ -148,6 +149,10 @@ std::string short_text(std::string_view text) {
     return text.size() > most_text_bytes ? printable(text.substr(0, most_text_bytes)) + " ..." : printable(text);
 }
 
+std::string short_sentence(std::string_view sentence) {
+    return printable_sentence(sentence.substr(0, most_text_bytes)) + (sentence.size() > most_text_bytes ? " ..." : "");
+}
+
 Json feed_points(const Picture& picture) {
     const auto& arrivals = picture.feed.arrivals;
     Json points = Json::array();
@@ -159,23 +164,27 @@ Json feed_points(const Picture& picture) {
     return points;
 }
 
-Json gap_spans(const Picture& picture, LeftOut& left_out) {
+Json gap_spans(const Picture& picture) {
     Json spans = Json::array();
     const auto& gaps = picture.feed.gaps;
-    for (std::size_t i = 0; i < gaps.size() && i < most_spans; ++i) {
-        const Gap& gap = gaps[i];
-        const std::uint64_t end = std::max({gap.shown.ns, gap.settled_ns, gap.came.ns});
-        const bool explained = gap.loss != Loss::unexplained && gap.loss != Loss::kernel;
-        spans.push_back({picture.ms(gap.shown.ns), picture.ms(end),
-                         gap.loss == Loss::late ? "late"
-                         : explained            ? "lost"
-                                                : "unexplained",
-                         std::to_string(gap.numbers.first) + " to " + std::to_string(gap.numbers.last) + ", " +
-                             std::string(name_of(gap.loss))});
-    }
-    if (gaps.size() > most_spans) {
-        left_out.push_back("Of " + std::to_string(gaps.size()) + " gaps of the feed the first " +
-                           std::to_string(most_spans) + " are drawn.");
+    const double least = gaps.size() < most_spans ? 0 : picture.ms(picture.report.ended_ns) / most_spans;
+    std::map<std::string, std::size_t> latest;  // of a kind
+    for (const Gap& gap : gaps) {
+        const double from = picture.ms(gap.shown.ns);
+        const double to = picture.ms(std::max({gap.shown.ns, gap.settled_ns, gap.came.ns}));
+        const std::string kind = gap.loss == Loss::late ? "late" : gap.lost() ? "lost" : "unexplained";
+        const auto before = latest.find(kind);
+        if (before != latest.end() && from - spans[before->second][1].get<double>() < least) {
+            Json& span = spans[before->second];
+            span[1] = std::max(to, span[1].get<double>());
+            span[4] = span[4].get<std::size_t>() + 1;
+            continue;
+        }
+        latest[kind] = spans.size();
+        const std::string numbers = gap.numbers.first == gap.numbers.last
+                                        ? std::to_string(gap.numbers.first)
+                                        : std::to_string(gap.numbers.first) + " to " + std::to_string(gap.numbers.last);
+        spans.push_back({from, to, kind, numbers + ": " + std::string(name_of(gap.loss)), 1});
     }
     return spans;
 }
@@ -189,7 +198,8 @@ Json run_events(const Picture& picture) {
     for (const Finding& finding : picture.report.verdict.findings) {
         if (finding.where.moment.ns == 0) continue;
         lanes.add("findings", finding.where.moment.ns,
-                  std::string(grade_word(finding.grade)) + " " + std::string(finding.rule->name) + ": " + finding.got);
+                  std::string(grade_word(finding.grade)) + " " + std::string(finding.rule->name) + ": " +
+                      short_sentence(finding.got));
     }
     return lanes.json();
 }

@@ -31,11 +31,13 @@ using LeftOut = std::vector<std::string>;
 
 // The text made printable, and no longer than a line or three.
 std::string short_text(std::string_view text);
+std::string short_sentence(std::string_view sentence);  // its texts are printable already
 
 // [[time, highest number of the feed], ...]: no more points than anybody can tell apart.
 Json feed_points(const Picture& picture);
-// [[from, to, "lost" | "late" | "unexplained", text], ...]
-Json gap_spans(const Picture& picture, LeftOut& left_out);
+// [[from, to, "lost" | "late" | "unexplained", text, how many], ...]: when there are too many to be told apart, those
+// of one kind that lie close together are one.
+Json gap_spans(const Picture& picture);
 // {lane: [[time, [text, ...], how many], ...]}, lanes being faults, sessions, marks, beliefs, findings. What lies too
 // close together to be told apart is one, with the texts of the first few.
 Json run_events(const Picture& picture);

@@ -100,21 +100,33 @@ private:
 
     // By time; but what is believed after a message stands behind it. A client can act on a message before the relay
     // has looked at the clock behind its own write, so the two times may be the wrong way round by some microseconds.
-    static void sort(std::vector<LifeEvent>& events) {
-        constexpr std::uint64_t most_ns = 20'000'000;
+    // A belief that tells no time is put there as well, or at the end.
+    void sort(std::vector<LifeEvent>& events) const {
+        std::uint64_t latest = picture_.journal.facts.started_ns;
+        for (const LifeEvent& event : events) latest = std::max(latest, event.at.ns);
         for (LifeEvent& event : events) {
-            event.sorted_ns = event.at.ns;
-            if (std::string_view(event.who) != "belief" || (event.number == 0 && event.execution == 0)) continue;
-            for (const LifeEvent& other : events) {
-                const bool cause =
-                    std::string_view(other.who) == "venue" &&
-                    (event.number != 0 ? other.number == event.number : other.execution == event.execution);
-                if (cause && other.at.ns < event.at.ns + most_ns)
-                    event.sorted_ns = std::max(event.sorted_ns, other.at.ns);
+            const std::uint64_t cause = cause_of(event, events);
+            if (event.at.ns == 0) {
+                event.at.ns = cause == 0 ? latest : cause;
+                event.text += " (tells no time)";
             }
+            constexpr std::uint64_t most_ns = 20'000'000;
+            event.sorted_ns = cause < event.at.ns + most_ns ? std::max(event.at.ns, cause) : event.at.ns;
         }
         std::stable_sort(events.begin(), events.end(),
                          [](const auto& a, const auto& b) { return a.sorted_ns < b.sorted_ns; });
+    }
+
+    // When the client was told what it believes here; 0 when it says no number, or that of a message about others.
+    static std::uint64_t cause_of(const LifeEvent& belief, const std::vector<LifeEvent>& events) {
+        if (std::string_view(belief.who) != "belief" || (belief.number == 0 && belief.execution == 0)) return 0;
+        for (const LifeEvent& event : events) {
+            if (std::string_view(event.who) != "venue") continue;
+            if (belief.number != 0 ? event.number == belief.number : event.execution == belief.execution) {
+                return event.at.ns;
+            }
+        }
+        return 0;
     }
 
     void add_truth() {

@@ -24,6 +24,12 @@ std::string shortened(std::string_view text) {
     return text.size() > most_text_bytes ? for_markup(text.substr(0, most_text_bytes)) + " ..." : for_markup(text);
 }
 
+// Of a finding.
+std::string sentence(std::string_view text) {
+    const bool whole = text.size() <= most_text_bytes;
+    return sentence_for_markup(text.substr(0, most_text_bytes)) + (whole ? "" : " ...");
+}
+
 std::string counted(std::uint64_t number, const char* singular, const char* plural) {
     return std::to_string(number) + " " + (number == 1 ? singular : plural);
 }
@@ -48,9 +54,9 @@ std::string told(const Finding& finding, const BenchFacts& facts) {
     out += fact("where", place_of(finding.where, facts));
     out += fact("expected", with_differences(finding.expected, finding.got));
     out += fact("got", with_differences(finding.got, finding.expected));
-    if (!holds(finding.expected, finding.truth)) out += fact("truth", shortened(finding.truth));
-    if (!holds(finding.got, finding.belief)) out += fact("belief", shortened(finding.belief));
-    out += fact("because", shortened(finding.because));
+    if (!holds(finding.expected, finding.truth)) out += fact("truth", sentence(finding.truth));
+    if (!holds(finding.got, finding.belief)) out += fact("belief", sentence(finding.belief));
+    out += fact("because", sentence(finding.because));
     return out + "</dl>\n";
 }
 
@@ -134,20 +140,20 @@ std::vector<std::string_view> words_of(std::string_view text) {
 }  // namespace
 
 std::string with_differences(std::string_view text, std::string_view other) {
-    if (text.size() > most_text_bytes || other.size() > most_text_bytes) return shortened(text);
+    if (text.size() > most_text_bytes || other.size() > most_text_bytes) return sentence(text);
     std::set<std::string_view> words;
     for (const std::string_view word : words_of(other)) words.insert(without_comma(word));
     // Two texts with little in common are no two versions of one: marks would be all over them.
     const std::vector<std::string_view> own = words_of(text);
     const auto same =
         std::count_if(own.begin(), own.end(), [&](std::string_view word) { return words.count(without_comma(word)); });
-    if (static_cast<std::size_t>(same) * 2 < own.size() || own.size() < 4) return shortened(text);
+    if (static_cast<std::size_t>(same) * 2 < own.size() || own.size() < 4) return sentence(text);
     std::string out;
     bool of_a_place = false;  // "line 10", "since 151": where it was said is no part of what was said
     for (const std::string_view word : own) {
         const bool names_a_place = word == "line" || word == "since";
         const bool differs = words.count(without_comma(word)) == 0 && !names_a_place && !of_a_place;
-        const std::string markup = for_markup(word);
+        const std::string markup = sentence_for_markup(word);
         out += (out.empty() ? "" : " ") + (differs ? "<mark>" + markup + "</mark>" : markup);
         of_a_place = names_a_place;
     }

@@ -62,11 +62,11 @@ std::string told(const Group& group, const Report& report) {
     std::string out = headline(group);
     say(out, "where", place_of(finding, report));
     say(out, "rule", std::string(group.rule->sentence) + "  " + std::string(group.rule->page));
-    say(out, "expected", printable(finding.expected));
-    say(out, "got", printable(finding.got));
-    say(out, "truth", printable(finding.truth));
-    say(out, "belief", printable(finding.belief));
-    say(out, "because", printable(finding.because));
+    say(out, "expected", printable_sentence(finding.expected));
+    say(out, "got", printable_sentence(finding.got));
+    say(out, "truth", printable_sentence(finding.truth));
+    say(out, "belief", printable_sentence(finding.belief));
+    say(out, "because", printable_sentence(finding.because));
     return out + "\n";
 }
 

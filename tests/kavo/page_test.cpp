@@ -25,7 +25,7 @@ struct PagedRun {
     Verdict verdict;
     std::vector<std::string> defects;
     std::vector<std::string> command{"./client"};
-    TemporaryFolder temporary;
+    kavo::test::TemporaryFolder temporary;
 
     void believes(const std::string& line) {
         std::ofstream(run.journal().folder.beliefs(), std::ios::app) << line << "\n";
@@ -96,16 +96,18 @@ TEST(Page, IsEndedByNoTextThatAClientMadeUp) {
     finding.expected = finding.got = finding.truth = finding.belief = finding.because = hostile;
     finding.where.user = hostile;
     paged.run.note(20ms, "script", R"("text":"</script><b>\u202e")");
-    paged.believes(R"({"ev":"order","user":"<b>","id":"</script>","state":"<b>\u001b","leaves":0,"executed":0})");
+    paged.believes(R"({"ev":"order","user":"<b>","id":"</script>","state":"working","leaves":0,"executed":0})");
     const std::string page = paged.text(), plain{page_template};
     EXPECT_EQ(times(page, "</script"), times(plain, "</script"));
     EXPECT_EQ(times(page, "<b>"), times(plain, "<b>"));
     EXPECT_EQ(times(page, "\x1b") + times(page, "\xff") + times(page, "\xe2\x80\xae"), 0u);
-    EXPECT_EQ(times(page, "&quot;&#39;&lt;/script&gt;&lt;b&gt;]]&gt;\\x0a\\x1b\\xff\\xe2\\x80\\xae</dd>"), 7u);
+    EXPECT_EQ(times(page, "&quot;&#39;&lt;/script&gt;&lt;b&gt;]]&gt;\\x0a\\x1b\\xff\\xe2\\x80\\xae</dd>"),
+              4u);  // missing, expected, got, because
     const json orders = paged.data()["orders"];
     ASSERT_EQ(orders.size(), 2u);
-    EXPECT_EQ(orders[0]["id"], "</script><b>\"'\\x1b\\xff");
-    EXPECT_EQ(orders[1]["user"], "<b>");
+    EXPECT_EQ(orders[0]["user"], "<b>");
+    EXPECT_EQ(orders[0]["id"], "</script>");
+    EXPECT_EQ(orders[1]["id"], "</script><b>\"'\\x1b\\xff");
 }
 
 TEST(Page, MarksTheBeliefAtWhichAnOrdersTruthAndBeliefPart) {
