@@ -12,7 +12,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::size_t most_orders = 3'000;
+constexpr std::size_t most_orders = 2'000;
 constexpr std::size_t most_events = 12'000;  // of all orders together, a hundred bytes each
 constexpr std::size_t most_events_of_an_order = 500;
 
@@ -144,6 +144,8 @@ private:
 
     static std::string text_of(const OrderLine& line) {
         std::string text{line.event};
+        if (line.event == "new")
+            return text + ": quantity " + std::to_string(line.quantity);  // its leaves are always 0
         if (line.last_quantity != 0) text += " of " + std::to_string(line.last_quantity);
         text += ": executed " + std::to_string(line.executed) + " of " + std::to_string(line.quantity) + ", leaves " +
                 std::to_string(line.leaves);

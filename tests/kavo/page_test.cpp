@@ -5,9 +5,12 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "kavo/basics/problem.h"
+#include "kavo/recorded_run.h"
 #include "kavo/report/page_ids.h"
 #include "kavo/report/page_verdict.h"
 #include "kavo/support/run_made_by_hand.h"
+#include "kavo/verbs/judge.h"
 #include "support/process.h"
 
 namespace kavo::companion::test {
@@ -152,11 +155,11 @@ TEST(Page, PutsABeliefBehindTheMessageThatItFollowsFrom) {
 
 TEST(Page, SaysWhatItLeavesOut) {
     PagedRun paged;
-    for (int i = 0; i < 3'001; ++i) paged.alice.sends(buy("b" + std::to_string(i)));
+    for (int i = 0; i < 2'001; ++i) paged.alice.sends(buy("b" + std::to_string(i)));
     const json data = paged.data();
-    EXPECT_EQ(data["orders"].size(), 3'000u);
+    EXPECT_EQ(data["orders"].size(), 2'000u);
     ASSERT_EQ(data["left_out"].size(), 1u);
-    EXPECT_EQ(data["left_out"][0].get<std::string>().substr(0, 34), "Of 3001 orders 3000 are here: thos");
+    EXPECT_EQ(data["left_out"][0].get<std::string>().substr(0, 34), "Of 2001 orders 2000 are here: thos");
 }
 
 TEST(Page, TellsEventsOfOneMomentTogether) {
@@ -173,6 +176,42 @@ TEST(Page, MarksTheWordsInWhichTwoBooksDiffer) {
                                "AAPL at 7: bids 1.00x300 0.99x200 | asks -, since 5"),
               "line 3: AAPL at 7: bids <mark>1.00x100</mark> 0.99x200 | asks -");
     EXPECT_EQ(with_differences("nothing of the kind <b>", "9 was expected here"), "nothing of the kind &lt;b&gt;");
+}
+
+TEST(Judge, PutsCopiesOfThePageAndOfTheXmlWhereTheyAreWishedFor) {
+    kavo::test::RecordedRun run;
+    run.steps(3);
+    run.write();
+    const kavo::test::TemporaryFolder wished;
+    Telling telling;
+    telling.quiet = true;
+    telling.html = wished.path("run.html");
+    telling.junit = wished.path("run.xml");
+    testing::internal::CaptureStdout();
+    judge(run.folder, telling);
+    testing::internal::GetCapturedStdout();
+    for (const char* ending : {"html", "xml"}) {
+        const std::string kept = kavo::test::content_of(run.folder.verdict(ending));
+        EXPECT_GT(kept.size(), 1'000u);
+        EXPECT_EQ(kavo::test::content_of(wished.path(std::string("run.") + ending)), kept);
+    }
+}
+
+TEST(Judge, RefusesAPlaceForACopyThatIsNoneAndLeavesNothingWhereOneIs) {
+    const kavo::test::TemporaryFolder wished;
+    Telling telling;
+    telling.html = wished.path("run.html");
+    telling.junit = wished.path("nowhere/run.xml");
+    try {
+        check_files(telling);
+        ADD_FAILURE() << "a file in a folder that is not there";
+    } catch (const Problem& problem) {
+        EXPECT_EQ(problem.status, Status::usage);
+        EXPECT_EQ(std::string(problem.what()), "cannot write --junit " + telling.junit.string() +
+                                                   " (No such file or directory): name a file in a folder that is "
+                                                   "there");
+    }
+    EXPECT_TRUE(wished.names().empty());
 }
 
 TEST(Owners, TellTwoOrdersOfOneIdApartByTheVenuesNumberElseByTime) {
