@@ -56,7 +56,7 @@ function bookLegend() {
   const depth = name => [.25, .6, 1].map((strength, i) => drawn("rect", { x: i * 6, y: 3, width: 6, height: 12, fill: name, opacity: strength }));
   const ring = drawn("circle", { cx: 9, cy: 9, r: 4, fill: "none", stroke: "currentColor", "stroke-width": 1.5 });
   const hatch = drawn("path", { d: "M2,10L10,2M2,18L18,2M10,18L18,10", stroke: "currentColor", "stroke-width": 1.5 });
-  return element("p", { class: "legend soft" }, key("bids, the deeper the stronger", ...depth("var(--bid)")), key("asks", ...depth("var(--ask)")), key("trade", ring), key("gap of the feed", hatch),
+  return element("p", { class: "legend soft" }, key("bids, the deeper the stronger", ...depth("var(--bid)")), key("asks", ...depth("var(--ask)")), key("trade (a dot where there are many)", ring), key("gap of the feed", hatch),
     key("the client told its book", sign("circle", "var(--belief)", 9, 9)), key("and it was wrong", sign("cross", "var(--wrong)", 9, 9)),
     ...data.told_until === null ? [] : [key("not told one by one, being too many", drawn("path", { d: shapes.circle(9, 9), fill: "none", stroke: "var(--belief)" }))]);
 }
