@@ -9,15 +9,15 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::array rules{
+constexpr std::array run_table{
     Rule{"bench.lives", "The venue runs until it is told to stop, and then ends with status 0.",
          "docs/bench.md#exit-status"},
     Rule{"command.succeeds", "The command under test ends by itself, with status 0.", "docs/kavo.md#kavo-test"},
     Rule{"script.played", "Every step of the script is carried out while the command runs.", "docs/kavo.md#scripts"},
 };
-constexpr const Rule& venue_lives = rules[0];
-constexpr const Rule& command_succeeds = rules[1];
-constexpr const Rule& script_played = rules[2];
+constexpr const Rule& venue_lives = run_table[0];
+constexpr const Rule& command_succeeds = run_table[1];
+constexpr const Rule& script_played = run_table[2];
 
 struct Ending {
     int status = 0;
@@ -58,7 +58,7 @@ void add(Verdict& verdict, const Rule& rule, Grade grade, const Note& note, std:
 }  // namespace
 
 std::span<const Rule> run_rules() {
-    return rules;
+    return run_table;
 }
 
 void audit_run(const Journal& journal, Verdict& verdict) {

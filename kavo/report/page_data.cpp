@@ -16,7 +16,7 @@ constexpr std::size_t most_points = 1'500;  // of a line that is a thousand pixe
 constexpr std::size_t most_spans = 3'000;
 constexpr double events_in_a_lane = 800;  // that can be told apart
 constexpr std::size_t texts_of_an_event = 4;
-constexpr std::size_t most_text_bytes = 240;
+constexpr std::size_t most_short_bytes = 240;
 
 // One event of a lane, or several of them that nobody could tell apart.
 struct Mark {
@@ -146,11 +146,12 @@ void add_beliefs(const Picture& picture, Lanes& lanes) {
 }  // namespace
 
 std::string short_text(std::string_view text) {
-    return text.size() > most_text_bytes ? printable(text.substr(0, most_text_bytes)) + " ..." : printable(text);
+    return text.size() > most_short_bytes ? printable(text.substr(0, most_short_bytes)) + " ..." : printable(text);
 }
 
 std::string short_sentence(std::string_view sentence) {
-    return printable_sentence(sentence.substr(0, most_text_bytes)) + (sentence.size() > most_text_bytes ? " ..." : "");
+    return printable_sentence(sentence.substr(0, most_short_bytes)) +
+           (sentence.size() > most_short_bytes ? " ..." : "");
 }
 
 Json feed_points(const Picture& picture) {

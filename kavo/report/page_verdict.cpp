@@ -12,7 +12,7 @@ namespace kavo::companion {
 namespace {
 
 constexpr std::size_t most_findings_of_a_rule = 20;
-constexpr std::size_t most_text_bytes = 4'000;
+constexpr std::size_t most_sentence_bytes = 4'000;
 
 // "<dt>name</dt><dd>...</dd>": the text is markup already.
 std::string fact(std::string_view name, const std::string& markup) {
@@ -21,20 +21,21 @@ std::string fact(std::string_view name, const std::string& markup) {
 }
 
 std::string shortened(std::string_view text) {
-    return text.size() > most_text_bytes ? for_markup(text.substr(0, most_text_bytes)) + " ..." : for_markup(text);
+    return text.size() > most_sentence_bytes ? for_markup(text.substr(0, most_sentence_bytes)) + " ..."
+                                             : for_markup(text);
 }
 
 // Of a finding.
 std::string sentence(std::string_view text) {
-    const bool whole = text.size() <= most_text_bytes;
-    return sentence_for_markup(text.substr(0, most_text_bytes)) + (whole ? "" : " ...");
+    const bool whole = text.size() <= most_sentence_bytes;
+    return sentence_for_markup(text.substr(0, most_sentence_bytes)) + (whole ? "" : " ...");
 }
 
 std::string counted(std::uint64_t number, const char* singular, const char* plural) {
     return std::to_string(number) + " " + (number == 1 ? singular : plural);
 }
 
-std::string place_of(const Where& where, const BenchFacts& facts) {
+std::string place_markup(const Where& where, const BenchFacts& facts) {
     std::string place = since_start(where.moment.ns, facts.started_ns);
     const auto add = [&place](const std::string& part) { place += (place.empty() ? "" : ", ") + part; };
     if (!where.user.empty()) add("user " + shortened(where.user));
@@ -46,12 +47,12 @@ std::string place_of(const Where& where, const BenchFacts& facts) {
 }
 
 // Truth and belief are told when they say more than what was expected and what was there instead.
-std::string told(const Finding& finding, const BenchFacts& facts) {
+std::string finding_facts(const Finding& finding, const BenchFacts& facts) {
     const auto holds = [](const std::string& text, const std::string& part) {
         return text.find(part) != std::string::npos;
     };
     std::string out = "<dl class=\"facts finding-facts\">";
-    out += fact("where", place_of(finding.where, facts));
+    out += fact("where", place_markup(finding.where, facts));
     out += fact("expected", with_differences(finding.expected, finding.got));
     out += fact("got", with_differences(finding.got, finding.expected));
     if (!holds(finding.expected, finding.truth)) out += fact("truth", sentence(finding.truth));
@@ -67,10 +68,11 @@ std::string card(const Group& group, const BenchFacts& facts) {
                       for_markup(group.rule->name) + "</code>" +
                       (count > 1 ? " <span class=\"soft\">" + std::to_string(count) + " times</span>" : "") +
                       "</h3>\n<p>" + for_markup(group.rule->sentence) + " <span class=\"soft\">" +
-                      for_markup(group.rule->page) + "</span></p>\n" + told(*group.findings.front(), facts);
+                      for_markup(group.rule->page) + "</span></p>\n" + finding_facts(*group.findings.front(), facts);
     if (count == 1) return out + "</section>\n";
     out += "<details><summary>" + std::to_string(count - 1) + " more</summary>\n";
-    for (std::size_t i = 1; i < count && i < most_findings_of_a_rule; ++i) out += told(*group.findings[i], facts);
+    for (std::size_t i = 1; i < count && i < most_findings_of_a_rule; ++i)
+        out += finding_facts(*group.findings[i], facts);
     if (count > most_findings_of_a_rule) {
         out += "<p class=\"soft\">" + std::to_string(count - most_findings_of_a_rule) +
                " of them are left out here; <code>verdict.json</code> has them all.</p>";
@@ -78,7 +80,7 @@ std::string card(const Group& group, const BenchFacts& facts) {
     return out + "</details></section>\n";
 }
 
-std::string gaps_of(const Verdict::Counts& counts) {
+std::string gaps_told(const Verdict::Counts& counts) {
     if (counts.gaps_planned + counts.gaps_kernel + counts.gaps_relay + counts.gaps_unrecovered == 0) return "no gaps";
     return "gaps: " + std::to_string(counts.gaps_planned) + " planned by the bench, " +
            std::to_string(counts.gaps_kernel) + " lost in the kernel, " + std::to_string(counts.gaps_relay) +
@@ -94,7 +96,7 @@ std::string facts_of(const Report& report) {
                              (report.facts.scenario.empty() ? "" : ", scenario " + shortened(report.facts.scenario)) +
                              ", kavo " + for_markup(report.facts.version));
     out += fact("feed", counted(counts.feed_messages, "message", "messages") + " in " +
-                            counted(counts.datagrams, "datagram", "datagrams") + "; " + gaps_of(counts));
+                            counted(counts.datagrams, "datagram", "datagrams") + "; " + gaps_told(counts));
     out += fact("client", counted(counts.users, "user", "users") + ", " + counted(counts.logins, "login", "logins") +
                               ", " + counted(counts.requests, "request", "requests") + ", " +
                               counted(counts.responses, "answer", "answers") + ", " +
@@ -140,7 +142,7 @@ std::vector<std::string_view> words_of(std::string_view text) {
 }  // namespace
 
 std::string with_differences(std::string_view text, std::string_view other) {
-    if (text.size() > most_text_bytes || other.size() > most_text_bytes) return sentence(text);
+    if (text.size() > most_sentence_bytes || other.size() > most_sentence_bytes) return sentence(text);
     std::set<std::string_view> words;
     for (const std::string_view word : words_of(other)) words.insert(without_comma(word));
     // Two texts with little in common are no two versions of one: marks would be all over them.

@@ -167,6 +167,8 @@ TEST(ArchitecturePage, GivesBoundsTheirValues) {
                       {"heartbeat_interval_ms", shown(OrderEntry::heartbeat_interval_ms)},
                       {"reads_a_turn", shown(reads_a_turn)},
                       {"most_accepts_in_a_pass", shown(most_accepts_in_a_pass)},
+                      {"most_commands_in_a_pass", shown(most_commands_in_a_pass)},
+                      {"longest_send_bytes", shown(longest_send_bytes)},
                       {"reading_budget_ns", shown(OrderEntry::reading_budget_ns)},
                       {"sending_budget_ns", shown(OrderEntry::sending_budget_ns)},
                       {"receivers_budget_ns", shown(Retransmission::receivers_budget_ns)},

@@ -243,34 +243,5 @@ TEST(Cancel, OfAReusedIdGoesByTheLatestEndThatIsRemembered) {
     EXPECT_EQ(said_during([&] { venue.cancel(cancel("b1")); }), "");
 }
 
-TEST(Cancel, AfterTooManyOrdersHaveEndedFindsThemAllForgotten) {
-    Venue venue;
-    venue.engine.order_truth.log.write_to({});  // a hundred thousand lines that nobody would read
-    const auto end_one = [&](std::uint64_t number) {
-        const std::string id = "i" + std::to_string(number);
-        OutboundMessages answers;
-        const Bytes message = buy(id).immediate().at("1.00").bytes();
-        const auto request = meo::read_new_order(message);
-        ASSERT_TRUE(request);
-        venue.engine.new_order(0, *request, answers);
-        ASSERT_EQ(answers.size(), 3u);
-    };
-    const auto late = [&](const std::string& id) {
-        const std::uint64_t before = venue.bench.counters.late_cancels;
-        venue.cancel(cancel(id));
-        return venue.bench.counters.late_cancels != before;
-    };
-    for (std::uint64_t i = 1; i <= 50'000; ++i) end_one(i);
-    end_one(50'000);  // its second end makes it no further id
-    EXPECT_TRUE(late("i1"));
-    EXPECT_TRUE(late("i50000"));
-    end_one(50'001);
-    EXPECT_FALSE(late("i1"));
-    EXPECT_FALSE(late("i50000"));
-    EXPECT_FALSE(late("i50001"));
-    end_one(50'002);
-    EXPECT_TRUE(late("i50002"));
-}
-
 }  // namespace
 }  // namespace kavo::test

@@ -221,9 +221,12 @@ TEST_F(ReceiverLogin, ThatIsCutShortEndsTheConnectionWithoutAResponse) {
     const Bytes whole = receiver_login().payload();
     ASSERT_EQ(whole.size(), 36u);
     for (const std::size_t size : {0u, 1u, 26u, 27u, 35u}) {
-        service.open_connection(++fd);
-        send(packet('l', ByteView(whole).first(size)));
-        EXPECT_EQ(heard(), "goodbye 'B' malformed login | closed") << size;
+        for (const bool logged_in : {false, true}) {
+            service.open_connection(++fd);
+            if (logged_in) log_in();
+            send(packet('l', ByteView(whole).first(size)));
+            EXPECT_EQ(heard(), "goodbye 'B' malformed login | closed") << size;
+        }
     }
     EXPECT_EQ(said, "");
 }

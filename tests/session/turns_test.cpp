@@ -172,7 +172,7 @@ TEST_F(Floods, AreGoneThroughToTheirEndInLaterPasses) {
     const ClientHandle alice = logged_in("alice");
     pour(alice);
     int passes = 0;
-    for (; client(alice).has_input(); ++passes) venue.order_entry.serve_clients();
+    for (; venue.order_entry.has_input(client(alice)); ++passes) venue.order_entry.serve_clients();
     EXPECT_EQ(passes, 41);  // 25 answers in each, and one to find that nothing is left
     EXPECT_EQ(client(alice).stream->next_sequence(), 1u + 2 + 1'000);
 }
