@@ -96,7 +96,7 @@ protected:
         EXPECT_TRUE(recording.flush());
         return read_back(file);
     }
-    test::TemporaryFolder folder;
+    kavo::test::TemporaryFolder folder;
     std::string file = folder.path("wire.pcapng");
     Recording recording{file};
 };
@@ -232,7 +232,7 @@ TEST(Capture, ReadsWhatOtherProgramsHaveWritten) {
     const Bytes any{0, 0, 3, 4, 0, 6, 0, 0, 0, 0, 0, 0, 0, 0, 0x08, 0};
     for (const auto& [link_type, header] :
          {std::pair{DLT_EN10MB, ethernet}, {DLT_EN10MB, vlan}, {DLT_LINUX_SLL, any}, {DLT_RAW, Bytes{}}}) {
-        test::TemporaryFile file;
+        kavo::test::TemporaryFile file;
         pcap_t* dead = pcap_open_dead(link_type, 65'535);
         pcap_dumper_t* dumper = pcap_dump_open(dead, file.path().c_str());
         Bytes frame = header;
@@ -255,7 +255,7 @@ TEST(Capture, ReadsWhatOtherProgramsHaveWritten) {
 }
 
 TEST(Capture, RefusesWhatIsNone) {
-    test::TemporaryFile file;
+    kavo::test::TemporaryFile file;
     EXPECT_THROW(Capture(file.path() + ".missing"), Problem);
     EXPECT_THROW(Capture("/proc/version"), Problem);
 }
@@ -290,10 +290,10 @@ struct FeedStage {
                   static_cast<ssize_t>(text.size()));
     }
 
-    test::ReservedPort port;
+    kavo::test::ReservedPort port;
     sockaddr_in name{};
     int sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    test::TemporaryFolder folder;
+    kavo::test::TemporaryFolder folder;
     Loop loop;
     Recording recording{folder.path("wire.pcapng")};
     RunLog log{folder.path("kavo.jsonl")};
@@ -359,7 +359,7 @@ TEST(FeedTap, NotesWhatTheKernelDropsAtASlowReceiver) {
     while (recv(slow, room, sizeof room, MSG_DONTWAIT) > 0) ++kept;
     close(slow);
     EXPECT_EQ(heard, 100U);
-    const auto note = nlohmann::json::parse(test::content_of(stage.folder.path("kavo.jsonl")));
+    const auto note = nlohmann::json::parse(kavo::test::content_of(stage.folder.path("kavo.jsonl")));
     EXPECT_EQ(note["ev"], "kernel_drop");
     EXPECT_EQ(note["socket"], "client");
     EXPECT_EQ(note["port"], stage.port.number());

@@ -15,6 +15,7 @@
 #include "client/transcript.h"
 #include "memory/memory_user.h"
 #include "model/bench.h"
+#include "support/packets.h"
 
 namespace kavo {
 namespace {
@@ -23,10 +24,7 @@ using namespace std::chrono_literals;
 using client::buy;
 using client::login;
 using client::sell;
-
-Bytes packet(char type, ByteView payload) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
+using test::packet;
 
 // Everything that has come on a connection, a line for each packet.
 std::string heard(MemoryConnection& connection, std::string (*text)(ByteView packet) = client::packet_text) {

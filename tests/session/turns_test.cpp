@@ -3,15 +3,12 @@
 
 #include <string>
 
+#include "support/packets.h"
 #include "support/said.h"
 #include "support/venue.h"
 
 namespace kavo::test {
 namespace {
-
-Bytes packet(char type, ByteView payload = {}) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
 
 Bytes login_packet(const std::string& username) {
     return packet('l', login(username).payload());

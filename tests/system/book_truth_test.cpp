@@ -7,13 +7,11 @@
 namespace kavo::test {
 namespace {
 
-constexpr std::uint64_t largest = 0xFFFFFFFFFFFFFFFF;
-
 // The lines that the messages of the whole day call for, by the book that a receiver rebuilds from them.
 std::vector<std::string> lines_by_the_feed(std::uint16_t retransmission_port) {
     std::vector<std::string> lines;
     ReceivedBook books;
-    for (const NumberedMessage& message : fetch_range(1, largest, retransmission_port)) {
+    for (const NumberedMessage& message : fetch_range(1, largest_number, retransmission_port)) {
         const std::uint32_t changed = books.apply(message.message);
         if (changed != 0) lines.push_back(books.truth_line(message.sequence, changed));
     }

@@ -12,8 +12,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::uint64_t first_order_datagram = 3;
-constexpr std::uint64_t largest = 0xFFFFFFFFFFFFFFFF;
-
 class DamagedFeed {
 public:
     explicit DamagedFeed(const LiveVenue::Flags& flags = {}) : venue(flags) {
@@ -84,7 +82,8 @@ private:
     // From the history, which no fault ever touches: each datagram ends with the order that it was made for. A second
     // that has turned adds one message in front of it.
     void learn_what_was_published() {
-        for (const NumberedMessage& message : fetch_range(last_.back() + 1, largest, venue.retransmission_port())) {
+        for (const NumberedMessage& message :
+             fetch_range(last_.back() + 1, largest_number, venue.retransmission_port())) {
             EXPECT_EQ(message.sequence, ++published_) << "the history has a hole";
             if (dom_text(message.message).starts_with("add ")) last_.push_back(message.sequence);
         }

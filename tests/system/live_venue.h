@@ -21,6 +21,8 @@
 
 namespace kavo::test {
 
+inline constexpr std::uint64_t largest_number = 0xFFFFFFFFFFFFFFFF;
+
 // Order ids start at 1000, and the forty quotes that open each symbol's day take the first ones.
 class LiveVenue {
 public:
@@ -105,7 +107,9 @@ public:
         name.sin_port = htons(port_.number());
         name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-        if (type == SOCK_STREAM) EXPECT_EQ(listen(socket_, 1), 0);
+        if (type == SOCK_STREAM) {
+            EXPECT_EQ(listen(socket_, 1), 0);
+        }
     }
     ~TakenPort() { close(socket_); }
     TakenPort(const TakenPort&) = delete;

@@ -12,7 +12,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::uint64_t largest = 0xFFFFFFFFFFFFFFFF;
 constexpr std::size_t history_limit = 200'000;
 
 // A receiver that has logged in.
@@ -40,7 +39,7 @@ TEST(RetransmissionService, SendsAgainTheVeryBytesThatTheFeedCarried) {
         carried.push_back(*venue.feed.next_packet(std::chrono::duration_cast<milliseconds>(patience)));
         if (!dom_text(carried.back().message).starts_with("time ")) ++orders;
     }
-    const std::vector<NumberedMessage> again = fetch_range(first, largest, venue.retransmission_port());
+    const std::vector<NumberedMessage> again = fetch_range(first, largest_number, venue.retransmission_port());
     ASSERT_EQ(again.size(), carried.size());
     for (std::size_t i = 0; i < again.size(); ++i) {
         EXPECT_EQ(again[i].sequence, carried[i].header.sequence);
@@ -51,7 +50,7 @@ TEST(RetransmissionService, SendsAgainTheVeryBytesThatTheFeedCarried) {
 TEST(RetransmissionService, HoldsTheDayFromItsFirstMessage) {
     FullVenue venue;
     const std::uint64_t last = venue.feed.last_sequence();
-    const std::vector<NumberedMessage> day = fetch_range(1, largest, venue.retransmission_port());
+    const std::vector<NumberedMessage> day = fetch_range(1, largest_number, venue.retransmission_port());
     ASSERT_EQ(day.size(), last);
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < day.size(); ++i) {
@@ -83,12 +82,12 @@ TEST(RetransmissionService, GoesOnWhenReceiversGoAway) {
     for (int i = 0; i < 5; ++i) {
         RecoveryClient silent(venue.retransmission_port());
         LoggedInReceiver leaving(venue.retransmission_port());
-        leaving.request(1, largest);
+        leaving.request(1, largest_number);
         LoggedInReceiver breaking(venue.retransmission_port());
-        breaking.request(1, largest);
+        breaking.request(1, largest_number);
         breaking.wire.reset();
     }
-    EXPECT_EQ(fetch_range(1, largest, venue.retransmission_port()).size(), venue.feed.last_sequence());
+    EXPECT_EQ(fetch_range(1, largest_number, venue.retransmission_port()).size(), venue.feed.last_sequence());
 }
 
 TEST(RetransmissionService, IsSwitchedOffByPortZero) {
@@ -125,10 +124,10 @@ TEST_F(BigVenue, ServesTheOthersAtOnceAndCutsOffAReceiverThatDoesNotRead) {
     LoggedInReceiver silent(venue.retransmission_port());
     limit_receive_buffer(silent, 64 * 1024);
     const auto start = steady_clock::now();
-    silent.request(1, largest);
+    silent.request(1, largest_number);
 
     LoggedInReceiver other(venue.retransmission_port());
-    other.request(largest, largest);
+    other.request(largest_number, largest_number);
     EXPECT_EQ(other.rest(), "goodbye 'A' retransmission complete | closed");
     EXPECT_GT(open_descriptors(venue.process.pid()), without);  // the silent one is still waited for
 
@@ -171,7 +170,7 @@ TEST_F(BigVenue, KeepsTheReplyOfAReceiverThatGoesOnTalking) {
     limit_receive_buffer(talker, 64 * 1024);
     Bytes words = esesm::build_packet(esesm::PacketType::login_request, receiver_login().payload());
     for (const Bytes& packet :
-         {esesm::build_packet(esesm::PacketType::retransmission_request, retransmission_payload(1, largest)),
+         {esesm::build_packet(esesm::PacketType::retransmission_request, retransmission_payload(1, largest_number)),
           esesm::build_packet(esesm::PacketType::client_heartbeat, {}),
           esesm::build_packet(esesm::PacketType::logout_request, {}), Bytes(1'000, '?')}) {
         words.insert(words.end(), packet.begin(), packet.end());
