@@ -49,9 +49,7 @@ void append_hex(std::string& out, std::string_view bytes) {
     }
 }
 
-}  // namespace
-
-std::string printable(std::string_view text) {
+std::string made_printable(std::string_view text, std::string_view backslash) {
     std::string out;
     while (!text.empty()) {
         const Character character = first_character(text);
@@ -59,7 +57,7 @@ std::string printable(std::string_view text) {
         if (character.size == 0 || !shows(character.code)) {
             append_hex(out, text.substr(0, size));
         } else if (character.code == '\\') {
-            out += "\\\\";
+            out += backslash;
         } else {
             out += text.substr(0, size);
         }
@@ -68,9 +66,9 @@ std::string printable(std::string_view text) {
     return out;
 }
 
-std::string for_markup(std::string_view text) {
+std::string with_entities(const std::string& text) {
     std::string out;
-    for (const char letter : printable(text)) {
+    for (const char letter : text) {
         switch (letter) {
             case '&': out += "&amp;"; break;
             case '<': out += "&lt;"; break;
@@ -81,6 +79,24 @@ std::string for_markup(std::string_view text) {
         }
     }
     return out;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+    return made_printable(text, "\\\\");
+}
+
+std::string printable_sentence(std::string_view sentence) {
+    return made_printable(sentence, "\\");
+}
+
+std::string for_markup(std::string_view text) {
+    return with_entities(printable(text));
+}
+
+std::string sentence_for_markup(std::string_view sentence) {
+    return with_entities(printable_sentence(sentence));
 }
 
 std::string since_start(unsigned long long ns, unsigned long long started_ns) {

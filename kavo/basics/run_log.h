@@ -5,14 +5,14 @@
 //   control      word, reply     a command to the control port, by kavo
 //   relay        user, what      a fault of the relay was set: what, as in a script
 //   relay_did    user, conversation, what, direction, bytes
-//                                and did something: held, released, delayed, slowed, split, swallowed, half, cut, reset,
-//                                abandoned. direction is up (from the client), down or both; bytes is how many it was
-//                                done to; a cut and a reset lose them. delayed, slowed and split are noted when nothing
-//                                waits any more, held when something begins to wait
+//                                and did something: held, released, delayed, slowed, split, swallowed, half, cut,
+//                                reset, abandoned. direction is up (from the client), down or both; bytes is how many
+//                                it was done to; a cut and a reset lose them. delayed, slowed and split are noted when
+//                                nothing waits any more, held when something begins to wait
 //   script       line, text      a step of the script was carried out
 //   late         ms              the machine let kavo wait so much longer than it asked for
 //   kernel_drop  port, socket, drops     the kernel threw datagrams of the feed away: "kavo"'s own copy, or "client"'s
-//   command      pid             the user's command was started
+//   command      pid, words      the user's command was started
 //   command_end  status, signal  and has ended; timed_out is true when kavo had to end it
 //   script_left  line, text      the first step of the script that was not carried out in time
 //   venue_end    status, signal  the venue has ended; stopped is true when kavo had asked it to
@@ -22,9 +22,11 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace kavo::companion {
 
@@ -33,7 +35,7 @@ public:
     // Throws Problem when the file cannot be opened.
     explicit RunLog(const std::filesystem::path& file);
 
-    using Value = std::variant<std::int64_t, bool, std::string_view>;
+    using Value = std::variant<std::int64_t, bool, std::string_view, std::vector<std::string>>;
     void write(std::uint64_t t_ns, std::string_view event,
                std::initializer_list<std::pair<std::string_view, Value>> values = {});
     // False once something could not be written: the disk is full, say.

@@ -252,7 +252,7 @@ void Bench::start_command(const std::vector<std::string>& command, std::function
     if (in.keeper_lost) throw Problem(Status::bench, in.how_it_ended());
     const pid_t pid = in.keeper->start(Kept::command, command, command_environment(in.facts, in.folder));
     in.command_ended = std::move(ended);
-    in.log->write(now_ns(), "command", {{"pid", static_cast<std::int64_t>(pid)}});
+    in.log->write(now_ns(), "command", {{"pid", static_cast<std::int64_t>(pid)}, {"words", command}});
 }
 
 void Bench::signal_command(int number) {

@@ -29,11 +29,11 @@ Json told(const Finding& finding, const BenchFacts& facts) {
                 {"grade", grade_word(finding.grade)},
                 {"sentence", finding.rule->sentence},
                 {"page", finding.rule->page},
-                {"expected", printable(finding.expected)},
-                {"got", printable(finding.got)},
-                {"truth", printable(finding.truth)},
-                {"belief", printable(finding.belief)},
-                {"because", printable(finding.because)},
+                {"expected", printable_sentence(finding.expected)},
+                {"got", printable_sentence(finding.got)},
+                {"truth", printable_sentence(finding.truth)},
+                {"belief", printable_sentence(finding.belief)},
+                {"because", printable_sentence(finding.because)},
                 {"where", place_of(finding.where, facts)}};
 }
 

@@ -17,15 +17,15 @@ struct Tally {
 std::string told(const Finding& finding) {
     std::string text;
     const auto add = [&text](const char* word, const std::string& said) {
-        if (!said.empty()) text += std::string(word) + ": " + for_markup(said) + "\n";
+        if (!said.empty()) text += std::string(word) + ": " + sentence_for_markup(said) + "\n";
     };
     add("expected", finding.expected);
     add("got", finding.got);
     add("truth", finding.truth);
     add("belief", finding.belief);
     add("because", finding.because);
-    add("user", finding.where.user);
-    add("order", finding.where.order);
+    add("user", printable(finding.where.user));
+    add("order", printable(finding.where.order));
     if (finding.where.moment.packet != 0) add("packet", std::to_string(finding.where.moment.packet));
     return text;
 }

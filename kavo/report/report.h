@@ -22,8 +22,9 @@ struct Report {
     std::uint64_t ended_ns = 0;
 };
 
-std::string_view status_word(Status status);  // "right", "findings", "usage", "bench", "inconclusive"
-std::string_view grade_word(Grade grade);     // "remark", "finding", "inconclusive", "bench"
+std::string_view status_word(Status status);      // "right", "findings", "usage", "bench", "inconclusive"
+std::string_view status_sentence(Status status);  // "the client is wrong"
+std::string_view grade_word(Grade grade);         // "remark", "finding", "inconclusive", "bench"
 
 // Findings of one rule in one grade, in the order of the run.
 struct Group {

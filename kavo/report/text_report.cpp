@@ -45,10 +45,14 @@ std::string place_of(const Finding& finding, const Report& report) {
     return place;
 }
 
-std::string headline(const Group& group) {
-    std::string word{grade_word(group.grade)};
+std::string in_capitals(std::string_view text) {
+    std::string word{text};
     std::transform(word.begin(), word.end(), word.begin(), [](char c) { return static_cast<char>(std::toupper(c)); });
-    std::string line = word + "  " + std::string(group.rule->name);
+    return word;
+}
+
+std::string headline(const Group& group) {
+    std::string line = in_capitals(grade_word(group.grade)) + "  " + std::string(group.rule->name);
     if (group.findings.size() > 1) line += "  (" + std::to_string(group.findings.size()) + " times; the first:)";
     return line + "\n";
 }
@@ -58,11 +62,11 @@ std::string told(const Group& group, const Report& report) {
     std::string out = headline(group);
     say(out, "where", place_of(finding, report));
     say(out, "rule", std::string(group.rule->sentence) + "  " + std::string(group.rule->page));
-    say(out, "expected", printable(finding.expected));
-    say(out, "got", printable(finding.got));
-    say(out, "truth", printable(finding.truth));
-    say(out, "belief", printable(finding.belief));
-    say(out, "because", printable(finding.because));
+    say(out, "expected", printable_sentence(finding.expected));
+    say(out, "got", printable_sentence(finding.got));
+    say(out, "truth", printable_sentence(finding.truth));
+    say(out, "belief", printable_sentence(finding.belief));
+    say(out, "because", printable_sentence(finding.because));
     return out + "\n";
 }
 
@@ -104,15 +108,6 @@ std::string summary(const Report& report) {
     return out;
 }
 
-std::string first_line(const Report& report) {
-    switch (report.verdict.status()) {
-        case Status::right: return "RIGHT: nothing speaks against the client";
-        case Status::findings: return "FINDINGS: the client is wrong";
-        case Status::bench: return "BENCH: the venue contradicts itself, so nothing is said about the client";
-        default: return "INCONCLUSIVE: nothing certain can be said";
-    }
-}
-
 }  // namespace
 
 std::string_view status_word(Status status) {
@@ -124,6 +119,15 @@ std::string_view status_word(Status status) {
         case Status::inconclusive: return "inconclusive";
     }
     return "bench";
+}
+
+std::string_view status_sentence(Status status) {
+    switch (status) {
+        case Status::right: return "nothing speaks against the client";
+        case Status::findings: return "the client is wrong";
+        case Status::bench: return "the venue contradicts itself, so nothing is said about the client";
+        default: return "nothing certain can be said";
+    }
 }
 
 std::string_view grade_word(Grade grade) {
@@ -162,7 +166,8 @@ std::vector<Group> grouped(const Verdict& verdict) {
 
 std::string text_report(const Report& report, std::size_t groups) {
     const std::vector<Group> all = grouped(report.verdict);
-    std::string out = first_line(report) + "  (" +
+    const Status status = report.verdict.status();
+    std::string out = in_capitals(status_word(status)) + ": " + std::string(status_sentence(status)) + "  (" +
                       seconds(static_cast<double>(report.ended_ns - report.facts.started_ns) / 1e6) + ")\n" +
                       summary(report) + "\n";
     for (std::size_t i = 0; i < all.size() && i < groups; ++i) out += told(all[i], report);

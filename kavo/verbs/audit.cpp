@@ -12,6 +12,7 @@ constexpr const char* audit_examples =
     "Examples:\n"
     "  kavo audit runs/42              the verdict on a run, again; writes verdict.* into the folder\n"
     "  kavo audit runs/42 --all        every finding\n"
+    "  kavo audit runs/42 --html run42.html\n"
     "  kavo audit runs/42 --json --no-write | jq .status\n"
     "The exit status is that of `kavo test`: 0 right, 1 findings, 3 the bench, 4 inconclusive.";
 
@@ -22,6 +23,8 @@ void add_audit(CLI::App& app, Action& action) {
     const auto folder = std::make_shared<std::string>();
     const auto telling = std::make_shared<Telling>();
     verb->add_option("DIR", *folder, "the folder of a run")->required();
+    verb->add_option("--html", telling->html, "a copy of the page, verdict.html, in this file");
+    verb->add_option("--junit", telling->junit, "a copy of the JUnit XML, verdict.xml, in this file");
     verb->add_flag("--json", telling->json, "the verdict as JSON on standard output");
     verb->add_flag("--all", telling->all, "tell every rule with findings");
     verb->add_flag("--quiet", telling->quiet, "one line");

@@ -2,12 +2,18 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "kavo/audit/audit.h"
+#include "kavo/basics/printable.h"
+#include "kavo/basics/problem.h"
+#include "kavo/report/page.h"
 #include "kavo/report/report.h"
 
 namespace kavo::companion {
@@ -64,9 +70,35 @@ std::uint64_t end_of(const Journal& journal) {
 
 constexpr std::size_t groups_on_a_screen = 3;
 
+std::ofstream opened(const std::filesystem::path& file, const char* option, std::ios::openmode mode) {
+    std::ofstream out(file, mode | std::ios::binary);
+    if (out) return out;
+    throw Problem(Status::usage, std::string("cannot write ") + option + " " + printable(file.string()) + " (" +
+                                     std::strerror(errno) + "): name a file in a folder that is there");
+}
+
+void copy_to(const std::filesystem::path& file, const char* option, const std::string& text) {
+    if (file.empty()) return;
+    std::ofstream out = opened(file, option, std::ios::trunc);
+    out << text;
+    out.flush();
+    if (!out) throw Problem(Status::bench, "cannot write " + printable(file.string()) + ": is the disk full?");
+}
+
 }  // namespace
 
+void check_files(const Telling& telling) {
+    for (const auto& [file, option] : {std::pair{telling.html, "--html"}, std::pair{telling.junit, "--junit"}}) {
+        if (file.empty()) continue;
+        std::error_code error;
+        const bool was_there = std::filesystem::exists(file, error);
+        opened(file, option, std::ios::app).close();
+        if (!was_there) std::filesystem::remove(file, error);
+    }
+}
+
 Status judge(const RunFolder& folder, const Telling& telling) {
+    check_files(telling);
     const Journal journal = read_journal(folder.path);
     const Verdict verdict = [&] {
         Progress progress;
@@ -75,6 +107,8 @@ Status judge(const RunFolder& folder, const Telling& telling) {
     const Report report{folder,      journal.facts,  verdict, journal.defects, command_of(journal),
                         all_rules(), end_of(journal)};
     if (telling.write) write_reports(report, journal);
+    if (!telling.html.empty()) copy_to(telling.html, "--html", page(report, journal));
+    if (!telling.junit.empty()) copy_to(telling.junit, "--junit", junit_report(report));
     if (telling.json) {
         std::cout << json_report(report);
     } else {

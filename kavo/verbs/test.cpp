@@ -24,6 +24,7 @@ Examples:
   kavo test -- ./my_client                            the market moves, nothing is damaged
   kavo test --with "--drop-every 20" -- ./my_client   every twentieth datagram is lost
   kavo test --scenario reject_every=7,lapse_ms=5000 -- pytest tests
+  kavo test --junit reports/kavo.xml --html reports/kavo.html -- ./my_client
   kavo test --script rough.txt --dir run -- ./my_client --orders 100
   kavo test -- sh -c 'echo connect to $KAVO_ORDERS, listen to $KAVO_FEED on $KAVO_IFACE'
 
@@ -120,6 +121,7 @@ Status test(Wishes wishes) {
     }
     if (!wishes.seed.empty()) wishes.bench.flags.insert(wishes.bench.flags.end(), {"--seed", wishes.seed});
     TestRun run(wishes);
+    check_files(wishes.telling);
     if (wishes.bench.folder.empty()) wishes.bench.folder = fresh_folder();
     return judge(run.play(), wishes.telling);
 }
@@ -139,6 +141,8 @@ void add_test(CLI::App& app, Action& action) {
         ->check(CLI::Range(0.1, 86'400.0));
     verb->add_option("--venue", wishes->bench.venue, "the simulator's program");
     verb->add_flag("--isolated", wishes->bench.isolated, "in a network namespace of its own");
+    verb->add_option("--html", wishes->telling.html, "a copy of the page, verdict.html, in this file");
+    verb->add_option("--junit", wishes->telling.junit, "a copy of the JUnit XML, verdict.xml, in this file");
     verb->add_flag("--json", wishes->telling.json, "the verdict as JSON on standard output");
     verb->add_flag("--all", wishes->telling.all, "tell every rule with findings");
     verb->add_flag("--quiet", wishes->telling.quiet, "one line");

@@ -21,6 +21,11 @@ TEST(Printable, ShowsControlCharactersAndDoublesTheMarkThatShowsThem) {
     EXPECT_EQ(printable("\xc2\x85"), R"(\xc2\x85)");  // next line, of the second set of control characters
 }
 
+TEST(Printable, LeavesTheMarksOfASentenceWhoseTextsWereMadePrintableBefore) {
+    EXPECT_EQ(printable_sentence("a fill of \"" + printable("\n") + "\"\n"), R"(a fill of "\x0a"\x0a)");
+    EXPECT_EQ(sentence_for_markup(R"(<\x0a>)"), R"(&lt;\x0a&gt;)");
+}
+
 TEST(Printable, ShowsBytesThatAreNoCharacter) {
     EXPECT_EQ(printable("\xff"), R"(\xff)");
     EXPECT_EQ(printable("\xc3"), R"(\xc3)");  // cut short
