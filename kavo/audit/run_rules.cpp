@@ -1,6 +1,8 @@
 // What the run says about itself, in the notes that kavo took: how the venue and the user's command ended, and whether
 // the script was played. A provocation that never came about proves nothing, so nothing is certain then.
+#include <algorithm>
 #include <array>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "kavo/audit/audit.h"
@@ -13,11 +15,15 @@ constexpr std::array rules{
     Rule{"bench.lives", "The venue runs until it is told to stop, and then ends with status 0.",
          "docs/bench.md#exit-status"},
     Rule{"command.succeeds", "The command under test ends by itself, with status 0.", "docs/kavo.md#kavo-test"},
+    Rule{"command.takes-part",
+         "The command under test logs in, asks for a recovery, listens, or says what it believes.",
+         "docs/kavo.md#kavo-test"},
     Rule{"script.played", "Every step of the script is carried out while the command runs.", "docs/kavo.md#scripts"},
 };
 constexpr const Rule& venue_lives = rules[0];
 constexpr const Rule& command_succeeds = rules[1];
-constexpr const Rule& script_played = rules[2];
+constexpr const Rule& command_takes_part = rules[2];
+constexpr const Rule& script_played = rules[3];
 
 struct Ending {
     int status = 0;
@@ -36,6 +42,16 @@ Ending read_ending(const Note& note) {
     } catch (const nlohmann::json::exception&) {
         return {};
     }
+}
+
+// Kavo itself is no part of it: neither its house, nor what it fetches.
+bool somebody_came(const Journal& journal) {
+    const bool connected = std::ranges::any_of(journal.conversations,
+                                               [&](const Conversation& it) { return it.user != journal.facts.house; });
+    const bool listened = std::ranges::any_of(journal.notes, [](const Note& it) { return it.event == "feed_socket"; });
+    std::error_code error;
+    const auto told = std::filesystem::file_size(journal.folder.beliefs(), error);
+    return connected || listened || (!error && told != 0);
 }
 
 std::string told(const Ending& ending) {
@@ -74,6 +90,11 @@ void audit_run(const Journal& journal, Verdict& verdict) {
                 "still running when its time was up");
         } else if (note.event == "command_end" && badly) {
             add(verdict, command_succeeds, Grade::finding, note, "status 0", told(ending));
+        }
+        if (note.event == "command_end" && !somebody_came(journal)) {
+            add(verdict, command_takes_part, Grade::inconclusive, note, "somebody who comes to the bench", "nobody",
+                "the command never came near the bench, so there is nothing to judge: does it connect to KAVO_ORDERS, "
+                "and listen to KAVO_FEED on KAVO_IFACE?");
         }
         if (note.event == "script_left") {
             add(verdict, script_played, Grade::inconclusive, note, ending.text,

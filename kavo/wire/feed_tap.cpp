@@ -10,8 +10,10 @@
 #include <chrono>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "client/dial.h"
+#include "client/feed_messages.h"
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/wire/udp_sockets.h"
@@ -106,16 +108,21 @@ FeedTap::FeedTap(Loop& loop, Recording& recording, RunLog& log, const std::strin
       port_(port),
       socket_(open_tap(group, port, interface_address)),
       own_inode_(inode_of(socket_)),
+      looked_ns_(now_ns()),
       room_(batch * datagram_bytes) {
     // What sockets that are there already have lost before now is none of this run's.
-    for (const UdpSocket& other : udp_sockets(group_, port_)) drops_[other.inode] = other.drops;
+    for (const UdpSocket& other : udp_sockets(group_, port_)) {
+        drops_[other.inode] = other.drops;
+        there_.insert(other.inode);
+        note_socket(other.inode, true, looked_ns_);
+    }
     loop_.watch(socket_, POLLIN, [this](short) { drain(); });
-    next_look_ = loop_.after(between_looks, [this] { look_for_drops(); });
+    look_again_soon();
 }
 
 FeedTap::~FeedTap() {
     drain();
-    look_for_drops();
+    look();
     loop_.cancel(next_look_);
     loop_.forget(socket_);
     close(socket_);
@@ -141,12 +148,40 @@ void FeedTap::take(const msghdr& about, ByteView datagram) {
               : now_ns();
     if (const auto drops = told<std::uint32_t>(about, SO_RXQ_OVFL)) note_drops(own_inode_, *drops);
     recording_.datagram(t_ns, group_, port_, datagram);
+    for (ByteView rest = datagram; const auto packet = client::read_feed_packet(rest);) {
+        if (!packet->message.empty()) received_.add({packet->header.sequence, packet->header.sequence});
+    }
     if (on_datagram) on_datagram(datagram);
 }
 
-void FeedTap::look_for_drops() {
-    for (const UdpSocket& found : udp_sockets(group_, port_)) note_drops(found.inode, found.drops);
-    next_look_ = loop_.after(between_looks, [this] { look_for_drops(); });
+void FeedTap::look_again_soon() {
+    next_look_ = loop_.after(between_looks, [this] {
+        look();
+        look_again_soon();
+    });
+}
+
+void FeedTap::look() {
+    const std::uint64_t now = now_ns();
+    std::set<std::uint64_t> there;
+    for (const UdpSocket& found : udp_sockets(group_, port_)) {
+        there.insert(found.inode);
+        if (!there_.contains(found.inode)) note_socket(found.inode, true, now);
+        note_drops(found.inode, found.drops);
+    }
+    for (const std::uint64_t inode : there_) {
+        if (!there.contains(inode)) note_socket(inode, false, now);
+    }
+    there_ = std::move(there);
+    looked_ns_ = now;
+}
+
+void FeedTap::note_socket(std::uint64_t inode, bool open, std::uint64_t now) {
+    if (inode == own_inode_) return;
+    log_.write(now, "feed_socket",
+               {{"socket", static_cast<std::int64_t>(inode)},
+                {"open", open},
+                {"ms", static_cast<std::int64_t>((now - looked_ns_ + ns_per_ms - 1) / ns_per_ms)}});
 }
 
 void FeedTap::note_drops(std::uint64_t inode, std::uint64_t drops) {
