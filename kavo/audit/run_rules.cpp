@@ -18,12 +18,18 @@ constexpr std::array rules{
     Rule{"command.takes-part",
          "The command under test logs in, asks for a recovery, listens, or says what it believes.",
          "docs/kavo.md#kavo-test"},
+    Rule{"command.leaves-feed-alone", "Nobody but the venue sends to the group and port of the feed.",
+         "docs/kavo.md#the-bench-of-a-run"},
+    Rule{"command.own-name", "No client logs in as the house, who is kavo's own user and judged by nobody.",
+         "docs/kavo.md#scripts"},
     Rule{"script.played", "Every step of the script is carried out while the command runs.", "docs/kavo.md#scripts"},
 };
 constexpr const Rule& venue_lives = rules[0];
 constexpr const Rule& command_succeeds = rules[1];
 constexpr const Rule& command_takes_part = rules[2];
-constexpr const Rule& script_played = rules[3];
+constexpr const Rule& leaves_feed_alone = rules[3];
+constexpr const Rule& own_name = rules[4];
+constexpr const Rule& script_played = rules[5];
 
 struct Ending {
     int status = 0;
@@ -71,6 +77,38 @@ void add(Verdict& verdict, const Rule& rule, Grade grade, const Note& note, std:
     verdict.findings.push_back(std::move(finding));
 }
 
+// Of all that strangers have sent, the first is told.
+void audit_strangers(const Journal& journal, Verdict& verdict) {
+    const auto is_one = [](const Note& note) { return note.event == "stranger"; };
+    const auto first = std::ranges::find_if(journal.notes, is_one);
+    if (first == journal.notes.end()) return;
+    const auto count = std::ranges::count_if(journal.notes, is_one);
+    add(verdict, leaves_feed_alone, Grade::inconclusive, *first, "datagrams of the venue alone",
+        std::to_string(count) + " from somebody else",
+        "whoever listened heard what the venue never said: whatever sends to KAVO_FEED is to be taken out of the test");
+}
+
+// The house comes with the script, so without a step of its own it is somebody else.
+void audit_name_of_house(const Journal& journal, Verdict& verdict) {
+    const auto has_house = [](const Note& note) {
+        return note.event == "script" && note.json.find("house") != std::string::npos;
+    };
+    if (std::ranges::any_of(journal.notes, has_house)) return;
+    for (const Conversation& conversation : journal.conversations) {
+        if (conversation.service != Service::orders || conversation.user != journal.facts.house) continue;
+        Finding finding;
+        finding.rule = &own_name;
+        finding.grade = Grade::inconclusive;
+        finding.expected = "a client of another name";
+        finding.got = "a login as " + conversation.user;
+        finding.because = "what " + conversation.user + " does is not looked at: give the client another name";
+        finding.where.moment = conversation.opened;
+        finding.where.user = conversation.user;
+        verdict.findings.push_back(std::move(finding));
+        return;
+    }
+}
+
 }  // namespace
 
 std::span<const Rule> run_rules() {
@@ -78,6 +116,8 @@ std::span<const Rule> run_rules() {
 }
 
 void audit_run(const Journal& journal, Verdict& verdict) {
+    audit_strangers(journal, verdict);
+    audit_name_of_house(journal, verdict);
     for (const Note& note : journal.notes) {
         const Ending ending = read_ending(note);
         const bool badly = ending.status != 0 || ending.signal != 0;

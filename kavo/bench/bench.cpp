@@ -145,6 +145,7 @@ void Bench::Inside::open_everything(const std::function<void(std::string_view)>&
     output.emplace(loop, keeper->venue_errors(), folder.venue_log());
     output->on_line = on_line;
     feed.emplace(loop, *recording, *log, facts.group, facts.feed_port, facts.interface_address);
+    feed->one_sender = true;  // the venue, which nobody can be ahead of
     orders.emplace(loop, *recording, *log, orders_listener.release(), facts.orders_behind_port);
     recovery.emplace(loop, *recording, *log, recovery_listener.release(), facts.recovery_behind_port);
     control.emplace(loop, facts.control_port);

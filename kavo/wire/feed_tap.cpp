@@ -1,7 +1,6 @@
 #include "kavo/wire/feed_tap.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +30,7 @@ constexpr std::chrono::milliseconds between_looks{100};
 struct Batch {
     std::array<mmsghdr, batch> messages{};
     std::array<iovec, batch> places{};
+    std::array<sockaddr_in, batch> senders{};
     alignas(cmsghdr) std::array<std::array<std::uint8_t, control_bytes>, batch> controls{};
 };
 
@@ -39,6 +39,8 @@ void lay_out(Batch& read, std::vector<std::uint8_t>& room) {
         read.places[i] = {room.data() + i * datagram_bytes, datagram_bytes};
         read.messages[i].msg_hdr.msg_iov = &read.places[i];
         read.messages[i].msg_hdr.msg_iovlen = 1;
+        read.messages[i].msg_hdr.msg_name = &read.senders[i];
+        read.messages[i].msg_hdr.msg_namelen = sizeof read.senders[i];
         read.messages[i].msg_hdr.msg_control = read.controls[i].data();
         read.messages[i].msg_hdr.msg_controllen = control_bytes;
     }
@@ -136,9 +138,17 @@ void FeedTap::drain() {
         for (int i = 0; i < count; ++i) {
             const mmsghdr& message = read.messages[static_cast<std::size_t>(i)];
             const auto* bytes = static_cast<const std::uint8_t*>(message.msg_hdr.msg_iov->iov_base);
+            if (one_sender && is_of_another(read.senders[static_cast<std::size_t>(i)])) continue;
             take(message.msg_hdr, ByteView(bytes, message.msg_len));
         }
     }
+}
+
+bool FeedTap::is_of_another(const sockaddr_in& sender) {
+    if (!sender_) sender_ = sender;
+    if (sender.sin_port == sender_->sin_port && sender.sin_addr.s_addr == sender_->sin_addr.s_addr) return false;
+    log_.write(now_ns(), "stranger", {{"port", std::int64_t{ntohs(sender.sin_port)}}});
+    return true;
 }
 
 void FeedTap::take(const msghdr& about, ByteView datagram) {

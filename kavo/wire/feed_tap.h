@@ -2,11 +2,13 @@
 // every other socket of this feed: when it came and went, and what the kernel throws away because it is not read.
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -37,12 +39,17 @@ public:
     // Numbers of the messages that have come.
     const NumberRanges& received() const { return received_; }
 
+    // The feed is what comes from the first sender that was heard. Whatever others send to the same place is noted and
+    // left out: a client that does so must not pass for the venue.
+    bool one_sender = false;
+
     std::function<void(ByteView datagram)> on_datagram;
     // Called when the kernel has thrown datagrams of the feed away: this copy of them, or another receiver's.
     std::function<void(bool own, std::uint64_t drops)> on_drops;
 
 private:
     void take(const msghdr& about, ByteView datagram);
+    bool is_of_another(const sockaddr_in& sender);
     void look_again_soon();
     void note_socket(std::uint64_t inode, bool open, std::uint64_t now);
     void note_drops(std::uint64_t inode, std::uint64_t drops);
@@ -57,6 +64,7 @@ private:
     std::map<std::uint64_t, std::uint64_t> drops_;  // of each socket, by its inode: how many are known
     std::set<std::uint64_t> there_;                 // sockets at the last look
     std::uint64_t looked_ns_ = 0;
+    std::optional<sockaddr_in> sender_;
     Loop::Timer next_look_ = 0;
     NumberRanges received_;
     std::vector<std::uint8_t> room_;  // for a batch of datagrams
