@@ -178,7 +178,9 @@ def main() -> int:
             if well or not outcome.doubtful:
                 break
         expected = "right" if given.right else scene.rule
-        print(f"{'ok  ' if well else 'NOT '} {label:42} {expected:32} {outcome.status} {' '.join(outcome.convictions)}")
+        again = f" at attempt {attempt + 1}" if attempt else ""
+        said = f"{outcome.status} {' '.join(outcome.convictions)}{again}"
+        print(f"{'ok  ' if well else 'NOT '} {label:42} {expected:32} {said}", flush=True)
         if not well:
             print(f"       {outcome.first[:300]}\n       kept in {outcome.folder}", flush=True)
         else:
