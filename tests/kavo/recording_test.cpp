@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "client/dial.h"
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/wire/capture.h"
@@ -400,6 +401,23 @@ TEST(FeedTap, NotesWhenOtherReceiversComeAndGo) {
     EXPECT_EQ(notes[0]["open"], true);
     EXPECT_EQ(notes[1]["open"], false);
     EXPECT_EQ(notes[0]["socket"], notes[1]["socket"]);
+}
+
+// Whoever binds to the port alone hears every group that anybody on this machine has joined.
+TEST(FeedTap, HearsNothingOfAnotherGroupOnItsPort) {
+    FeedStage stage;
+    FeedTap tap(stage.loop, stage.recording, stage.log, "233.54.28.111", stage.port.number(), "127.0.0.1");
+    FeedTap other(stage.loop, stage.recording, stage.log, "233.54.28.112", stage.port.number(), "127.0.0.1");
+    std::string heard, heard_by_other;
+    tap.on_datagram = [&](ByteView datagram) { heard += as_text(datagram); };
+    other.on_datagram = [&](ByteView datagram) { heard_by_other += as_text(datagram); };
+    stage.send("for the first");
+    stage.name.sin_addr = client::ipv4_address("233.54.28.112");
+    stage.send("for the other");
+    tap.drain();
+    other.drain();
+    EXPECT_EQ(heard, "for the first");
+    EXPECT_EQ(heard_by_other, "for the other");
 }
 
 TEST(FeedTap, OfOneSenderLeavesOutWhatOthersSend) {
