@@ -87,4 +87,17 @@ std::optional<dom::OrderExecuted> read_order_executed(ByteView message) {
                               get(message, at::resting_sell) != 0};
 }
 
+FeedMessage read_feed_message(ByteView message) {
+    if (const auto m = read_system_time(message)) return *m;
+    if (const auto m = read_system_state(message)) return *m;
+    if (const auto m = read_series_definition(message)) return *m;
+    if (const auto m = read_series_open(message)) return *m;
+    if (const auto m = read_series_trading_status(message)) return *m;
+    if (const auto m = read_add_order(message)) return *m;
+    if (const auto m = read_modify_order(message)) return *m;
+    if (const auto m = read_delete_order(message)) return *m;
+    if (const auto m = read_order_executed(message)) return *m;
+    return {};
+}
+
 }  // namespace kavo::client

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <variant>
 
 #include "common/bytes.h"
 #include "feed/dom_messages.h"
@@ -29,5 +30,11 @@ std::optional<dom::AddOrder> read_add_order(ByteView message);
 std::optional<dom::ModifyOrder> read_modify_order(ByteView message);
 std::optional<dom::DeleteOrder> read_delete_order(ByteView message);
 std::optional<dom::OrderExecuted> read_order_executed(ByteView message);
+
+// Whichever of them it is; the first alternative when it is none.
+using FeedMessage =
+    std::variant<std::monostate, dom::SystemTime, dom::SystemState, dom::SeriesDefinition, dom::SeriesOpen,
+                 dom::SeriesTradingStatus, dom::AddOrder, dom::ModifyOrder, dom::DeleteOrder, dom::OrderExecuted>;
+FeedMessage read_feed_message(ByteView message);
 
 }  // namespace kavo::client

@@ -10,7 +10,6 @@ namespace kavo::model {
 namespace {
 
 constexpr std::size_t most_bytes = 1400;  // of a datagram
-constexpr std::size_t most_messages_held = 200'000;
 constexpr std::uint64_t heartbeat_after_ms = 1000;
 constexpr std::uint64_t ns_in_a_second = 1'000'000'000;
 
@@ -38,7 +37,7 @@ std::vector<Bytes> Feed::announced(const Bytes& message, std::uint64_t stamped_n
 Feed::Departures Feed::publish(const Bytes& message) {
     held_.push_back(message);
     const std::uint64_t number = last_number();
-    forget_all_but(most_messages_held);
+    forget_all_but(limits_.feed_messages);
     const Bytes bytes = packet(number, application_data, message);
     Departures departures;
     if (filling_.size() + bytes.size() > most_bytes) departures = flush();

@@ -16,7 +16,7 @@ namespace kavo::model {
 
 class Feed {
 public:
-    explicit Feed(std::uint8_t session) : session_(session) {}
+    explicit Feed(std::uint8_t session, const Limits& limits = {}) : session_(session), limits_(limits) {}
 
     // What can be seen of the feed: a datagram leaves, or a line is said about one that a fault befalls. Either is
     // empty where the other is not.
@@ -71,6 +71,7 @@ private:
     Bytes bare_packet(std::uint64_t number, std::uint8_t type) const { return packet(number, type, {}); }
 
     std::uint8_t session_;
+    Limits limits_;
     std::uint64_t announced_second_ = 0;
     std::uint64_t last_left_ms_ = 0;
     std::uint64_t datagrams_ = 0;  // so far, whatever became of them

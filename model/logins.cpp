@@ -37,7 +37,7 @@ char order_entry_status(const Login& login, std::uint8_t session, const Stream& 
     if (login.username.empty() || login.computer_id.empty()) return 'X';
     if (name_is_taken()) return 'L';
     if (login.entries[0].engine != 0 && login.entries[0].engine != session) return 'S';
-    return login.requested() > stream.size() + 1 ? 'N' : ' ';
+    return login.requested() > stream.last_number() + 1 ? 'N' : ' ';
 }
 
 char recovery_status(const Login& login) {

@@ -1,6 +1,7 @@
 // What a client asks of the venue, and what the venue remembers of an order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -78,6 +79,17 @@ struct Order {
 inline std::uint32_t book_price(std::uint64_t wire_price) {
     return static_cast<std::uint32_t>(wire_price / 100);
 }
+
+// How much is kept for whoever comes back for it, and how much is done at once.
+struct Limits {
+    std::size_t feed_messages = 200'000;
+    std::size_t stream_messages = 500'000;  // of each user
+    std::size_t closed_ids = 50'000;
+    std::size_t held_bytes = 1'048'576;  // of what a client says behind its replay
+    int accepts = 256;                   // by each service in a pass
+    int commands = 256;                  // in a pass
+    std::size_t send_bytes = 1'048'576;
+};
 
 struct Symbol {
     std::string name;

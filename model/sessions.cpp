@@ -13,7 +13,7 @@ Bytes Replay::next(const Stream& stream) const {
     if (!response_.empty()) return response_;
     if (missed_.empty() && completion_due_) return session_packet('c', Bytes{1});
     const std::uint64_t number = missed_.empty() ? followers_.front() : missed_.front();
-    return sequenced_packet(number, stream.at(number - 1));
+    return sequenced_packet(number, stream.message(number));
 }
 
 void Replay::taken() {

@@ -2,8 +2,10 @@
 // that was missed.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <vector>
 
 #include "model/packets.h"
 
@@ -13,7 +15,18 @@ namespace kavo::model {
 inline constexpr std::uint64_t heartbeat_interval_ms = 1'000;  // of the venue's silence
 inline constexpr std::uint64_t silence_limit_ms = 3'000;       // of the client's
 
-using Stream = std::vector<Bytes>;  // message 1 in front
+// All that a user was ever told. Whoever logs in can have the messages from `oldest` on; the others are still known
+// here, and may even be on their way.
+struct Stream {
+    std::uint64_t last_number() const { return told.size(); }
+    const Bytes& message(std::uint64_t number) const { return told.at(number - 1); }
+    void forget_all_but(std::size_t messages) {
+        if (told.size() > messages) oldest = std::max(oldest, told.size() - messages + 1);
+    }
+
+    std::vector<Bytes> told;  // message 1 in front
+    std::uint64_t oldest = 1;
+};
 
 // What a login brings: its response, then the messages that it asked for, then the end of the replay, then what was
 // numbered meanwhile. Each packet goes out when the connection takes it.

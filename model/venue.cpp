@@ -6,7 +6,6 @@ namespace kavo::model {
 namespace {
 
 constexpr std::uint64_t late_ms = 2000;  // an order that ended less than this ago was missed, any other is unknown
-constexpr std::size_t most_closed_ids = 50000;
 
 }  // namespace
 
@@ -64,7 +63,7 @@ const Order* Venue::find_own(int client, const std::string& client_order_id) con
 void Venue::close(const std::string& client_order_id) {
     live_ids.erase(client_order_id);
     closed_ms_[client_order_id] = world_.steady_ms();
-    if (closed_ms_.size() > most_closed_ids) closed_ms_.clear();
+    if (closed_ms_.size() > settings_.limits.closed_ids) closed_ms_.clear();
 }
 
 bool Venue::closed_lately(const std::string& client_order_id) const {

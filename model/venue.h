@@ -28,6 +28,7 @@ struct Settings {
     std::uint64_t seed = 42;
     double step_bps = 0.8;
     double touch_hit = 0.15;
+    Limits limits = {};
 };
 
 // What surrounds the venue: its clocks, its feed, and those who write down what it says. Time may go by while a request

@@ -19,13 +19,13 @@ void Day::calm_down() {
 }
 
 void Day::end() {
-    fetch_history();
+    ask_for_history();
     stage.command("stats");
     pass_after(250);
     stage.print_final_report();
 }
 
-void Day::fetch_history() {
+void Day::ask_for_history() {
     Peer& peer = stage.connect_receiver();
     client::Login login = client::login("audit");
     login.application_protocol = "DoM1.3";
@@ -34,16 +34,11 @@ void Day::fetch_history() {
     peer.to_venue = model::session_packet('l', login.payload());
     model::append(peer.to_venue, model::session_packet('a', range));
     pass_after(1);
-    model::Cutter reply;
-    reply.arrive(peer.inbox);
-    while (const auto packet = reply.cut()) {
-        if (packet->type == 's') history.emplace_back(packet->payload.begin() + 9, packet->payload.end());
-    }
 }
 
 DayReport Day::audit(const std::function<std::string(const Auditor& auditor)>& complaints) const {
     DayReport report;
-    Auditor auditor(tape, history, stage.plan());
+    Auditor auditor(tape, stage.published(), stage.plan());
     try {
         auditor.audit();
         if (complaints) report.finding = complaints(auditor);
@@ -52,7 +47,7 @@ DayReport Day::audit(const std::function<std::string(const Auditor& auditor)>& c
     }
     report.position = auditor.position();
     report.passes = auditor.passes();
-    report.feed_messages = history.size();
+    report.feed_messages = stage.published().size();
     report.datagrams = stage.datagrams().size();
     report.counters = auditor.counters();
     return report;

@@ -31,7 +31,7 @@ public:
 
     // Towards its end: the market stands still, and the venue is silent no longer.
     void calm_down();
-    // Fetches every message of the feed from the recovery service, and has the venue's last reports.
+    // Somebody asks the recovery service for every message of the feed, and the venue gives its last reports.
     void end();
 
     // Once it has ended.
@@ -41,10 +41,9 @@ public:
 
     Tape tape;
     Stage stage;
-    std::vector<Bytes> history;  // every message of the feed
 
 private:
-    void fetch_history();
+    void ask_for_history();
 };
 
 }  // namespace kavo::simulation

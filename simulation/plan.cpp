@@ -56,6 +56,20 @@ EngineSettings some_engine(Dice& dice) {
     return engine;
 }
 
+// On such a day much is forgotten that somebody comes back for, and little is done at once. The history holds a
+// datagram at least.
+model::Limits some_limits(Dice& dice) {
+    model::Limits limits;
+    limits.feed_messages = static_cast<std::size_t>(dice.between(60, 500));
+    limits.stream_messages = static_cast<std::size_t>(dice.between(1, 300));
+    limits.closed_ids = static_cast<std::size_t>(dice.between(1, 40));
+    limits.held_bytes = dice.pick<std::size_t>({3, 71, 134, 137, 205, 268});  // packets of what clients say, whole
+    limits.accepts = static_cast<int>(dice.between(1, 3));
+    limits.commands = static_cast<int>(dice.between(1, 3));
+    limits.send_bytes = static_cast<std::size_t>(dice.between(50, 5'000));
+    return limits;
+}
+
 }  // namespace
 
 Options Plan::options() const {
@@ -95,6 +109,8 @@ Plan plan_for(std::uint64_t seed, Dice& dice) {
     plan.receivers = static_cast<unsigned>(dice.between(1, 3));
     plan.restless_clock = dice.one_in(3);
     plan.descriptors_run_out = seed % 8 == 5;
+    plan.small_limits = seed % 4 == 2;
+    if (plan.small_limits) plan.limits = some_limits(dice);
     plan.start_ms = dice.between(1, 10'000'000);
     plan.start_wall_ns = start_second * ns_per_second + dice.below(ns_per_second);
     return plan;

@@ -24,6 +24,8 @@ struct Plan {
     bool control_port = false;  // whether a person sits at the controls
     FeedFaults faults;
     model::Bench bench;  // as the scenario arms it
+    model::Limits limits;
+    bool small_limits = false;  // each of them is reached
 
     unsigned passes = 0;
     unsigned clients = 0;

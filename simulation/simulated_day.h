@@ -22,6 +22,7 @@ public:
 
 private:
     void act();
+    void command();
     void wait();
     void end_day();
     void hear_the_rest();

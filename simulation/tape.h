@@ -17,6 +17,8 @@ enum class What : std::uint8_t {
     readable,  // the poll has found something to read on this connection
     command,
     command_reply,
+    no_command,    // waits any more
+    nobody_calls,  // any more, or nobody can be accepted
     client_connected,
     client_bytes,     // read by the venue; perhaps none
     client_gone,      // read by the venue: the peer has closed

@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::array rules{
+constexpr std::array bench_table{
     Rule{"bench.book-line", "The book truth has a line for each message that changes a book, and it shows that book.",
          "docs/bench.md#book-truth"},
     Rule{"bench.counter", "The final report counts what has happened.", "docs/bench.md#reports"},
@@ -46,23 +46,23 @@ constexpr std::array rules{
 }  // namespace
 
 namespace bench_rule {
-const Rule& book_line = rules[0];
-const Rule& counter = rules[1];
-const Rule& fault_line = rules[2];
-const Rule& feed_heartbeat = rules[3];
-const Rule& feed_message = rules[4];
-const Rule& feed_number = rules[5];
-const Rule& order_life = rules[6];
-const Rule& order_line = rules[7];
-const Rule& recording = rules[8];
-const Rule& recovery = rules[9];
-const Rule& relay = rules[10];
-const Rule& stream = rules[11];
-const Rule& trade = rules[12];
+const Rule& book_line = bench_table[0];
+const Rule& counter = bench_table[1];
+const Rule& fault_line = bench_table[2];
+const Rule& feed_heartbeat = bench_table[3];
+const Rule& feed_message = bench_table[4];
+const Rule& feed_number = bench_table[5];
+const Rule& order_life = bench_table[6];
+const Rule& order_line = bench_table[7];
+const Rule& recording = bench_table[8];
+const Rule& recovery = bench_table[9];
+const Rule& relay = bench_table[10];
+const Rule& stream = bench_table[11];
+const Rule& trade = bench_table[12];
 }  // namespace bench_rule
 
 std::span<const Rule> bench_rules() {
-    return rules;
+    return bench_table;
 }
 
 void BenchFindings::contradiction_unless(const std::string& otherwise, const Rule& rule, Finding finding) {

@@ -124,13 +124,13 @@ private:
             return wrong(sitting.user, sitting.at, 0, "nothing to replay", "a replay");
         }
         if (!asks) return;
-        constexpr std::uint64_t history_messages = 500'000;
+        constexpr std::uint64_t stream_messages = 500'000;
         const std::size_t count = sitting.replay_completed ? sitting.replayed : sitting.numbers.size();
         const std::uint64_t first = sitting.requested;
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint64_t number = sitting.numbers[i];
             const std::uint64_t expected = i == 0 ? first : sitting.numbers[i - 1] + 1;
-            const bool cut = i == 0 && sitting.highest > history_messages && number > first;
+            const bool cut = i == 0 && sitting.highest > stream_messages && number > first;
             if (number == expected || cut) continue;
             return wrong(sitting.user, sitting.at, number, "number " + std::to_string(expected) + " in the replay",
                          "number " + std::to_string(number));

@@ -43,7 +43,7 @@ Levels in_order(Levels levels, bool bids) {
     return summed;
 }
 
-std::string text_of(const Levels& levels) {
+std::string levels_text(const Levels& levels) {
     std::string text;
     for (const BelievedLevel& level : levels) {
         if (text.size() > 400) return text + " ...";
@@ -144,8 +144,8 @@ private:
         Whose whose{belief.said.user, belief.symbol};
         Finding finding = about(belief);
         const BookLine& book = books_[product_of(belief.symbol)];
-        finding.truth =
-            heading(belief) + " bids" + text_of(levels_of(book.bids)) + " | asks" + text_of(levels_of(book.asks));
+        finding.truth = heading(belief) + " bids" + levels_text(levels_of(book.bids)) + " | asks" +
+                        levels_text(levels_of(book.asks));
         if (book.sequence != *belief.sequence) finding.truth += ", since " + std::to_string(book.sequence);
         finding.expected = finding.truth;
         tell(std::move(finding), belief);
@@ -198,9 +198,10 @@ private:
         Finding finding;
         finding.rule = &belief_book;
         finding.belief = heading(belief);
-        if (belief.bids) finding.belief += " bids" + text_of(in_order(*belief.bids, true));
+        if (belief.bids) finding.belief += " bids" + levels_text(in_order(*belief.bids, true));
         if (belief.asks)
-            finding.belief += std::string(belief.bids ? " |" : "") + " asks" + text_of(in_order(*belief.asks, false));
+            finding.belief +=
+                std::string(belief.bids ? " |" : "") + " asks" + levels_text(in_order(*belief.asks, false));
         finding.got = "line " + std::to_string(belief.said.line) + ": " + finding.belief;
         finding.where.user = belief.said.user;
         finding.where.feed_number = *belief.sequence;

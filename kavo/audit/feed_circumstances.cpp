@@ -18,20 +18,20 @@ std::uint64_t number_of(const json& note, const char* key) {
     return number > 0 && number < 9e18 ? it->get<std::uint64_t>() : 0;
 }
 
-std::string text_of(const json& note, const char* key) {
+std::string member_text(const json& note, const char* key) {
     const auto it = note.find(key);
     if (it == note.end()) return "";
     return it->is_string() ? it->get<std::string>() : it->dump();
 }
 
 void take_drop(const json& note, FeedCircumstances& found) {
-    (text_of(note, "socket") == "kavo" ? found.kernel_drops_of_kavo : found.kernel_drops_of_clients) +=
+    (member_text(note, "socket") == "kavo" ? found.kernel_drops_of_kavo : found.kernel_drops_of_clients) +=
         number_of(note, "drops");
 }
 
 void take_socket(std::uint64_t t_ns, const json& note, FeedCircumstances& found) {
     found.sockets_are_watched = true;
-    const std::string name = text_of(note, "socket");
+    const std::string name = member_text(note, "socket");
     if (name == "kavo") return;
     const std::uint64_t looked_ns = t_ns - std::min(t_ns, number_of(note, "ms") * ns_per_ms);
     const auto open = note.find("open");

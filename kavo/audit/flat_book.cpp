@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::size_t shown_levels = 10;
 
-namespace layout = dom::layout;
-
 }  // namespace
 
 // The best levels are where things happen, so the search begins there.
@@ -92,8 +90,9 @@ FlatBooks::Change FlatBooks::add(ByteView message) {
 }
 
 FlatBooks::Orders::iterator FlatBooks::find(ByteView message, Change& change) {
-    change.product_id = get(message, layout::delete_order::secid);  // in all that speak of an order it stands there
-    change.order_id = get(message, layout::delete_order::order_id);
+    change.product_id =
+        get(message, dom::layout::delete_order::secid);  // in all that speak of an order it stands there
+    change.order_id = get(message, dom::layout::delete_order::order_id);
     const auto found = orders_.find(change.order_id);
     if (product(change.product_id).uncertain) return found;
     if (found == orders_.end()) {

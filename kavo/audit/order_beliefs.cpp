@@ -44,7 +44,7 @@ bool agrees_with_nothing(const OrderBelief& belief) {
     return !open && belief.executed.value_or(0) == 0;
 }
 
-std::string text_of(const OrderBelief& belief) {
+std::string belief_text(const OrderBelief& belief) {
     std::string text = "line " + std::to_string(belief.said.line) + ": " + belief.state;
     if (belief.leaves) text += ", leaves " + std::to_string(*belief.leaves);
     if (belief.executed) text += ", executed " + std::to_string(*belief.executed);
@@ -179,9 +179,9 @@ private:
     void tell(const std::string& id, const OrderBelief& belief, const OrderStep* step, bool by_time = false) {
         Finding finding;
         finding.rule = &belief_order;
-        finding.belief = text_of(belief);
+        finding.belief = belief_text(belief);
         finding.got = finding.belief;
-        finding.truth = step == nullptr ? "the client was told nothing of this order" : companion::text_of(*step);
+        finding.truth = step == nullptr ? "the client was told nothing of this order" : text_of(*step);
         finding.expected = in_quotes(id) + " as it was told: " + finding.truth;
         finding.where.user = believer_.stream->user;
         finding.where.order = id;

@@ -12,7 +12,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::array table{
+constexpr std::array order_table{
     Rule{
         "order.id-unique",
         "Every order and every replace has an id of its own: an id is not used again while its order lives or may "
@@ -27,16 +27,16 @@ constexpr std::array table{
          "The venue has no reason to refuse a request for what stands in it. A test may well give it one on purpose.",
          "docs/protocol_meo.md#the-checks-in-their-order"},
 };
-static_assert(table.size() == static_cast<std::size_t>(OrderRule::refused_by_check) + 1);
+static_assert(order_table.size() == static_cast<std::size_t>(OrderRule::refused_by_check) + 1);
 
 }  // namespace
 
 std::span<const Rule> order_rules() {
-    return table;
+    return order_table;
 }
 
 const Rule& rule(OrderRule which) {
-    return table[static_cast<std::size_t>(which)];
+    return order_table[static_cast<std::size_t>(which)];
 }
 
 SentIds::SentIds(const std::vector<ClientEvent>& events) {

@@ -10,7 +10,7 @@ namespace kavo::companion {
 namespace {
 
 constexpr std::string_view page = "docs/protocol_dom.md#when-to-ask-and-for-what";
-constexpr auto rules = std::to_array<Rule>({
+constexpr auto recovery_table = std::to_array<Rule>({
     {"recovery.again-when-cut",
      "A reply that ends half way, or does not come at all, is no recovery: ask again, or take a refresh.", page},
     {"recovery.asks-for-what-was-lost",
@@ -26,15 +26,15 @@ constexpr auto rules = std::to_array<Rule>({
 
 }  // namespace
 
-const Rule& again_when_cut = rules[0];
-const Rule& asks_for_what_was_lost = rules[1];
-const Rule& recovery_exact = rules[2];
-const Rule& recovery_in_time = rules[3];
-const Rule& not_for_late = rules[4];
-const Rule& recovery_once = rules[5];
+const Rule& again_when_cut = recovery_table[0];
+const Rule& asks_for_what_was_lost = recovery_table[1];
+const Rule& recovery_exact = recovery_table[2];
+const Rule& recovery_in_time = recovery_table[3];
+const Rule& not_for_late = recovery_table[4];
+const Rule& recovery_once = recovery_table[5];
 
 std::span<const Rule> recovery_rules() {
-    return rules;
+    return recovery_table;
 }
 
 std::vector<LabelledGap> labelled_gaps(const Journal& journal) {

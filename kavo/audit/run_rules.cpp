@@ -11,7 +11,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::array rules{
+constexpr std::array run_table{
     Rule{"bench.lives", "The venue runs until it is told to stop, and then ends with status 0.",
          "docs/bench.md#exit-status"},
     Rule{"command.succeeds", "The command under test ends by itself, with status 0.", "docs/kavo.md#kavo-test"},
@@ -24,12 +24,12 @@ constexpr std::array rules{
          "docs/kavo.md#scripts"},
     Rule{"script.played", "Every step of the script is carried out while the command runs.", "docs/kavo.md#scripts"},
 };
-constexpr const Rule& venue_lives = rules[0];
-constexpr const Rule& command_succeeds = rules[1];
-constexpr const Rule& command_takes_part = rules[2];
-constexpr const Rule& leaves_feed_alone = rules[3];
-constexpr const Rule& own_name = rules[4];
-constexpr const Rule& script_played = rules[5];
+constexpr const Rule& venue_lives = run_table[0];
+constexpr const Rule& command_succeeds = run_table[1];
+constexpr const Rule& command_takes_part = run_table[2];
+constexpr const Rule& leaves_feed_alone = run_table[3];
+constexpr const Rule& own_name = run_table[4];
+constexpr const Rule& script_played = run_table[5];
 
 struct Ending {
     int status = 0;
@@ -112,7 +112,7 @@ void audit_name_of_house(const Journal& journal, Verdict& verdict) {
 }  // namespace
 
 std::span<const Rule> run_rules() {
-    return rules;
+    return run_table;
 }
 
 void audit_run(const Journal& journal, Verdict& verdict) {

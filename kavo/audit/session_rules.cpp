@@ -10,7 +10,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::array table{
+constexpr std::array session_table{
     Rule{"session.next-number",
          "A later login asks for exactly the number behind the last that the user was given. 1 asks for everything "
          "again, which is right as well; 0 gives up what was missed, and any other number loses messages or has them "
@@ -53,16 +53,16 @@ constexpr std::array table{
          "and none asks again and again for what it has not missed.",
          "docs/protocol_esesm.md#statuses"},
 };
-static_assert(table.size() == static_cast<std::size_t>(SessionRule::not_too_often) + 1);
+static_assert(session_table.size() == static_cast<std::size_t>(SessionRule::not_too_often) + 1);
 
 }  // namespace
 
 std::span<const Rule> session_rules() {
-    return table;
+    return session_table;
 }
 
 const Rule& rule(SessionRule which) {
-    return table[static_cast<std::size_t>(which)];
+    return session_table[static_cast<std::size_t>(which)];
 }
 
 void count_slack(Verdict& verdict, const Rule& rule, std::uint64_t waited_ns, std::uint64_t limit_ns) {

@@ -21,9 +21,9 @@ constexpr std::uint64_t time_to_act_ns =
 constexpr char refused_number = static_cast<char>(esesm::LoginStatus::invalid_start_sequence);
 constexpr char let_in = static_cast<char>(esesm::LoginStatus::successful);
 
-class StreamAudit {
+class StreamFollower {
 public:
-    StreamAudit(const Circumstances& circumstances, Verdict& verdict)
+    StreamFollower(const Circumstances& circumstances, Verdict& verdict)
         : circumstances_(circumstances), verdict_(verdict) {}
 
     void take(const ClientEvent& event) {
@@ -187,7 +187,7 @@ private:
 }  // namespace
 
 void audit_stream(const EventList& user, const Circumstances& circumstances, Verdict& verdict) {
-    StreamAudit audit(circumstances, verdict);
+    StreamFollower audit(circumstances, verdict);
     for (const ClientEvent* event : user) audit.take(*event);
     audit.end();
 }

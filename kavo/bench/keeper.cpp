@@ -22,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto longest_end = 10s;  // of the keeper, which has bounds of its own for whatever it does
-constexpr auto longest_start = 10s;
+constexpr auto longest_answer = 10s;
 
 [[noreturn]] void fail(const char* what) {
     throw Problem(Status::bench, std::string("cannot begin a bench: ") + what + ": " + std::strerror(errno) + ".");
@@ -94,7 +94,7 @@ pid_t Keeper::start(Kept which, const std::vector<std::string>& command, const s
     ask('s', which, static_cast<int>(command.size()), text);
     KeeperReply reply;
     while (reply.what != 's') {  // what has ended meanwhile is told later, in its turn
-        const bool came = wait_readable(conversation_.get(), longest_start) &&
+        const bool came = wait_readable(conversation_.get(), longest_answer) &&
                           recv(conversation_.get(), &reply, sizeof reply, MSG_WAITALL) == sizeof reply;
         if (!came) throw Problem(Status::bench, "the process that keeps the bench together has gone: try again.");
         if (reply.what != 's') heard_.append(reinterpret_cast<const char*>(&reply), sizeof reply);

@@ -9,29 +9,25 @@
 
 namespace kavo::companion {
 
-namespace {
-
-// Copies of many small pieces, each in one place for good.
-class Pieces {
-public:
-    ByteView keep(ByteView bytes) {
-        if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < bytes.size()) {
-            blocks_.emplace_back().reserve(std::max(block_bytes, bytes.size()));
-        }
-        Bytes& block = blocks_.back();
-        const std::size_t at = block.size();
-        block.insert(block.end(), bytes.begin(), bytes.end());
-        return ByteView(block).subspan(at);
-    }
-
-private:
-    static constexpr std::size_t block_bytes = 4 << 20;
-    std::deque<Bytes> blocks_;
-};
-
-}  // namespace
-
 struct Journal::Storage {
+    // Copies of many small pieces, each in one place for good.
+    class Pieces {
+    public:
+        ByteView keep(ByteView bytes) {
+            if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < bytes.size()) {
+                blocks_.emplace_back().reserve(std::max(block_bytes, bytes.size()));
+            }
+            Bytes& block = blocks_.back();
+            const std::size_t at = block.size();
+            block.insert(block.end(), bytes.begin(), bytes.end());
+            return ByteView(block).subspan(at);
+        }
+
+    private:
+        static constexpr std::size_t block_bytes = 4 << 20;
+        std::deque<Bytes> blocks_;
+    };
+
     explicit Storage(const RunFolder& folder)
         : venue_log(folder.venue_log()), order_truth(folder.order_truth()), book_truth(folder.book_truth()) {}
 

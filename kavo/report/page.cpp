@@ -16,7 +16,7 @@ void fact(std::string& out, std::string_view name, std::string_view text) {
     if (!text.empty()) out += "<dt>" + for_markup(name) + "</dt><dd>" + for_markup(text) + "</dd>\n";
 }
 
-std::string told(const Group& group, const Report& report) {
+std::string section_of(const Group& group, const Report& report) {
     std::string out = "<section class=\"card\"><p><b class=\"" + std::string(grade_word(group.grade)) + "\">" +
                       for_markup(grade_word(group.grade)) + "</b> <code>" + for_markup(group.rule->name) + "</code>" +
                       (group.findings.size() > 1 ? " " + std::to_string(group.findings.size()) + " times" : "") +
@@ -67,7 +67,7 @@ std::string verdict_of(const Report& report) {
              std::to_string(counts.recoveries) + " recoveries, " + std::to_string(counts.beliefs) + " beliefs");
     for (const std::string& defect : report.defects) fact(out, "missing", defect);
     out += "</dl>\n";
-    for (const Group& group : grouped(report.verdict)) out += told(group, report);
+    for (const Group& group : grouped(report.verdict)) out += section_of(group, report);
     return out;
 }
 

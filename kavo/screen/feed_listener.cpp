@@ -17,8 +17,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds shortest_pause{200};
-constexpr milliseconds longest_silence{3000};  // a simulator that runs sends a heartbeat every second
-constexpr int longest_farewell = 10'000;       // datagrams that are still taken after the signal to stop
+constexpr milliseconds longest_feed_silence{3000};  // a simulator that runs sends a heartbeat every second
+constexpr int longest_farewell = 10'000;            // datagrams that are still taken after the signal to stop
 
 volatile std::sig_atomic_t stop_requested = 0;
 
@@ -33,7 +33,7 @@ class Silence {
 public:
     void end() { *this = {}; }
     void go_on(FeedLines& lines) {
-        if (said_ || steady_clock::now() - since_ < longest_silence) return;
+        if (said_ || steady_clock::now() - since_ < longest_feed_silence) return;
         said_ = true;
         lines.heard_at(now_ns());
         lines.silence();

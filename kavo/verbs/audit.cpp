@@ -8,7 +8,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* audit_examples =
     "Examples:\n"
     "  kavo audit runs/42              the verdict on a run, again; writes verdict.* into the folder\n"
     "  kavo audit runs/42 --all        every finding\n"
@@ -26,7 +26,7 @@ void add_audit(CLI::App& app, Action& action) {
     verb->add_flag("--all", telling->all, "tell every rule with findings");
     verb->add_flag("--quiet", telling->quiet, "one line");
     verb->add_flag("!--no-write", telling->write, "leave verdict.* in the folder as they are");
-    verb->footer(examples);
+    verb->footer(audit_examples);
     verb->callback(
         [&action, folder, telling] { action = [folder, telling] { return judge(RunFolder{*folder}, *telling); }; });
 }

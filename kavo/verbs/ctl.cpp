@@ -13,7 +13,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* ctl_examples =
     "Examples:\n"
     "  kavo ctl pause                   the market stands still; the reply is printed\n"
     "  kavo ctl drop 3                  the feed loses its next three datagrams\n"
@@ -29,14 +29,14 @@ constexpr const char* examples =
     "fill_on_cancel unsolicited_cancel replace_reject mark stats stop; docs/bench.md tells what they do.\n"
     "Where no option says otherwise, KAVO_CONTROL (127.0.0.1:PORT), KAVO_FEED (GROUP:PORT) and KAVO_IFACE do.";
 
-struct Options {
+struct CtlOptions {
     std::optional<std::uint16_t> control_port;
     AskedFeed feed;
     bool json = false;
     bool openmetrics = false;
 };
 
-ControlDesk desk_of(const Options& options) {
+ControlDesk desk_of(const CtlOptions& options) {
     const std::uint16_t port = port_or(options.control_port, "KAVO_CONTROL", 0);
     if (port != 0) return ControlDesk(port);
     throw Problem(Status::usage,
@@ -61,7 +61,7 @@ Settled settle_listening(const ControlDesk& desk, const FeedAddress& address) {
     return settle(desk, &feed);
 }
 
-void settle_and_tell(const Options& options) {
+void settle_and_tell(const CtlOptions& options) {
     const ControlDesk desk = desk_of(options);
     const FeedAddress address = feed_address(options.feed);
     const Settled settled = is_multicast(address) ? settle_listening(desk, address) : settle(desk, nullptr);
@@ -76,7 +76,7 @@ void settle_and_tell(const Options& options) {
     }
 }
 
-Status send(const Options& options, const std::vector<std::string>& words) {
+Status send(const CtlOptions& options, const std::vector<std::string>& words) {
     const std::string line = line_of(words);
     if (line == "settle") {
         settle_and_tell(options);
@@ -105,7 +105,7 @@ Status send(const Options& options, const std::vector<std::string>& words) {
 void add_ctl(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("ctl", "WORD...: send a control word to the bench, and print its reply");
     verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<CtlOptions>();
     verb->add_option("--control-port", options->control_port, "UDP port of the control port on 127.0.0.1");
     verb->add_option("--group,--mcast", options->feed.group, "for settle: where the feed goes (233.54.28.111)");
     verb->add_option("--port", options->feed.port, "for settle: UDP port of the feed (25377)");
@@ -113,7 +113,7 @@ void add_ctl(CLI::App& app, Action& action) {
     verb->add_flag("--json", options->json, "stats and settle as a JSON object");
     verb->add_flag("--openmetrics", options->openmetrics, "stats in the text format of OpenMetrics");
     verb->allow_extras();
-    verb->footer(examples);
+    verb->footer(ctl_examples);
     verb->callback(
         [&action, options, verb] { action = [options, words = verb->remaining()] { return send(*options, words); }; });
 }

@@ -10,7 +10,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* feed_examples =
     "Examples:\n"
     "  kavo feed                        every message in plain words, as it arrives; --- marks what is missing\n"
     "  kavo feed --book                 in order, with the book behind each message; fetches what is missing\n"
@@ -24,7 +24,7 @@ constexpr const char* examples =
     "ends it.\n"
     "Where no option says otherwise, KAVO_FEED (GROUP:PORT), KAVO_IFACE and KAVO_RECOVERY (127.0.0.1:PORT) do.";
 
-struct Options {
+struct FeedOptions {
     std::string recording;
     AskedFeed feed;
     std::optional<std::uint16_t> recovery_port;
@@ -34,7 +34,7 @@ struct Options {
     double seconds = 0;
 };
 
-Status show(const Options& options) {
+Status show(const FeedOptions& options) {
     FeedWishes wishes;
     wishes.json = options.json;
     wishes.book = options.book;
@@ -55,7 +55,7 @@ Status show(const Options& options) {
 void add_feed(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("feed", "decode the feed: lines, JSON, and the book that follows");
     verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<FeedOptions>();
     verb->add_option("RECORDING", options->recording, "a pcap or pcapng file, or the folder of a run; live without it");
     verb->add_option("--group,--mcast", options->feed.group, "where the feed goes (233.54.28.111)");
     verb->add_option("--port", options->feed.port, "UDP port of the feed (25377)");
@@ -67,7 +67,7 @@ void add_feed(CLI::App& app, Action& action) {
     verb->add_option("--from", options->window.from, "show no message before this number");
     verb->add_option("--count", options->window.count, "end after so many messages")->check(CLI::PositiveNumber);
     verb->add_option("--seconds", options->seconds, "end after so long")->check(CLI::PositiveNumber);
-    verb->footer(examples);
+    verb->footer(feed_examples);
     verb->callback([&action, options] { action = [options] { return show(*options); }; });
 }
 

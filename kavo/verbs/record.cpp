@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* record_examples =
     "Examples:\n"
     "  kavo record feed.pcapng                          the feed of a simulator with its defaults, until Ctrl-C\n"
     "  kavo record feed.pcapng --seconds 60             for a minute\n"
@@ -28,7 +28,7 @@ constexpr const char* examples =
 
 constexpr std::chrono::milliseconds between_flushes{200};
 
-struct Options {
+struct RecordOptions {
     std::string file;
     AskedFeed feed;
     double seconds = 0;
@@ -50,7 +50,7 @@ struct Heard {
 };
 
 // Turns the loop until it is told to stop, or the time is over, and writes down what has come again and again.
-void listen(Loop& loop, Recording& recording, const Options& options) {
+void listen(Loop& loop, Recording& recording, const RecordOptions& options) {
     bool stopped = false;
     const StopSignals signals(loop, [&stopped](int) { stopped = true; });
     if (options.seconds > 0) {
@@ -68,7 +68,7 @@ void listen(Loop& loop, Recording& recording, const Options& options) {
     while (!stopped) loop.turn(std::chrono::seconds(1));
 }
 
-Status record(const Options& options) {
+Status record(const RecordOptions& options) {
     Loop loop;
     Recording recording(options.file);
     RunLog nobody_reads("/dev/null");
@@ -103,7 +103,7 @@ Status record(const Options& options) {
 
 void add_record(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("record", "write a feed into a capture file, as it arrives");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<RecordOptions>();
     verb->add_option("FILE", options->file, "where to; pcapng")->required();
     verb->add_option("--group,--mcast", options->feed.group, "where the feed goes (233.54.28.111)")
         ->check(CLI::ValidIPV4);
@@ -111,7 +111,7 @@ void add_record(CLI::App& app, Action& action) {
     verb->add_option("--iface", options->feed.interface_address, "address of the interface that hears it (127.0.0.1)")
         ->check(CLI::ValidIPV4);
     verb->add_option("--seconds", options->seconds, "end after so long")->check(CLI::PositiveNumber);
-    verb->footer(examples);
+    verb->footer(record_examples);
     verb->callback([&action, options] { action = [options] { return record(*options); }; });
 }
 

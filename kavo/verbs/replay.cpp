@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* replay_examples =
     "Examples:\n"
     "  kavo replay feed.pcapng                          to 233.54.28.111:25377, at the pace at which it was recorded\n"
     "  kavo replay runs/42 --speed 10                   the feed of a run, ten times as fast\n"
@@ -27,7 +27,7 @@ constexpr const char* examples =
     "recording up to what has been sent, takes logins, ranges and refreshes, and stays for a while after the end.\n"
     "Behind the last message, and in long pauses, a heartbeat goes out each second. Ctrl-C ends it.";
 
-struct Options {
+struct ReplayOptions {
     std::string file;
     std::string speed = "1";
     Playing playing;
@@ -45,7 +45,7 @@ std::string check_speed(const std::string& text) {
     return CLI::detail::lexical_cast(text, speed) && speed > 0 ? "" : "a number above 0, or max";
 }
 
-void say_what_is_there(const FeedHistory& history, const Options& options) {
+void say_what_is_there(const FeedHistory& history, const ReplayOptions& options) {
     std::cerr << "kavo: " << history.datagrams().size() << " datagrams with " << history.messages()
               << " messages go to " << options.playing.group << ":" << options.playing.port << "; Ctrl-C ends it"
               << std::endl;
@@ -78,7 +78,7 @@ void play_to_the_end(Loop& loop, const FeedPlayer& player, const std::optional<R
     loop.turn_until([&] { return stopped || service->open_connections() == 0; }, std::chrono::seconds(10));
 }
 
-Status replay(const Options& options) {
+Status replay(const ReplayOptions& options) {
     const FeedHistory history(capture_of(options.file));
     PublishedFeed published(history);
     Playing playing = options.playing;
@@ -108,7 +108,7 @@ void add_damage(CLI::App& verb, Playing& playing) {
 
 void add_replay(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("replay", "multicast a recorded feed again, damaged if you like");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ReplayOptions>();
     Playing& playing = options->playing;
     verb->add_option("FILE", options->file, "a capture, or the folder of a run")->required()->check(CLI::ExistingPath);
     verb->add_option("--group,--mcast", playing.group, "where to")->check(CLI::ValidIPV4)->capture_default_str();
@@ -125,7 +125,7 @@ void add_replay(CLI::App& app, Action& action) {
     verb->add_option("--linger", options->linger, "seconds for which they are answered after the end")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    verb->footer(examples);
+    verb->footer(replay_examples);
     verb->callback([&action, options] { action = [options] { return replay(*options); }; });
 }
 

@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples = R"(Examples:
+constexpr const char* run_examples = R"(Examples:
   kavo run                                       a bench in a temporary folder; end it with Ctrl-C
   kavo run --dir runs/1 -- --seed 7 --acod       flags behind -- go to kavo_me
   kavo run --scenario reject_every=7,lapse_ms=2000
@@ -78,7 +78,7 @@ void add_run(CLI::App& app, Action& action) {
     verb->add_option("--venue", options->wishes.venue, "the simulator; else $KAVO_ME, or kavo_me beside kavo");
     verb->add_flag("--while-stdin", options->while_stdin, "end when standard input does, for a harness that may die");
     verb->add_option("flags", options->wishes.flags, "of kavo_me, behind --");
-    verb->footer(examples);
+    verb->footer(run_examples);
     verb->allow_extras();
     verb->callback([&action, options, verb] {
         std::vector<std::string> unknown = verb->remaining();

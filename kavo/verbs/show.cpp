@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* show_examples =
     "Examples:\n"
     "  kavo show runs/42                          who said what, what it was answered, and why it was rejected\n"
     "  kavo show runs/42 --user c01 --rejected    nothing, when this client has never sent anything wrong\n"
@@ -26,7 +26,7 @@ constexpr const char* examples =
     "Times are seconds since the start. Heartbeats, and the feed, are shown with --all. Bytes that do not print are\n"
     "shown as \\xNN, in JSON too.";
 
-struct Options {
+struct ShowOptions {
     std::string folder;
     std::string user, order, feed;
     double from_s = 0, to_s = -1;
@@ -102,7 +102,7 @@ void show_json(const StoryEntry& entry, const Journal& journal) {
     std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
-Status show(const Options& options) {
+Status show(const ShowOptions& options) {
     StoryWishes wishes;
     if (!options.feed.empty()) wishes.feed = read_range(options.feed);
     const Journal journal = read_journal(options.folder);
@@ -128,7 +128,7 @@ Status show(const Options& options) {
 
 void add_show(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("show", "the journal of a run: who said what, and why it was rejected");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ShowOptions>();
     verb->add_option("DIR", options->folder, "the folder of a run")->required();
     verb->add_option("--user", options->user, "what this user said and heard");
     verb->add_option("--order", options->order, "an order, by any of its client order ids");
@@ -138,7 +138,7 @@ void add_show(CLI::App& app, Action& action) {
     verb->add_flag("--rejected", options->rejected, "what was rejected, and nothing else");
     verb->add_flag("--all", options->all, "heartbeats, and the whole feed, as well");
     verb->add_flag("--json", options->json, "a JSON object a line");
-    verb->footer(examples);
+    verb->footer(show_examples);
     verb->callback([&action, options] { action = [options] { return show(*options); }; });
 }
 

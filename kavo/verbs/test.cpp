@@ -16,7 +16,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* test_examples =
     R"(Starts a bench, runs your test command beside it with KAVO_* in its environment, stops the bench, and says whether
 what was on the wire, and what your client believed, is right.
 
@@ -143,7 +143,7 @@ void add_test(CLI::App& app, Action& action) {
     verb->add_flag("--all", wishes->telling.all, "tell every rule with findings");
     verb->add_flag("--quiet", wishes->telling.quiet, "one line");
     verb->add_option("command", wishes->command, "your test command, behind --")->required();
-    verb->footer(examples);
+    verb->footer(test_examples);
     verb->callback([&action, wishes] { action = [wishes] { return test(*wishes); }; });
 }
 

@@ -9,7 +9,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr const char* examples =
+constexpr const char* trade_examples =
     "Examples:\n"
     "  kavo trade --user alice                    and then: buy b1 100 189.95\n"
     "  kavo trade --user alice --from 1           with everything that alice has ever been told first\n"
@@ -17,7 +17,7 @@ constexpr const char* examples =
     "On a terminal the arrow keys bring earlier lines back. Ctrl-D logs out.\n"
     "Where no option says otherwise, KAVO_ORDERS (127.0.0.1:PORT) does.";
 
-struct Options {
+struct TradeOptions {
     std::optional<std::uint16_t> port;
     TradeWishes wishes;
 };
@@ -27,7 +27,7 @@ struct Options {
 void add_trade(CLI::App& app, Action& action) {
     CLI::App* verb = app.add_subcommand("trade", "send orders by hand, and see every answer");
     verb->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<TradeOptions>();
     TradeWishes& wishes = options->wishes;
     verb->add_option("--port,--meo-port", options->port, "TCP port of order entry on 127.0.0.1 (28700)");
     verb->add_option("--user", wishes.user, "who logs in, up to five letters")->capture_default_str();
@@ -36,7 +36,7 @@ void add_trade(CLI::App& app, Action& action) {
     verb->add_option("--computer", wishes.computer, "of the login")->capture_default_str();
     verb->add_option("--symbol", wishes.symbol, "of orders that name none: number or name")->capture_default_str();
     verb->add_flag("--json", wishes.json, "what is sent and heard as a JSON object a line, see docs/by_hand.md");
-    verb->footer(std::string("Commands, one a line:\n") + trade_commands + examples);
+    verb->footer(std::string("Commands, one a line:\n") + trade_commands + trade_examples);
     verb->callback([&action, options] {
         action = [options] {
             options->wishes.port = port_or(options->port, "KAVO_ORDERS", options->wishes.port);

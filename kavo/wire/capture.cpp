@@ -5,18 +5,14 @@
 #include <optional>
 
 #include "kavo/basics/problem.h"
+#include "kavo/wire/ip.h"
 
 namespace kavo::companion {
 
 namespace {
 
-constexpr std::size_t ip_header_bytes = 20;
-constexpr std::size_t tcp_header_bytes = 20;
-constexpr std::size_t udp_header_bytes = 8;
 constexpr unsigned ip_ethertype = 0x0800;
 constexpr unsigned vlan_ethertype = 0x8100;
-constexpr std::uint8_t ip_protocol_tcp = 6;
-constexpr std::uint8_t ip_protocol_udp = 17;
 
 // What networks send comes with its high byte first, unlike all that the venue says.
 std::uint32_t network_number(ByteView bytes, std::size_t at, std::size_t size) {

@@ -58,7 +58,7 @@ std::optional<T> told(const msghdr& about, int what) {
     return std::nullopt;
 }
 
-void prepare(int socket) {
+void prepare_to_listen(int socket) {
     const int on = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     setsockopt(socket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
@@ -83,7 +83,7 @@ int open_tap(const std::string& group, std::uint16_t port, const std::string& in
     name.sin_port = htons(port);
     name.sin_addr = client::ipv4_address(group);
     const int opened = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    prepare(opened);
+    prepare_to_listen(opened);
     bool heard = bind(opened, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
     if (heard && IN_MULTICAST(ntohl(name.sin_addr.s_addr))) heard = join(opened, name.sin_addr, interface_address);
     if (heard) return opened;

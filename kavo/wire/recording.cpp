@@ -9,19 +9,15 @@
 
 #include "kavo/basics/problem.h"
 #include "kavo/wire/capture.h"
+#include "kavo/wire/ip.h"
 
 namespace kavo::companion {
 
 namespace {
 
 constexpr std::uint32_t localhost = 0x7f000001;
-constexpr std::size_t ip_header_bytes = 20;
-constexpr std::size_t tcp_header_bytes = 20;
-constexpr std::size_t udp_header_bytes = 8;
 constexpr std::size_t ip_packet_bytes = 65'535;
 constexpr std::size_t most_tcp_bytes = ip_packet_bytes - ip_header_bytes - tcp_header_bytes;
-constexpr std::uint8_t ip_protocol_tcp = 6;
-constexpr std::uint8_t ip_protocol_udp = 17;
 constexpr std::uint16_t window = 65'535;
 // What may be unacknowledged before an acknowledgement of its own is written: less than the window holds.
 constexpr std::uint32_t unacknowledged_limit = 32'768;

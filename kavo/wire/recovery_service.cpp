@@ -15,7 +15,7 @@ namespace kavo::companion {
 
 namespace {
 
-constexpr std::size_t read_bytes = 64 * 1024;
+constexpr std::size_t request_bytes = 64 * 1024;
 constexpr std::chrono::milliseconds without_moving{2000};
 constexpr std::chrono::milliseconds login_limit{esesm::login_limit_ms};
 // Others wait in the queue of the listener.
@@ -85,7 +85,7 @@ void RecoveryService::on_events(Place receiver, short events) {
 
 // False when the connection is over, and the receiver gone from the list.
 bool RecoveryService::hear(Place receiver) {
-    std::array<std::uint8_t, read_bytes> room;
+    std::array<std::uint8_t, request_bytes> room;
     const ssize_t count = recv(receiver->socket, room.data(), room.size(), 0);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (count <= 0) {

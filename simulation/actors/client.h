@@ -106,6 +106,7 @@ private:
     std::uint64_t last_said_ms_ = 0;
     unsigned silent_passes_ = 0;
     std::uint64_t requested_ = 0;  // with the latest login
+    bool replay_begins_ = false;   // the next message is the oldest one that can be had
 
     std::uint64_t next_ = 1;  // the number it expects
     std::map<std::uint64_t, Bytes> heard_;

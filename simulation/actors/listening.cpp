@@ -43,10 +43,11 @@ void Client::take_login_response(ByteView payload) {
     if (impostor_) return;
     const std::uint64_t highest = get(payload, Number<std::uint64_t>{3});
     if (requested_ == 0) next_ = std::max(next_, highest + 1);
+    replay_begins_ = highest >= next_;
 }
 
 // A gap means that something was lost on the way, or that the venue was silent on purpose: whichever it was, the client
-// goes away and comes back for what it expects next.
+// goes away and comes back for what it expects next. In front of a replay it means that the venue has forgotten.
 void Client::take_message(std::uint64_t sequence, ByteView message) {
     const Bytes copy(message.begin(), message.end());
     const auto known = heard_.find(sequence);
@@ -54,6 +55,7 @@ void Client::take_message(std::uint64_t sequence, ByteView message) {
         complaint_ = identity_.username + printed(" hears that message %ju of the stream was replayed differently",
                                                   static_cast<std::uintmax_t>(sequence));
     }
+    if (std::exchange(replay_begins_, false)) next_ = std::max(next_, sequence);
     if (sequence > next_) return leave();
     if (known == heard_.end()) {
         heard_[sequence] = copy;

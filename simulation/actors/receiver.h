@@ -57,6 +57,7 @@ private:
     void ask_for(std::uint64_t first, std::uint64_t last);
     void read_reply();
     void take_packet(char type, ByteView payload);
+    void take_again(std::uint64_t sequence, ByteView message);
     void take_snapshot_packet(ByteView payload);
     void start_from_snapshot();
     void hang_up();
@@ -84,6 +85,7 @@ private:
     model::Cutter incoming_;
     std::uint64_t as_of_ = 0;
     std::vector<Bytes> snapshot_;
+    bool sent_again_ = false;  // something, in the present call
     std::string complaint_;
 };
 

@@ -61,6 +61,7 @@ void Receiver::call() {
     outgoing_.clear();
     incoming_ = {};
     snapshot_.clear();
+    sent_again_ = false;
     if (!settled_ && dice_.one_in(5)) return ask_badly();
     ask_properly();
 }
@@ -132,8 +133,16 @@ void Receiver::read_reply() {
 }
 
 void Receiver::take_packet(char type, ByteView payload) {
-    if (type == 's') take(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
+    if (type == 's') take_again(get(payload, Number<std::uint64_t>{0}), payload.subspan(9));
     if (type == 'U') take_snapshot_packet(payload);
+    const bool complete = type == 'G' && std::ranges::equal(payload.subspan(1), as_bytes("retransmission complete"));
+    if (complete && !sent_again_ && misses_something()) wants_snapshot_ = true;
+}
+
+// A reply that begins behind what is missing, or brings nothing of it, shows that the service has forgotten it.
+void Receiver::take_again(std::uint64_t sequence, ByteView message) {
+    if (!std::exchange(sent_again_, true) && sequence > next_) wants_snapshot_ = true;
+    take(sequence, message);
 }
 
 void Receiver::take_snapshot_packet(ByteView payload) {

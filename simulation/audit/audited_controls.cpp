@@ -6,6 +6,11 @@
 
 namespace kavo::simulation {
 
+void Auditor::take_commands() {
+    witness_.expect_all(What::command, What::no_command, plan_.limits.commands,
+                        [this](const Entry& entry) { carry_out(entry); });
+}
+
 void Auditor::carry_out(const Entry& entry) {
     const model::Command command = model::read_command(entry.text);
     if (const auto number = model::number_of(command)) carry_out(command.word, *number);

@@ -7,7 +7,7 @@
 namespace kavo::simulation {
 
 AuditedFeed::AuditedFeed(TapeReader& tape, const std::vector<Bytes>& history, const Plan& plan)
-    : model(plan.engine.session), tape_(tape), history_(history) {
+    : model(plan.engine.session, plan.limits), tape_(tape), history_(history) {
     model.burst_start = plan.faults.drop_burst_start;
     model.burst_count = plan.faults.drop_burst_count;
     model.faults[model::Feed::drop].script.every = plan.faults.drop_every;

@@ -14,7 +14,7 @@ namespace kavo::simulation {
 
 class AuditedFeed {
 public:
-    //   history  all messages of the day, the first one in front, as the recovery service gave them out at its end
+    //   history  all messages of the day, the first one in front, as they were published
     AuditedFeed(TapeReader& tape, const std::vector<Bytes>& history, const Plan& plan);
 
     // The messages, in the order in which they must have been published.

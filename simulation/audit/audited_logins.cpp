@@ -38,7 +38,7 @@ bool AuditedSessions::name_is_taken(const std::string& username, const Connectio
 void AuditedSessions::reject(Connection& connection, const model::Login& login, char status) {
     const std::string name = login.username.c_str();
     const std::string text(model::login_status_text(status));
-    const std::uint64_t highest = streams_[login.username].size();
+    const std::uint64_t highest = streams_[login.username].last_number();
     witness_.expect_said("bench: login " + name + " REJECTED (" + status + ": " + text + "; requested seq " +
                          std::to_string(login.requested()) + ", stream next " + std::to_string(highest + 1) + ")");
     expect_sent(connection, model::login_response(status, plan_.engine.session, highest));
@@ -49,8 +49,9 @@ void AuditedSessions::accept(Connection& connection, const model::Login& login) 
     connection.username = login.username;
     connection.logged_in = true;
     ++bench_.logins;
-    const std::uint64_t highest = streams_[login.username].size();
-    const std::uint64_t from = login.requested() == 0 ? highest + 1 : login.requested();
+    const model::Stream& stream = streams_[login.username];
+    const std::uint64_t highest = stream.last_number();
+    const std::uint64_t from = login.requested() == 0 ? highest + 1 : std::max(login.requested(), stream.oldest);
     const std::uint64_t count = highest + 1 - from;
     witness_.expect_said("bench: login " + connection.name() + " requested seq " + std::to_string(login.requested()) +
                          " (stream next " + std::to_string(highest + 1) + "): accepted at " + std::to_string(from) +

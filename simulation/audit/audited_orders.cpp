@@ -15,7 +15,8 @@ model::Settings settings_of(const Plan& plan) {
             .max_order_size = plan.engine.max_order_size,
             .seed = plan.market_seed,
             .step_bps = plan.engine.step_bps,
-            .touch_hit = plan.engine.touch_hit};
+            .touch_hit = plan.engine.touch_hit,
+            .limits = plan.limits};
 }
 
 // Whether orders rest that should have traded with each other.

@@ -9,7 +9,9 @@ namespace kavo::simulation {
 
 AuditedRecovery::AuditedRecovery(Witness& witness, const AuditedFeed& feed, const AuditedOrders& orders,
                                  const Plan& plan)
-    : witness_(witness), model_(feed.model, plan.engine.session, [&orders]() -> model::Recovery::State {
+    : witness_(witness),
+      limits_(plan.limits),
+      model_(feed.model, plan.engine.session, [&orders]() -> model::Recovery::State {
           return {orders.venue.definitions(), orders.venue.trading_statuses(), orders.venue.resting_orders()};
       }) {}
 
@@ -32,11 +34,13 @@ void AuditedRecovery::serve() {
 }
 
 void AuditedRecovery::accept() {
-    while (witness_.next_is(What::receiver_connected)) {
+    if (!witness_.next_is(What::receiver_connected) && !witness_.next_is(What::nobody_calls)) return;
+    witness_.expect_all(What::receiver_connected, What::nobody_calls, limits_.accepts, [this](const Entry& entry) {
         Connection& connection = connections_.emplace_back();
-        connection.fd = witness_.take(What::receiver_connected).fd;
+        connection.fd = entry.fd;
         connection.receiver.connected_ms = witness_.now_ms();
-    }
+        connection.debt = model::Debt(limits_);
+    });
 }
 
 void AuditedRecovery::take_turns() {

@@ -45,6 +45,7 @@ private:
     void close(Connection& connection);
 
     Witness& witness_;
+    model::Limits limits_;
     model::Recovery model_;
     std::vector<Connection> connections_;  // in the order in which they came
     model::Turns turns_{25};

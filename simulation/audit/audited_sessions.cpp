@@ -25,8 +25,11 @@ bool AuditedSessions::find_readable(int fd) {
 
 // What earlier connections have said came before whatever a new one says, so they are all read with it.
 void AuditedSessions::accept() {
-    if (!witness_.next_is(What::client_connected)) return;
-    while (witness_.next_is(What::client_connected)) connect(witness_.take(What::client_connected).fd);
+    const bool somebody = witness_.next_is(What::client_connected);
+    if (!somebody && !witness_.next_is(What::nobody_calls)) return;  // the poll has seen nobody
+    witness_.expect_all(What::client_connected, What::nobody_calls, plan_.limits.accepts,
+                        [this](const Entry& entry) { connect(entry.fd); });
+    if (!somebody) return;
     for (Connection& connection : connections_) connection.readable = true;
 }
 
@@ -40,8 +43,8 @@ void AuditedSessions::connect(int fd) {
 }
 
 void AuditedSessions::serve() {
-    const auto has_input = [](const Connection& connection) {
-        return connection.open && (connection.readable || (connection.backlog && !connection.held));
+    const auto has_input = [this](const Connection& connection) {
+        return connection.open && (can_be_read(connection) || (connection.backlog && !connection.held));
     };
     std::vector<Connection*> claimants;
     for (Connection& connection : connections_) {
@@ -58,11 +61,16 @@ void AuditedSessions::serve() {
     reading_.end_round();
 }
 
+// Behind a replay a client may talk on, but not without an end.
+bool AuditedSessions::can_be_read(const Connection& connection) const {
+    return connection.readable && (!connection.held || connection.received.size() < plan_.limits.held_bytes);
+}
+
 // What is left of an earlier read comes first.
 void AuditedSessions::take_turn(Connection& connection, std::uint64_t until_ns) {
     const auto can_go_on = [&connection] { return connection.backlog && !connection.held; };
     if (can_go_on()) handle_packets(connection, until_ns);
-    if (!connection.open || can_go_on() || !connection.readable) return;
+    if (!connection.open || can_go_on() || !can_be_read(connection)) return;
     if (!read(connection)) return lose(connection);
     if (can_go_on()) handle_packets(connection, until_ns);
 }
@@ -157,10 +165,11 @@ void AuditedSessions::disconnect_when_scripted(Connection& connection) {
 // During a lapse a message takes its number and its place in the stream, and nothing is said.
 void AuditedSessions::deliver(Connection& connection, const Bytes& message) {
     model::Stream& stream = streams_[connection.username];
-    stream.push_back(message);
+    stream.told.push_back(message);
+    stream.forget_all_but(plan_.limits.stream_messages);
     if (bench_.in_lapse(witness_.now_ms())) return;
-    if (connection.replay.under_way()) return connection.replay.follow(stream.size());
-    expect_sent(connection, model::sequenced_packet(stream.size(), message));
+    if (connection.replay.under_way()) return connection.replay.follow(stream.last_number());
+    expect_sent(connection, model::sequenced_packet(stream.last_number(), message));
 }
 
 void AuditedSessions::deliver() {
@@ -170,11 +179,11 @@ void AuditedSessions::deliver() {
     expect_nothing_waiting();
 }
 
-// A user who is away hears of it with the next login.
+// A user who is away hears of it with the next login, and nothing is forgotten for it.
 void AuditedSessions::route(const model::Venue::Outbound& outbound) {
     Connection& connection = connections_.at(static_cast<std::size_t>(outbound.client));
     if (connection.open && connection.logged_in) return deliver(connection, outbound.message);
-    streams_[connection.username].push_back(outbound.message);
+    streams_[connection.username].told.push_back(outbound.message);
 }
 
 void AuditedSessions::expect_sent(Connection& connection, const Bytes& packet) {
@@ -270,7 +279,7 @@ void AuditedSessions::close(Connection& connection) {
     connection.replay = {};
     by_fd_.erase(connection.fd);
     if (connection.unsent.empty()) return witness_.expect(What::client_closed, connection.fd);
-    model::Debt debt;
+    model::Debt debt(plan_.limits);
     debt.add(std::exchange(connection.unsent, {}), witness_.now_ms());
     farewells_.add(connection.fd, std::move(debt));
 }

@@ -58,6 +58,7 @@ private:
         std::string name() const { return username.c_str(); }  // as standard error has it: up to a NUL
     };
     void connect(int fd);
+    bool can_be_read(const Connection& connection) const;
     void take_turn(Connection& connection, std::uint64_t until_ns);
     bool read(Connection& connection);
     void handle_packets(Connection& connection, std::uint64_t until_ns);

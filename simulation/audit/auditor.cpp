@@ -48,7 +48,6 @@ void Auditor::start_day() {
 void Auditor::take(const Entry& entry) {
     switch (entry.what) {
         case What::step: return begin(entry.step);
-        case What::command: return carry_out(entry);
         case What::readable:
             if (!sessions_.find_readable(entry.fd)) recovery_.find_readable(entry.fd);
             return;
@@ -58,6 +57,7 @@ void Auditor::take(const Entry& entry) {
 
 void Auditor::begin(Step step) {
     switch (step) {
+        case Step::commands: return take_commands();
         case Step::accept: return sessions_.accept();
         case Step::serve: return sessions_.serve();
         case Step::continue_sending: return sessions_.continue_sending();

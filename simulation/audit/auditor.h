@@ -33,6 +33,7 @@ private:
     void start_day();
     void take(const Entry& entry);
     void begin(Step step);
+    void take_commands();
     void carry_out(const Entry& command);
     void carry_out(std::string_view word, std::uint32_t number);
     void mark(std::string_view label);

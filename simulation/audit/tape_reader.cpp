@@ -72,6 +72,11 @@ std::string in_words(const Entry& entry) {
         case What::order_truth: return "the order truth " + entry.text;
         case What::book_truth: return "the book truth " + entry.text;
         case What::commentary: return "the commentary '" + entry.text + "'";
+        case What::command: return "the command '" + entry.text + "'";
+        case What::client_connected: return "the call of " + peer;
+        case What::receiver_connected: return "the call of " + receiver;
+        case What::no_command: return "that no command waits";
+        case What::nobody_calls: return "that nobody calls";
         case What::command_reply: return "the reply '" + entry.text + "'";
         case What::snapshot: return "the snapshot " + entry.text;
         case What::step: return "the step '" + std::string(name_of(entry.step)) + "'";

@@ -36,6 +36,13 @@ void Witness::expect(What what, int fd) {
     throw Finding("expected " + in_words(entry_of(what, fd)) + "\n  but found " + in_words(entry));
 }
 
+void Witness::expect_all(What one, What none, int most, const std::function<void(const Entry& entry)>& take_one) {
+    for (; most > 0; --most) {
+        if (next_is(none)) return expect(none, 0);
+        take_one(take(one));
+    }
+}
+
 bool Witness::next_is(What what, std::string_view start) const {
     const Entry* entry = tape_.next_beyond_datagrams();
     return entry != nullptr && entry->what == what && entry->text.starts_with(start);

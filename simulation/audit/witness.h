@@ -2,6 +2,7 @@
 // is published.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ public:
     const Entry& expect_bytes(What what, int fd, const Bytes& bytes);
     void expect(What what, int fd);
     const Entry& take(What what);
+
+    // As many as wait are taken one by one, until none is left or so many are; the tape says when none was left.
+    void expect_all(What one, What none, int most, const std::function<void(const Entry& entry)>& take_one);
 
     // Looks ahead, past any datagrams, and takes nothing.
     bool next_is(What what, std::string_view start = {}) const;

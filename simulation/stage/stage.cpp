@@ -26,13 +26,15 @@ Clock Stage::standing_clock(const Plan& plan) {
 
 Surroundings Stage::surroundings() {
     const auto snapshot = [this](const std::string& text) { tape_.push_back(line_of(What::snapshot, text)); };
-    return {clock_,
-            commentary_,
-            [this](ByteView datagram) { take_datagram(datagram); },
-            transport(clients_),
-            transport(receivers_),
-            commands(),
-            {snapshot, snapshot}};
+    return {
+        clock_,
+        commentary_,
+        [this](ByteView datagram) { take_datagram(datagram); },
+        transport(clients_),
+        transport(receivers_),
+        commands(),
+        {snapshot, snapshot},
+        {plan_.limits.feed_messages, plan_.limits.stream_messages, plan_.limits.closed_ids, plan_.limits.held_bytes}};
 }
 
 void Stage::start_day() {
@@ -54,13 +56,17 @@ void Stage::pass() {
 
 CommandSource Stage::commands() {
     const auto receive = [this]() -> std::optional<std::string_view> {
-        if (commands_.empty()) return std::nullopt;
+        if (commands_.empty()) {
+            tape_.push_back(entry_of(What::no_command, 0));
+            return std::nullopt;
+        }
         command_ = commands_.front();
         commands_.pop_front();
         tape_.push_back(line_of(What::command, command_));
         return command_;
     };
-    return {receive, [this](std::string_view text) { tape_.push_back(line_of(What::command_reply, text)); }, [] {}};
+    const auto reply = [this](std::string_view text) { tape_.push_back(line_of(What::command_reply, text)); };
+    return {receive, reply, [] {}, plan_.limits.commands};
 }
 
 void Stage::print_final_report() {
@@ -76,6 +82,14 @@ void Stage::move_clock(std::uint64_t ms, std::int64_t wall_ns) {
     const std::uint64_t wall = clock_.wall_ns() + ms * ns_per_ms + static_cast<std::uint64_t>(wall_ns);
     clock_.stand_at(clock_.steady_ms() + ms, wall);
     tape_.push_back(clock_entry(clock_.steady_ms(), wall));
+}
+
+// The feed may forget within a pass, but no message before its datagram was to leave.
+void Stage::take_published() {
+    while (venue_ && published_.size() < venue_->feed.last_sequence()) {
+        const ByteView message = venue_->feed.message(published_.size() + 1);
+        published_.emplace_back(message.begin(), message.end());
+    }
 }
 
 void Stage::begin(Step step) {
@@ -103,6 +117,7 @@ void Stage::put_lines(What what, std::string_view text) {
         const std::string_view line = text.substr(0, end);
         text.remove_prefix(end + 1);
         if (what == What::book_truth) take_change_line(line);
+        if (what == What::commentary) take_published();  // of a datagram that a fault befalls
         what == What::order_truth ? record(line_of(what, line)) : tape_.push_back(line_of(what, line));
     }
 }
@@ -116,6 +131,7 @@ void Stage::take_change_line(std::string_view line) {
 }
 
 void Stage::take_datagram(ByteView datagram) {
+    take_published();
     datagrams_.emplace_back(datagram.begin(), datagram.end());
     record(entry_of(What::datagram, 0, datagram));
 }

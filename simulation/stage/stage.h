@@ -57,6 +57,8 @@ public:
     const Plan& plan() const { return plan_; }
     // All that was sent so far, one datagram after the other.
     const std::vector<Bytes>& datagrams() const { return datagrams_; }
+    // All messages of the feed whose datagram was to leave.
+    const std::vector<Bytes>& published() const { return published_; }
     // The book-change line that was written for the feed message with this number; empty when there was none.
     const std::string& change_line(std::uint64_t sequence) const;
 
@@ -81,6 +83,7 @@ private:
     bool find_readable(const Peers& peers, int fd);
     void take_change_line(std::string_view line);
     void take_datagram(ByteView datagram);
+    void take_published();
     Surroundings surroundings();
     CommandSource commands();
     void put_lines(What what, std::string_view text);
@@ -111,6 +114,7 @@ private:
     std::deque<std::string> commands_;
     std::string command_;  // the one being carried out
     std::vector<Bytes> datagrams_;
+    std::vector<Bytes> published_;
     std::vector<std::string> change_lines_;  // by feed sequence
 
     Clock clock_;

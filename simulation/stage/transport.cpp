@@ -19,7 +19,9 @@ Transport Stage::transport(Peers& peers) {
         .accept =
             [this, &peers](bool& exhausted) {
                 exhausted = plan_.descriptors_run_out && !peers.calling.empty() && dice_.one_in(3);
-                return exhausted ? no_socket : accept(peers);
+                const int fd = exhausted ? no_socket : accept(peers);
+                if (fd == no_socket) tape_.push_back(entry_of(What::nobody_calls, 0));
+                return fd;
             },
         .read = [this, &peers](int fd, Bytes& buffer, bool& arrived, bool) { return read(peers, fd, buffer, arrived); },
         .send = [this, &peers](int fd, ByteView bytes, bool more) { return hand_over(peers, fd, bytes, more); },
@@ -27,6 +29,8 @@ Transport Stage::transport(Peers& peers) {
         .unacknowledged = [](int) { return std::size_t{0}; },
         .finish = [this, &peers](int fd) { finish(peers, fd); },
         .close = [this, &peers](int fd) { close(peers, fd); },
+        .accepts_limit = plan_.limits.accepts,
+        .send_limit_bytes = plan_.limits.send_bytes,
     };
 }
 

@@ -19,7 +19,6 @@ namespace kavo {
 namespace {
 
 constexpr std::size_t longest_line_bytes = 511;  // the rest of a longer datagram is lost
-constexpr int most_commands_in_a_pass = 256;     // about as many as find room in the socket
 constexpr std::uint32_t default_rate_ms = 40;    // deliberately not the interval that the process was started with
 constexpr std::uint32_t default_lapse_ms = 20'000;
 constexpr std::string_view white_space = " \t\n\v\f\r";
@@ -96,7 +95,7 @@ std::string ControlPort::known_words() const {
 // An empty datagram ends the draining like a port on which nothing waits; what is behind it comes in the next pass. So
 // does what is more than can have waited when the pass began: whoever floods the port holds up nobody.
 void ControlPort::drain() {
-    for (int handled = 0; handled < most_commands_in_a_pass; ++handled) {
+    for (int handled = 0; handled < source_.commands_limit; ++handled) {
         const std::optional<std::string_view> received = source_.receive();
         if (!received || received->empty()) return;
         const std::string reply = handle(*received);

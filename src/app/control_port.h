@@ -13,6 +13,9 @@
 
 namespace kavo {
 
+// Commands carried out in a pass: about as many as find room in the socket.
+inline constexpr int most_commands_in_a_pass = 256;
+
 // Where commands come from.
 struct CommandSource {
     // The next datagram that waits, valid until the next call; nothing when none does.
@@ -21,6 +24,8 @@ struct CommandSource {
     std::function<void(std::string_view text)> reply;
     // Ends the process at once, with status 0: no report and no flushing. In memory it may come back.
     std::function<void()> exit;
+
+    int commands_limit = most_commands_in_a_pass;
 };
 
 class ControlPort {

@@ -65,7 +65,7 @@ void MainLoop::watch() {
     }
     for (const ClientHandle handle : order_entry.open_clients()) {
         const MeoClient& client = order_entry.client(handle);
-        polled_.push_back({client.fd, events(client.may_be_read(), client.has_output(), POLLRDHUP), 0});
+        polled_.push_back({client.fd, events(order_entry.may_be_read(client), client.has_output(), POLLRDHUP), 0});
         if (client.can_go_on()) wait_ms_ = 0;
     }
     for (const auto* farewells : {&retransmission.farewells(), &order_entry.farewells()}) {
@@ -90,7 +90,7 @@ void MainLoop::mark(bool failed) {
         MeoClient& client = order_entry.client(handle);
         const int found = next();
         client.readable |= (found & input) != 0;
-        client.end_possible = (found & ends) != 0 || !client.may_be_read();
+        client.end_possible = (found & ends) != 0 || !order_entry.may_be_read(client);
     }
 }
 

@@ -48,6 +48,10 @@ Venue::Venue(const Options& options, Surroundings surroundings)
       last_bench_report_ms_(clock_.steady_ms()),
       last_feed_report_ms_(last_bench_report_ms_) {
     store_faults(feed.faults, options);
+    feed.history_limit = surroundings.limits.history_messages;
+    order_entry.stream_limit = surroundings.limits.stream_messages;
+    engine.closed_ids.limit = surroundings.limits.closed_ids;
+    order_entry.held_limit_bytes = surroundings.limits.held_bytes;
     if (!options.order_truth.empty()) engine.order_truth.log.open(options.order_truth);
     if (!options.scenario.empty()) bench.arm_scenario(options.scenario, commentary_);
     if (!options.truth_out.empty()) engine.books.truth.open(options.truth_out);

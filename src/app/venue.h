@@ -21,6 +21,15 @@ struct SnapshotWriters {
     std::function<void(const std::string& text)> bbo;
 };
 
+// How much is kept for whoever comes back for it, and of what a client says behind its replay. A test that is to see
+// the end of it makes it little.
+struct Limits {
+    std::size_t history_messages = DomFeed::history_limit_messages;
+    std::size_t stream_messages = SessionStream::limit_messages;  // of each user
+    std::size_t closed_ids = ClosedIds::limit_ids;                // no more than that
+    std::size_t held_bytes = MeoClient::most_held_bytes;
+};
+
 struct Surroundings {
     const Clock& clock;
     const Commentary& commentary;
@@ -29,6 +38,7 @@ struct Surroundings {
     Transport receivers;  // of the retransmission service
     CommandSource commands;
     SnapshotWriters snapshots;
+    Limits limits = {};
 };
 
 class Venue {

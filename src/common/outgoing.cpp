@@ -14,7 +14,7 @@ void Outgoing::add(ByteView bytes, std::uint64_t now_ms) {
 bool Outgoing::send(const Transport& transport, int fd) {
     if (empty()) return true;
     const ByteView rest = ByteView(bytes_).subspan(sent_);
-    const auto taken = transport.send(fd, rest.first(std::min(rest.size(), longest_send_bytes)), false);
+    const auto taken = transport.send(fd, rest.first(std::min(rest.size(), transport.send_limit_bytes)), false);
     if (!taken) return false;
     sent_ += *taken;
     handed_over_ += *taken;

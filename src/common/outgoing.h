@@ -26,8 +26,6 @@ public:
     bool stalled(const Transport& transport, int fd, std::uint64_t now_ms);
 
 private:
-    static constexpr std::size_t longest_send_bytes = 1'048'576;
-
     Bytes bytes_;
     std::size_t sent_ = 0;           // of these bytes
     std::uint64_t handed_over_ = 0;  // of all that ever were

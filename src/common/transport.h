@@ -17,6 +17,8 @@ enum class ReadEnd { open, more, gone };
 
 // Connections that a service accepts in a pass; more wait for the next one.
 inline constexpr int most_accepts_in_a_pass = 256;
+// Of what a peer is owed, handed over at once.
+inline constexpr std::size_t longest_send_bytes = 1'048'576;
 
 struct Transport {
     // The next waiting connection; no_socket when there is none.
@@ -36,6 +38,9 @@ struct Transport {
     // Tells the peer that nothing follows what has been sent. Reading goes on.
     std::function<void(int fd)> finish;
     std::function<void(int fd)> close;
+
+    int accepts_limit = most_accepts_in_a_pass;
+    std::size_t send_limit_bytes = longest_send_bytes;
 };
 
 }  // namespace kavo

@@ -49,7 +49,7 @@ void Engine::record_missed_cancel(const meo::CancelRequest& request, std::uint64
     ++(late ? bench_.counters.late_cancels : bench_.counters.stale_cancels);
     if (!late) {
         static_assert(late_limit_ms == 2000, "the text says so");
-        const bool known = closed_ids_.closed_at_ms(request.orig_client_order_id).has_value();
+        const bool known = closed_ids.closed_at_ms(request.orig_client_order_id).has_value();
         commentary_.say("bench: stale cancel for %s (%s)\n", request.orig_client_order_id.str().c_str(),
                         known ? "closed more than 2 s ago" : "unknown client order id");
     }
@@ -94,11 +94,11 @@ void Engine::end(Order& order) {
 }
 
 void Engine::record_close(const meo::ClientOrderId& id) {
-    closed_ids_.close(id, clock_.steady_ms());
+    closed_ids.close(id, clock_.steady_ms());
 }
 
 bool Engine::closed_lately(const meo::ClientOrderId& id) const {
-    const std::optional<std::uint64_t> closed_ms = closed_ids_.closed_at_ms(id);
+    const std::optional<std::uint64_t> closed_ms = closed_ids.closed_at_ms(id);
     return closed_ms && elapsed_ms(clock_.steady_ms(), *closed_ms) < late_limit_ms;
 }
 

@@ -9,7 +9,7 @@ void ClosedIds::close(const meo::ClientOrderId& id, std::uint64_t now_ms) {
     if (!used(at)) ++used_;
     marks_[at] = {id.hash, generation_};
     entries_[at] = {id, now_ms};
-    if (used_ <= limit_ids) return;
+    if (used_ <= limit) return;
     used_ = 0;
     ++generation_;
 }

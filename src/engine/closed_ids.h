@@ -9,8 +9,8 @@
 
 namespace kavo {
 
-// Bounded crudely, on purpose: the insertion that would leave more than 50,000 ids forgets them all, its own included.
-// Forgetting is one increment, however many there are.
+// Bounded crudely, on purpose: the insertion that would leave more ids than the limit forgets them all, its own
+// included. Forgetting is one increment, however many there are.
 class ClosedIds {
 public:
     static constexpr std::size_t limit_ids = 50'000;
@@ -20,6 +20,8 @@ public:
     void close(const meo::ClientOrderId& id, std::uint64_t now_ms);
     // When the latest order with this id ended, as far as that is remembered.
     std::optional<std::uint64_t> closed_at_ms(const meo::ClientOrderId& id) const;
+
+    std::size_t limit = limit_ids;  // which it may not exceed
 
 private:
     static constexpr std::size_t table_entries = 65'536;  // a power of two above the limit

@@ -55,6 +55,7 @@ public:
     SyntheticMarket market;
     OrderTruth order_truth;
     OutboundMessages outbox;
+    ClosedIds closed_ids;
 
 private:
     struct PendingCancel {
@@ -120,8 +121,7 @@ private:
     const Commentary& commentary_;
 
     LiveIds live_ids_;
-    OpenOrders open_orders_;  // of the clients
-    ClosedIds closed_ids_;
+    OpenOrders open_orders_;                     // of the clients
     std::deque<PendingCancel> pending_cancels_;  // the next one that falls due is in front
     std::uint64_t next_execution_id_ = 1;
     std::uint64_t last_tick_ms_;

@@ -21,7 +21,7 @@ void DomFeed::send_start() {
 void DomFeed::publish(ByteView message) {
     const std::uint64_t sequence = history.next();
     esesm::build_sequenced(history.append(esesm::sequenced_size(message.size())), sequence, message);
-    history.trim(history_limit_messages);
+    history.trim(history_limit);
     ++counters.messages;
 
     if (!datagram_.has_room_for(message.size())) flush();

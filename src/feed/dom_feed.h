@@ -67,6 +67,7 @@ public:
     FeedCounters counters;
     StateBuilders state;
     MessageLog history;  // sequenced-data packets, ready to be sent again
+    std::size_t history_limit = history_limit_messages;
 
 private:
     void announce_second(std::uint32_t second);

@@ -45,7 +45,7 @@ void Retransmission::serve() {
 }
 
 void Retransmission::accept_connections() {
-    for (int accepts = 0; accepts < most_accepts_in_a_pass; ++accepts) {
+    for (int accepts = 0; accepts < transport_.accepts_limit; ++accepts) {
         const int fd = transport_.accept(accept_exhausted_);
         if (fd == no_socket) return;
         open_connection(fd);

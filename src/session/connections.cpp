@@ -26,7 +26,7 @@ OrderEntry::OrderEntry(Engine& engine, DomFeed& feed, Bench& bench, const Clock&
 void OrderEntry::accept_clients() {
     if (!clients_waiting) return;
     const std::size_t clients_before = clients_.size();
-    for (int accepts = 0; accepts < most_accepts_in_a_pass; ++accepts) {
+    for (int accepts = 0; accepts < transport_.accepts_limit; ++accepts) {
         const int fd = transport_.accept(accept_exhausted_);
         if (fd == no_socket) break;
         open_client(fd);
@@ -50,7 +50,7 @@ void OrderEntry::serve_clients() {
     reading_.begin(claimants_.size());
     for (const ClientHandle handle : claimants_) {
         MeoClient& reading = client(handle);
-        if (!reading.has_input() || !reading_.owes_turn(reading.reading_turn)) continue;
+        if (!has_input(reading) || !reading_.owes_turn(reading.reading_turn)) continue;
         if (reading_.spent()) return;
         take_turn(handle, reading_.give_turn(reading.reading_turn));
     }
@@ -63,7 +63,7 @@ void OrderEntry::find_claimants() {
     claimants_.clear();
     std::erase_if(open_, [this](ClientHandle handle) {
         MeoClient& found = client(handle);
-        if (found.has_input()) claimants_.push_back(handle);
+        if (has_input(found)) claimants_.push_back(handle);
         if (found.open()) return false;
         found.received = {};
         return true;
@@ -75,7 +75,7 @@ void OrderEntry::find_claimants() {
 void OrderEntry::take_turn(ClientHandle handle, std::uint64_t until_ns) {
     MeoClient& reading = client(handle);
     if (reading.can_go_on()) serve_packets(handle, until_ns);
-    if (!reading.open() || reading.can_go_on() || !reading.can_be_read()) return;
+    if (!reading.open() || reading.can_go_on() || !can_be_read(reading)) return;
     if (read(reading) == ReadEnd::gone) return lose_client(handle);
     if (reading.can_go_on()) serve_packets(handle, until_ns);
 }

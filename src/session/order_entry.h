@@ -60,12 +60,7 @@ struct MeoClient {
     SessionStream* stream = nullptr;  // that user's
 
     bool open() const { return fd >= 0; }
-    // Input that can be handled now, and that can be read. Behind a replay a client may go on talking, but not without
-    // an end.
-    bool can_go_on() const { return backlog && !held; }
-    bool may_be_read() const { return !held || received.size() < most_held_bytes; }
-    bool can_be_read() const { return readable && may_be_read(); }
-    bool has_input() const { return open() && (can_go_on() || can_be_read()); }
+    bool can_go_on() const { return backlog && !held; }  // with input that has been read
     bool has_output() const { return open() && owed != nullptr; }
     bool is_replayed_to() const { return owed != nullptr && !owed->replay.over(); }
 };
@@ -106,6 +101,14 @@ public:
     void lose_client(ClientHandle handle);
 
     bool anyone_logged_in() const;
+    // Behind a replay a client may go on talking, but not without an end.
+    bool may_be_read(const MeoClient& client) const {
+        return !client.held || client.received.size() < held_limit_bytes;
+    }
+    bool can_be_read(const MeoClient& client) const { return client.readable && may_be_read(client); }
+    bool has_input(const MeoClient& client) const {
+        return client.open() && (client.can_go_on() || can_be_read(client));
+    }
     // The open connections, in the order in which they were accepted; one that has closed since the last pass may still
     // be among them.
     const std::vector<ClientHandle>& open_clients() const { return open_; }
@@ -114,6 +117,8 @@ public:
     const std::vector<Farewell>& farewells() const { return farewells_.under_way(); }
     bool accept_exhausted() const { return accept_exhausted_; }
     bool clients_waiting = true;  // at the listener
+    std::size_t stream_limit = SessionStream::limit_messages;
+    std::size_t held_limit_bytes = MeoClient::most_held_bytes;
 
 private:
     enum class Announce { no, yes };

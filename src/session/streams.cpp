@@ -36,7 +36,7 @@ void OrderEntry::deliver(MeoClient& client, const OutboundMessage& message, std:
     Bytes unsequenced;
     if (message.sequenced) {
         packet = store(*client.stream, message.message.bytes());
-        client.stream->stored.trim(SessionStream::limit_messages);
+        client.stream->stored.trim(stream_limit);
     } else {
         unsequenced = esesm::build_packet(esesm::PacketType::unsequenced_data, message.message.bytes());
         packet = unsequenced;

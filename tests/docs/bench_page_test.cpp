@@ -19,7 +19,7 @@ namespace {
 using test::said_during;
 using test::standard_error;
 
-constexpr const char* page = "bench.md";
+constexpr const char* bench_md = "bench.md";
 
 // A value as the page shows it.
 std::string shown(const std::string& text) {
@@ -66,11 +66,11 @@ Pairs flag_values(const Options& options) {
 }
 
 TEST(BenchPage, ListsEveryFlagWithItsDefault) {
-    EXPECT_EQ(pairs_on(page, "Flag", "Default"), flag_values({}));
+    EXPECT_EQ(pairs_on(bench_md, "Flag", "Default"), flag_values({}));
 }
 
 TEST(BenchPage, NamesFlagsThatSetWhatTheyAreCalledAfter) {
-    for (const auto& [flag, default_value] : pairs_on(page, "Flag", "Default")) {
+    for (const auto& [flag, default_value] : pairs_on(bench_md, "Flag", "Default")) {
         const bool is_switch = default_value == "off";
         const std::array<const char*, 2> arguments{flag.c_str(), "7"};
         const auto options = parse_options(std::span(arguments).first(is_switch ? 1 : 2), standard_error);
@@ -86,7 +86,7 @@ TEST(BenchPage, NamesFlagsThatSetWhatTheyAreCalledAfter) {
 // The line that arms a scenario shows every setting: one that the page does not know would still be 0, or empty.
 TEST(BenchPage, ListsEveryScenarioKey) {
     std::string scenario;
-    for (const std::string& key : words_on(page, "Scenario key")) scenario += key + "=7,";
+    for (const std::string& key : words_on(bench_md, "Scenario key")) scenario += key + "=7,";
     const std::string said = said_during([&] { Bench().arm_scenario(scenario, standard_error); });
     EXPECT_NE(said.find("'7' armed"), std::string::npos) << said;
     EXPECT_EQ(said.find('0'), std::string::npos) << said;
@@ -96,14 +96,14 @@ TEST(BenchPage, ListsOnlyScenarioKeysThatSetSomething) {
     const auto armed = [](const std::string& scenario) {
         return said_during([&] { Bench().arm_scenario(scenario, standard_error); });
     };
-    for (const std::string& key : words_on(page, "Scenario key")) {
+    for (const std::string& key : words_on(bench_md, "Scenario key")) {
         EXPECT_NE(armed(key + "=7"), armed(",")) << key;
     }
 }
 
 TEST(BenchPage, ListsTheCommandsThatTheControlPortAnnounces) {
     std::string commands;
-    for (const std::string& command : words_on(page, "Command")) {
+    for (const std::string& command : words_on(bench_md, "Command")) {
         commands += (commands.empty() ? "" : " | ") + command;
     }
     EXPECT_EQ(test::Venue().venue.control_port.known_words(), commands);
@@ -124,7 +124,7 @@ std::string settings_after(const std::string& command) {
 }
 
 TEST(BenchPage, GivesEveryCommandItsDefault) {
-    for (const auto& [command, default_value] : pairs_on(page, "Command", "Default")) {
+    for (const auto& [command, default_value] : pairs_on(bench_md, "Command", "Default")) {
         const std::size_t argument = command.find(' ');
         if (argument == std::string::npos || command.ends_with("LABEL")) continue;
         const std::string word = command.substr(0, argument);
@@ -136,7 +136,7 @@ TEST(BenchPage, GivesEveryCommandItsDefault) {
 TEST(BenchPage, ExplainsEveryReportedCounter) {
     std::vector<std::string> labels;
     for (const ReportedCounter& counter : reported_counters) labels.emplace_back(counter.label);
-    EXPECT_EQ(words_on(page, "Counter"), labels);
+    EXPECT_EQ(words_on(bench_md, "Counter"), labels);
 }
 
 // The keys of a flat JSON object whose texts hold no colons.
@@ -153,7 +153,7 @@ TEST(BenchPage, ExplainsEveryKeyOfTheOrderTruth) {
     test::Venue venue;
     venue.enter(client::buy("b1").shares(100).at("189.95"));
     venue.replace(client::replace("b1", "b2").shares(200).at("189.95"));  // its line has every key
-    EXPECT_EQ(words_on(page, "Log key"), keys_of(venue.truth().back()));
+    EXPECT_EQ(words_on(bench_md, "Log key"), keys_of(venue.truth().back()));
 }
 
 TEST(ArchitecturePage, GivesBoundsTheirValues) {
@@ -167,6 +167,8 @@ TEST(ArchitecturePage, GivesBoundsTheirValues) {
                       {"heartbeat_interval_ms", shown(OrderEntry::heartbeat_interval_ms)},
                       {"reads_a_turn", shown(reads_a_turn)},
                       {"most_accepts_in_a_pass", shown(most_accepts_in_a_pass)},
+                      {"most_commands_in_a_pass", shown(most_commands_in_a_pass)},
+                      {"longest_send_bytes", shown(longest_send_bytes)},
                       {"reading_budget_ns", shown(OrderEntry::reading_budget_ns)},
                       {"sending_budget_ns", shown(OrderEntry::sending_budget_ns)},
                       {"receivers_budget_ns", shown(Retransmission::receivers_budget_ns)},

@@ -13,7 +13,7 @@ namespace {
 
 using test::Process;
 
-constexpr const char* page = "testing.md";
+constexpr const char* testing_md = "testing.md";
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -27,13 +27,13 @@ bool isolates(const std::string& recipe) {
     return recipe.starts_with("unshare ");
 }
 std::vector<std::string> recipes() {
-    std::vector<std::string> all = blocks_on(page, "bash");
+    std::vector<std::string> all = blocks_on(testing_md, "bash");
     std::erase_if(all, isolates);
     return all;
 }
 std::string isolating_recipe() {
     std::string recipe;
-    for (const std::string& block : blocks_on(page, "bash")) {
+    for (const std::string& block : blocks_on(testing_md, "bash")) {
         if (isolates(block)) recipe += block;
     }
     return recipe;

@@ -15,12 +15,12 @@ using client::cancel;
 using test::Venue;
 using Lines = std::vector<std::string>;
 
-constexpr const char* page = "trust.md";
+constexpr const char* trust_md = "trust.md";
 
 // The ids of the table, with the line ends that the page shows as a sign.
 Lines hostile_ids() {
     const std::string sign = "⏎";
-    Lines ids = words_on(page, "Client order id");
+    Lines ids = words_on(trust_md, "Client order id");
     for (std::string& id : ids) {
         for (std::size_t at = id.find(sign); at != std::string::npos; at = id.find(sign)) {
             id.replace(at, sign.size(), "\n");
@@ -30,7 +30,7 @@ Lines hostile_ids() {
 }
 
 TEST(TrustPage, KnowsHowLongTextsAre) {
-    Pairs widths = pairs_on(page, "Text", "Bytes");
+    Pairs widths = pairs_on(trust_md, "Text", "Bytes");
     widths.resize(3);
     const Pairs expected{{"client order id", std::to_string(meo::client_order_id_size)},
                          {"username", std::to_string(esesm::layout::login_request::username.size)},

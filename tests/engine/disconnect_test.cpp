@@ -6,8 +6,6 @@
 namespace kavo::test {
 namespace {
 
-constexpr ClientHandle other = 1;
-
 VenueSettings with_acod() {
     VenueSettings settings;
     settings.symbols = {"AAPL", "MSFT"};
@@ -19,24 +17,24 @@ TEST(DroppedClient, WithoutAcodLeavesItsOrdersToTrade) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
     venue.enter(sell("s1").at("190.00"));
-    venue.enter(buy("c1").at("189.90"), other);
+    venue.enter(buy("c1").at("189.90"), second_client);
     venue.published();
     EXPECT_EQ(said_during([&] { venue.engine.client_dropped(0, "alice"); }),
               "bench: ACOD off (Do Not Cancel All Open Orders): 2 open order(s) of alice stay on the book\n");
     EXPECT_EQ(venue.published(), "");
     EXPECT_EQ(venue.told(0), "");
     EXPECT_EQ(venue.bids(), "100@189.95 100@189.9");
-    venue.enter(sell("s2").at("189.95"), other);
+    venue.enter(sell("s2").at("189.95"), second_client);
     EXPECT_EQ(venue.told(0), "E1 b1 100@189.95 buy added AC match 1 exec 1");
 }
 
 TEST(DroppedClient, WithAcodLosesItsOrdersInTheOrderOfTheirIds) {
     Venue venue(with_acod());
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(buy("c1").at("189.95"), other);
+    venue.enter(buy("c1").at("189.95"), second_client);
     venue.enter(sell("s1").shares(300).product(2).at("410.00"));
     venue.enter(buy("b2").at("189.96"));
-    venue.enter(sell("c2").shares(100).product(2).at("409.00"), other);
+    venue.enter(sell("c2").shares(100).product(2).at("409.00"), second_client);
     venue.enter(buy("d1").shares(100).product(2).at("410.00"), 2);
     venue.replace(replace("b1", "b3").at("189.97"));
     venue.told(0);
@@ -55,7 +53,7 @@ TEST(DroppedClient, WithAcodAndNoOrdersLosesNone) {
     Venue venue(with_acod());
     venue.enter(buy("b1").at("189.95"));
     venue.cancel(cancel("b1"));
-    venue.enter(buy("c1").at("189.95"), other);
+    venue.enter(buy("c1").at("189.95"), second_client);
     EXPECT_EQ(said_during([&] { venue.engine.client_dropped(0, "alice"); }),
               "bench: ACOD (Cancel All Open Orders): cancelled 0 open order(s) of alice on disconnect\n");
     EXPECT_EQ(said_during([&] { venue.engine.client_dropped(7, ""); }),
@@ -67,9 +65,9 @@ TEST(DroppedClient, WithAcodLeavesClosedIdsBehind) {
     Venue venue(with_acod());
     venue.enter(buy("b1").at("189.95"));
     venue.engine.client_dropped(0, "alice");
-    venue.cancel(cancel("b1"), other);
+    venue.cancel(cancel("b1"), second_client);
     EXPECT_EQ(venue.bench.counters.late_cancels, 1u);
-    venue.enter(buy("b1").at("189.95"), other);
+    venue.enter(buy("b1").at("189.95"), second_client);
     EXPECT_EQ(venue.bids(), "100@189.95");
 }
 
@@ -110,7 +108,7 @@ TEST(UnsolicitedCancel, TakesWhatIsLeftOfTheOrder) {
     Venue venue;
     venue.bench.unsolicited_cancel_next = 1;
     venue.enter(sell("s1").shares(300).at("190.00"));
-    venue.enter(buy("b1").shares(100).at("190.00"), other);
+    venue.enter(buy("b1").shares(100).at("190.00"), second_client);
     venue.told(0);
     venue.clock.advance_ms(300);
     venue.engine.cancel_unsolicited();
@@ -124,7 +122,7 @@ TEST(UnsolicitedCancel, SkipsAnOrderThatHasEnded) {
     venue.enter(sell("filled").at("190.00"));
     venue.enter(buy("cancelled").at("189.95"));
     venue.enter(buy("replaced").at("189.95"));
-    venue.enter(buy("c1").at("190.00"), other);
+    venue.enter(buy("c1").at("190.00"), second_client);
     venue.cancel(cancel("cancelled"));
     venue.replace(replace("replaced", "renamed").at("189.95"));
     venue.told(0);
@@ -153,10 +151,10 @@ TEST(UnsolicitedCancel, HitsWhateverOrderUsesTheIdByThen) {
     venue.enter(buy("b1").at("189.95"));
     venue.cancel(cancel("b1"));
     venue.clock.advance_ms(200);
-    venue.enter(sell("b1").at("190.00"), other);
+    venue.enter(sell("b1").at("190.00"), second_client);
     venue.clock.advance_ms(100);
     venue.engine.cancel_unsolicited();
-    EXPECT_EQ(venue.told(other), "XN b1 #1001 leaves 0 'H'");
+    EXPECT_EQ(venue.told(second_client), "XN b1 #1001 leaves 0 'H'");
     EXPECT_EQ(venue.told(0), "");
 }
 
@@ -197,7 +195,7 @@ TEST(UnsolicitedCancel, OfTheNextOrdersWaitsForOneThatRests) {
     venue.bench.unsolicited_cancel_next = 1;
     venue.enter(buy("i1").immediate().at("189.95"));
     EXPECT_EQ(venue.bench.unsolicited_cancel_next, 1u);
-    venue.enter(sell("s1").at("190.00"), other);
+    venue.enter(sell("s1").at("190.00"), second_client);
     EXPECT_EQ(venue.bench.unsolicited_cancel_next, 0u);
 }
 

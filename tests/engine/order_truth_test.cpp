@@ -8,8 +8,6 @@
 namespace kavo::test {
 namespace {
 
-constexpr ClientHandle other = 1;
-
 // A line written while the clock stands where it started.
 std::string at_the_start(const std::string& rest) {
     return R"({"t":1700000000123456789,)" + rest;
@@ -42,8 +40,8 @@ TEST(OrderTruth, TellsOfAScriptedReject) {
 
 TEST(OrderTruth, TellsOfAFillTheMakersSideFirstEachAtItsOwnPrice) {
     Venue venue;
-    venue.enter(sell("s1").shares(300).at("190.00"), other);
-    venue.enter(sell("s2").shares(100).at("190.05"), other);
+    venue.enter(sell("s1").shares(300).at("190.00"), second_client);
+    venue.enter(sell("s2").shares(100).at("190.05"), second_client);
     venue.truth();
     venue.enter(buy("b1").shares(350).at("191.00"));
     EXPECT_EQ(
@@ -62,7 +60,7 @@ TEST(OrderTruth, TellsOfAFillTheMakersSideFirstEachAtItsOwnPrice) {
 
 TEST(OrderTruth, TellsOfAMarketOrderAtThePriceZero) {
     Venue venue;
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.truth();
     venue.enter(buy("m1").market());
     const Lines lines = venue.truth();
@@ -78,7 +76,7 @@ TEST(OrderTruth, TellsOfAMarketOrderAtThePriceZero) {
 TEST(OrderTruth, TellsOfAPartialFillWhatEachSideIsTold) {
     Venue venue;
     venue.bench.partial_next = 1;
-    venue.enter(sell("s1").shares(300).at("190.00"), other);
+    venue.enter(sell("s1").shares(300).at("190.00"), second_client);
     venue.truth();
     venue.enter(buy("b1").shares(300).at("190.00"));
     const Lines lines = venue.truth();
@@ -93,7 +91,7 @@ TEST(OrderTruth, TellsOfAPartialFillWhatEachSideIsTold) {
 
 TEST(OrderTruth, TellsOfAPostOnlyOrderWithItsWholeSizeAsLeaves) {
     Venue venue;
-    venue.enter(sell("s1").at("190.00"), other);
+    venue.enter(sell("s1").at("190.00"), second_client);
     venue.truth();
     venue.enter(buy("p1").post_only().at("190.00"));
     const Lines lines = venue.truth();
@@ -114,7 +112,7 @@ TEST(OrderTruth, TellsOfAnAllOrNothingOrderThatExpires) {
 TEST(OrderTruth, TellsOfACancelWithWhatHadExecuted) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.truth();
     venue.cancel(cancel("b1"));
     EXPECT_EQ(venue.truth(),
@@ -154,7 +152,7 @@ TEST(OrderTruth, TellsOfALostRaceByTheFillAlone) {
 TEST(OrderTruth, TellsOfAReplaceWithTheOriginalIdAsReference) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.truth();
     venue.replace(replace("b1", "b2").shares(250).at("189.96"));
     EXPECT_EQ(venue.truth(),
@@ -169,7 +167,7 @@ TEST(OrderTruth, TellsOfAReplaceWithTheOriginalIdAsReference) {
 TEST(OrderTruth, TellsOfAReplaceBeforeTheFillsThatItBrings) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.truth();
     venue.replace(replace("b1", "b2").at("190.00"));
     EXPECT_EQ(
@@ -185,7 +183,7 @@ TEST(OrderTruth, TellsOfAReplaceBeforeTheFillsThatItBrings) {
 TEST(OrderTruth, TellsOfAReplaceThatClosesAsOfACancel) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.truth();
     venue.replace(replace("b1", "b2").shares(100).at("190.00"));
     EXPECT_EQ(venue.truth(),
@@ -301,7 +299,7 @@ public:
 TEST(OrderTruth, HasTheTimeOfTheAnswersToANewOrder) {
     RunningVenue venue;
     EXPECT_EQ(venue.times_of(1, sell("s1").at("190.00")), 1u);
-    venue.enter(sell("s2").at("190.01"), other);
+    venue.enter(sell("s2").at("190.01"), second_client);
     EXPECT_EQ(venue.times_of(1, buy("p1").post_only().at("189.99")), 1u);
     EXPECT_EQ(venue.times_of(2, buy("p2").post_only().at("190.00")), 1u);
     EXPECT_EQ(venue.times_of(2, buy("f1").all_or_nothing().shares(300).at("190.01")), 1u);
@@ -313,7 +311,7 @@ TEST(OrderTruth, HasTheTimeOfTheAnswersToANewOrder) {
 TEST(OrderTruth, HasTheTimeOfTheAnswersToAReplace) {
     RunningVenue venue;
     venue.enter(buy("b1").shares(300).at("189.00"));
-    venue.enter(sell("s1").at("190.00"), other);
+    venue.enter(sell("s1").at("190.00"), second_client);
     EXPECT_EQ(venue.times_of(1, replace("b1", "b2").shares(300).at("189.01")), 1u);
     EXPECT_EQ(venue.times_of(3, replace("b2", "b3").shares(300).at("190.00")), 1u);  // one trade
     EXPECT_EQ(venue.times_of(1, replace("b3", "b3").at("189.00")), 1u);
@@ -389,7 +387,7 @@ TEST(OrderTruth, CostsNothingWithoutAFile) {
     venue.engine.order_truth.log.write_to({});
     EXPECT_EQ(said_during([&] {
                   venue.enter(buy("b1").at("189.95"));
-                  venue.enter(sell("s1").at("189.95"), other);
+                  venue.enter(sell("s1").at("189.95"), second_client);
               }),
               "");
     EXPECT_TRUE(venue.truth().empty());

@@ -7,8 +7,6 @@
 namespace kavo::test {
 namespace {
 
-constexpr ClientHandle other = 1;
-
 TEST(Replace, ThatCrossesNobodyIsAnsweredAndNotified) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
@@ -40,27 +38,27 @@ TEST(Replace, KeepsItsPriorityOnTheFeedOnlyAtTheSamePriceWithNoMoreShares) {
 TEST(Replace, QueuesBehindItsLevelEvenWhenItKeepsItsPriority) {
     Venue venue;
     venue.enter(buy("b1").shares(200).at("189.95"));
-    venue.enter(buy("c1").shares(200).at("189.95"), other);
+    venue.enter(buy("c1").shares(200).at("189.95"), second_client);
     venue.replace(replace("b1", "b2").shares(100).at("189.95"));
     venue.enter(sell("s1").shares(250).at("189.95"));
-    EXPECT_EQ(venue.told(other), "E1 c1 200@189.95 buy added AC match 1 exec 1");
+    EXPECT_EQ(venue.told(second_client), "E1 c1 200@189.95 buy added AC match 1 exec 1");
     EXPECT_EQ(venue.told(0), "E1 b2 50@189.95 buy added AC match 2 exec 3");
 }
 
 TEST(Replace, ThatLosesItsPriorityQueuesBehindItsNewLevel) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(buy("c1").at("189.94"), other);
+    venue.enter(buy("c1").at("189.94"), second_client);
     venue.replace(replace("b1", "b2").at("189.94"));
     venue.enter(sell("s1").at("189.94"));
-    EXPECT_EQ(venue.told(other), "E1 c1 100@189.94 buy added AC match 1 exec 1");
+    EXPECT_EQ(venue.told(second_client), "E1 c1 100@189.94 buy added AC match 1 exec 1");
     EXPECT_EQ(venue.told(0), "");
 }
 
 TEST(Replace, CountsWhatHasExecutedIntoTheNewSize) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.published();
     EXPECT_EQ(venue.replace(replace("b1", "b2").shares(250).at("189.95")),
               "MR b2 for b1 accepted #1000 leaves 150 | MN b2 for b1 #1000 250@189.95 leaves 150 tif D");
@@ -74,7 +72,7 @@ TEST(Replace, CountsWhatHasExecutedIntoTheNewSize) {
 TEST(Replace, LosesItsPriorityWhenMoreIsOpenThanBefore) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);  // 200 are open
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);  // 200 are open
     venue.published();
     venue.replace(replace("b1", "b2").shares(301).at("189.95"));
     EXPECT_EQ(venue.published(), "modify 1 #1000 201@189.95 lost priority");
@@ -85,7 +83,7 @@ TEST(Replace, LosesItsPriorityWhenMoreIsOpenThanBefore) {
 TEST(Replace, ByNoMoreThanHasExecutedClosesTheOrder) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.told(0);
     venue.published();
     EXPECT_EQ(venue.replace(replace("b1", "b2").shares(100).at("189.90")),
@@ -102,7 +100,7 @@ TEST(Replace, ByNoMoreThanHasExecutedClosesTheOrder) {
 TEST(Replace, ByLessThanHasExecutedClosesTheOrder) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     EXPECT_EQ(venue.replace(replace("b1", "b2").shares(1).at("189.95")),
               "XN b1 #1000 leaves 0 'U' | MR b2 for b1 accepted #1000 leaves 0 | "
               "MN b2 for b1 #1000 1@189.95 leaves 0 tif D");
@@ -111,7 +109,7 @@ TEST(Replace, ByLessThanHasExecutedClosesTheOrder) {
 TEST(Replace, ThatClosesTheOrderLeavesTheOldIdLateAndTheNewOneUnknown) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.replace(replace("b1", "b2").shares(100).at("189.95"));
     EXPECT_EQ(said_during([&] { venue.cancel(cancel("b1")); }), "");
     EXPECT_EQ(venue.bench.counters.late_cancels, 1u);
@@ -138,7 +136,7 @@ TEST(Replace, LeavesTheOldIdLateAndFreeAndTheNewOneLive) {
 TEST(Replace, IsCheckedInAFixedOrder) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(buy("c1").at("189.90"), other);
+    venue.enter(buy("c1").at("189.90"), second_client);
     venue.published();
     venue.bench.replace_reject_next = 1;
     Replace request = replace("none", "c1").participant("FIRM").shares(0).at("0");
@@ -204,7 +202,7 @@ TEST(Replace, OfAnOrderThatJustEndedIsLateAndOfAnyOtherStale) {
 
 TEST(Replace, OfAnotherClientsOrderIsUnknown) {
     Venue venue;
-    venue.enter(buy("c1").at("189.95"), other);
+    venue.enter(buy("c1").at("189.95"), second_client);
     EXPECT_EQ(said_during(
                   [&] { EXPECT_EQ(venue.replace(replace("c1", "c2").at("189.96")), "MR c2 for c1 rejected 'D' #0"); }),
               "bench: stale replace for c1\n");
@@ -254,12 +252,12 @@ TEST(Replace, NotifiesWithTheProductOfTheOrderWhateverTheRequestSays) {
 TEST(Replace, ThatCrossesTradesAndRestsWhatIsLeft) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.published();
     EXPECT_EQ(venue.replace(replace("b1", "b2").at("190.00")),
               "MR b2 for b1 accepted #1000 leaves 100 | MN b2 for b1 #1000 100@190 leaves 100 tif D | "
               "E1 b2 60@190 buy removed RC match 1 exec 2 | P1 b2 #1000 @190 touch");
-    EXPECT_EQ(venue.told(other), "E1 s1 60@190 sell added AC match 1 exec 1");
+    EXPECT_EQ(venue.told(second_client), "E1 s1 60@190 sell added AC match 1 exec 1");
     EXPECT_EQ(venue.published(),
               "modify 1 #1000 100@190 lost priority | delete 1 #1000 | executed 1 #1001 60@190 match 1 resting S | "
               "add 1 #1000 B 40@190");
@@ -272,8 +270,8 @@ TEST(Replace, ThatCrossesTradesAndRestsWhatIsLeft) {
 TEST(Replace, ThatCrossesMayFillCompletely) {
     Venue venue;
     venue.enter(sell("s1").at("190.00"));
-    venue.enter(buy("b1").shares(60).at("189.95"), other);
-    venue.enter(buy("b2").shares(60).at("189.90"), other);
+    venue.enter(buy("b1").shares(60).at("189.95"), second_client);
+    venue.enter(buy("b2").shares(60).at("189.90"), second_client);
     venue.published();
     EXPECT_EQ(venue.replace(replace("s1", "s2").at("189.90")),
               "MR s2 for s1 accepted #1000 leaves 100 | MN s2 for s1 #1000 100@189.9 leaves 100 tif D | "
@@ -289,12 +287,12 @@ TEST(Replace, ThatCrossesMayFillCompletely) {
 
 TEST(Replace, ThatCrossesIsNeverPostOnlyAllOrNothingOrImmediate) {
     Venue venue;
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.enter(buy("p1").post_only().at("189.95"));
     EXPECT_EQ(venue.replace(replace("p1", "p2").time_in_force('F').at("190.00")),
               "MR p2 for p1 accepted #1001 leaves 100 | MN p2 for p1 #1001 100@190 leaves 100 tif F | "
               "E1 p2 60@190 buy removed RC match 1 exec 2 | P1 p2 #1001 @190 touch");
-    venue.enter(sell("s2").shares(60).at("190.01"), other);
+    venue.enter(sell("s2").shares(60).at("190.01"), second_client);
     EXPECT_EQ(venue.replace(replace("p2", "p3").shares(160).time_in_force('I').at("190.01")),
               "MR p3 for p2 accepted #1001 leaves 100 | MN p3 for p2 #1001 160@190.01 leaves 100 tif I | "
               "E1 p3 60@190.01 buy removed RC match 2 exec 4 | P1 p3 #1001 @190.01 touch");
@@ -304,7 +302,7 @@ TEST(Replace, ThatCrossesIsNeverPostOnlyAllOrNothingOrImmediate) {
 TEST(Replace, ThatCrossesKeepsItsAttribution) {
     constexpr std::uint16_t attributed_to_participant = 1 << 8;
     Venue venue;
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.enter(buy("b1").flags(attributed_to_participant).at("189.95"));
     venue.published();
     venue.replace(replace("b1", "b2").at("190.00"));
@@ -316,7 +314,7 @@ TEST(Replace, ThatCrossesKeepsItsAttribution) {
 TEST(Replace, NeverSchedulesAnUnsolicitedCancel) {
     Venue venue;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(sell("s1").shares(60).at("190.00"), other);
+    venue.enter(sell("s1").shares(60).at("190.00"), second_client);
     venue.bench.unsolicited_cancel_every = 1;
     venue.bench.unsolicited_cancel_next = 1;
     venue.replace(replace("b1", "b2").at("190.00"));
@@ -331,7 +329,7 @@ TEST(Replace, MayMeetAPartialFillOfTheOtherSide) {
     Venue venue;
     venue.bench.partial_next = 1;
     venue.enter(buy("b1").at("189.95"));
-    venue.enter(sell("s1").at("190.00"), other);
+    venue.enter(sell("s1").at("190.00"), second_client);
     EXPECT_EQ(venue.replace(replace("b1", "b2").at("190.00")),
               "MR b2 for b1 accepted #1000 leaves 100 | MN b2 for b1 #1000 100@190 leaves 100 tif D | "
               "E1 b2 100@190 buy removed RC match 1 exec 2");
@@ -356,7 +354,7 @@ TEST(ScriptedReplaceReject, SaysSoAndLeavesTheOrderAlone) {
 TEST(ScriptedReplaceReject, ComesBeforeAReplaceThatWouldClose) {
     Venue venue;
     venue.enter(buy("b1").shares(300).at("189.95"));
-    venue.enter(sell("s1").shares(100).at("189.95"), other);
+    venue.enter(sell("s1").shares(100).at("189.95"), second_client);
     venue.bench.replace_reject_next = 1;
     EXPECT_EQ(venue.replace(replace("b1", "b2").shares(100).at("189.95")), "MR b2 for b1 rejected 'H' #1000");
 }

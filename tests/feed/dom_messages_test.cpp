@@ -28,6 +28,8 @@ TEST(SeriesDefinitionMessage, CutsATickerThatIsTooLong) {
 TEST(SeriesDefinitionMessage, FillsAShortTickerWithBlanks) {
     EXPECT_EQ(text_at(build(SeriesDefinition{0, 1, "F", 'Q'}), 9, 11), "F          ");
     EXPECT_EQ(text_at(build(SeriesDefinition{0, 1, "", 'Q'}), 9, 11), "           ");
+    const auto bytes = build(SeriesDefinition{0, 1, "BRK B", 'N'});
+    EXPECT_EQ(client::read_series_definition(bytes)->symbol, "BRK B");
 }
 
 TEST(AddOrderMessage, CutsAnAttributionThatIsTooLong) {
@@ -35,7 +37,9 @@ TEST(AddOrderMessage, CutsAnAttributionThatIsTooLong) {
 }
 
 TEST(AddOrderMessage, LeavesFourBlanksWhereNobodyIsNamed) {
-    EXPECT_EQ(text_at(build(AddOrder{0, 1, 1, 'B', 1, 1, ""}), 30, 4), "    ");
+    const auto bytes = build(AddOrder{0, 1, 1, 'B', 1, 1, ""});
+    EXPECT_EQ(text_at(bytes, 30, 4), "    ");
+    EXPECT_EQ(client::read_add_order(bytes)->attribution, "");
 }
 
 TEST(AddOrderMessage, CarriesTheLargestNumbers) {

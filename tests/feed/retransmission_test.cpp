@@ -14,6 +14,7 @@
 #include "memory/memory_peers.h"
 #include "support/bytes_hex.h"
 #include "support/bytes_of_feed.h"
+#include "support/packets.h"
 #include "support/said.h"
 #include "support/scene.h"
 
@@ -22,21 +23,9 @@ namespace {
 
 constexpr std::uint64_t largest = 0xFFFFFFFFFFFFFFFF;
 
-Bytes packet(char type, ByteView payload = {}) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
-Bytes request(std::uint64_t first, std::uint64_t last) {
-    return packet('a', retransmission_payload(first, last));
-}
 Bytes login_packet(const Login& login = receiver_login()) {
     return packet('l', login.payload());
 }
-Bytes together(const std::vector<Bytes>& packets) {
-    Bytes bytes;
-    for (const Bytes& one : packets) bytes.insert(bytes.end(), one.begin(), one.end());
-    return bytes;
-}
-
 // One receiver's connection to the service of a feed that has published nothing yet. What is sent to it shows as lines,
 // see recovery_client.h; of retransmitted messages only the numbers.
 struct RetransmissionTest : testing::Test {
@@ -63,7 +52,7 @@ struct RetransmissionTest : testing::Test {
     std::string sent_again(std::uint64_t first, std::uint64_t last) {
         service.open_connection(++fd);
         log_in();
-        send(request(first, last));
+        send(retransmission(first, last));
         std::string lines = heard();
         const std::string end = "goodbye 'A' retransmission complete | closed";
         EXPECT_TRUE(lines.ends_with(end)) << lines;
@@ -193,7 +182,7 @@ TEST_F(ReceiverLogin, FromASequenceIsRejectedButMayBeTriedAgainOnTheSameConnecti
 
     send(login_packet());
     EXPECT_EQ(heard(), "login accepted, engine 7, highest 3");
-    send(request(2, 2));
+    send(retransmission(2, 2));
     EXPECT_EQ(heard(), "2 | goodbye 'A' retransmission complete | closed");
 }
 
@@ -202,7 +191,7 @@ TEST_F(ReceiverLogin, FromASequenceLeavesTheReceiverWithoutARightToAsk) {
     login.requested_sequence = 1;
     send(login_packet(login));
     heard();
-    send(request(1, 1));
+    send(retransmission(1, 1));
     EXPECT_EQ(heard(), "goodbye 'B' not logged in | closed");
 }
 
@@ -221,9 +210,12 @@ TEST_F(ReceiverLogin, ThatIsCutShortEndsTheConnectionWithoutAResponse) {
     const Bytes whole = receiver_login().payload();
     ASSERT_EQ(whole.size(), 36u);
     for (const std::size_t size : {0u, 1u, 26u, 27u, 35u}) {
-        service.open_connection(++fd);
-        send(packet('l', ByteView(whole).first(size)));
-        EXPECT_EQ(heard(), "goodbye 'B' malformed login | closed") << size;
+        for (const bool logged_in : {false, true}) {
+            service.open_connection(++fd);
+            if (logged_in) log_in();
+            send(packet('l', ByteView(whole).first(size)));
+            EXPECT_EQ(heard(), "goodbye 'B' malformed login | closed") << size;
+        }
     }
     EXPECT_EQ(said, "");
 }
@@ -276,7 +268,7 @@ TEST_F(RetransmittedRange, IsSentAsItWasPublishedWithItsNumbers) {
     feed.publish(from_hex("41 42 43"));
     feed.publish(from_hex("FF"));
     log_in();
-    send(request(1, 2));
+    send(retransmission(1, 2));
     EXPECT_EQ(to_hex(sent()), hex_rows("0D 00 73   # thirteen bytes: sequenced data\n"
                                        "01 00 00 00 00 00 00 00 01   # message 1, engine 1\n"
                                        "41 42 43\n"
@@ -351,7 +343,7 @@ TEST_F(RetransmittedRange, IsEmptyBelowTheOldestMessageHeld) {
 TEST_F(RetransmittedRange, MayHoldAMessageThatWasTooLongToBeSent) {
     caught.publish(1, 1389);
     log_in();
-    send(request(1, 1));
+    send(retransmission(1, 1));
     EXPECT_EQ(sent().size(), 3 + 9 + 1389 + 27u);
     EXPECT_EQ(to_hex(ByteView(sent()).subspan(12, 1389)), to_hex(Bytes(1389, 1)));
 }
@@ -359,7 +351,7 @@ TEST_F(RetransmittedRange, MayHoldAMessageThatWasTooLongToBeSent) {
 TEST_F(RetransmittedRange, MaySpanManyBlocksOfTheHistory) {
     caught.publish(5000, 50);
     log_in();
-    send(request(1, largest));
+    send(retransmission(1, largest));
     std::string all;
     for (int number = 1; number <= 5000; ++number) all += std::to_string(number) + " | ";
     EXPECT_EQ(heard(), all + "goodbye 'A' retransmission complete | closed");
@@ -380,7 +372,7 @@ TEST_F(RetransmittedRange, HoldsWhatHasBeenPublishedButNotFlushed) {
 
 TEST_F(ReceiverPacket, ThatAsksWithoutALoginEndsTheConnection) {
     caught.publish(2);
-    send(request(1, 2));
+    send(retransmission(1, 2));
     EXPECT_EQ(heard(), "goodbye 'B' not logged in | closed");
     service.open_connection(++fd);
     send(packet('a'));  // the login is looked at before the length
@@ -452,20 +444,20 @@ TEST_F(ReceiverPacket, ThatIsALogoutEndsTheConnectionWithoutAWord) {
 
 TEST_F(ReceiverPacket, MayArriveByteByByte) {
     caught.publish(3);
-    for (const std::uint8_t byte : together({login_packet(), packet('1'), request(2, 3)})) send({byte});
+    for (const std::uint8_t byte : together({login_packet(), packet('1'), retransmission(2, 3)})) send({byte});
     EXPECT_EQ(heard(), "login accepted, engine 7, highest 3 | 2 | 3 | goodbye 'A' retransmission complete | closed");
 }
 
 TEST_F(ReceiverPacket, MayArriveWithOthersAtOnce) {
     caught.publish(3);
-    send(together({packet('1'), login_packet(), packet('T'), request(1, 1)}));
+    send(together({packet('1'), login_packet(), packet('T'), retransmission(1, 1)}));
     EXPECT_EQ(heard(), "login accepted, engine 7, highest 3 | 1 | goodbye 'A' retransmission complete | closed");
 }
 
 TEST_F(ReceiverPacket, WaitsUntilItIsWhole) {
     caught.publish(1);
     log_in();
-    const Bytes whole = request(1, 1);
+    const Bytes whole = retransmission(1, 1);
     send(Bytes(whole.begin(), whole.end() - 1));
     EXPECT_EQ(heard(), "");
     send({whole.back()});
@@ -475,23 +467,23 @@ TEST_F(ReceiverPacket, WaitsUntilItIsWhole) {
 TEST_F(ReceiverPacket, BehindAServedRequestIsNeverRead) {
     caught.publish(3);
     log_in();
-    send(together({request(1, 1), request(2, 3), packet('Z')}));
+    send(together({retransmission(1, 1), retransmission(2, 3), packet('Z')}));
     EXPECT_EQ(heard(), "1 | goodbye 'A' retransmission complete | closed");
     EXPECT_EQ(feed.counters.retransmissions, 1u);
     EXPECT_EQ(peer().closed, 1);
 }
 
 TEST_F(ReceiverPacket, BehindARefusedRequestIsNeverRead) {
-    send(together({request(1, 1), login_packet(), packet('Z')}));
+    send(together({retransmission(1, 1), login_packet(), packet('Z')}));
     EXPECT_EQ(heard(), "goodbye 'B' not logged in | closed");
 }
 
 TEST_F(ReceiverPacket, OfLengthZeroTakesEverythingReceivedWithIt) {
     caught.publish(1);
     log_in();
-    send(together({from_hex("00 00"), request(1, 1)}));
+    send(together({from_hex("00 00"), retransmission(1, 1)}));
     EXPECT_EQ(heard(), "");
-    send(request(1, 1));
+    send(retransmission(1, 1));
     EXPECT_EQ(heard(), "1 | goodbye 'A' retransmission complete | closed");
 }
 
@@ -499,7 +491,7 @@ TEST_F(ReceiverConnection, ThatBreaksWhileItIsServedIsClosedOnce) {
     caught.publish(3);
     log_in();
     peer().broken = true;
-    send(request(1, 3));
+    send(retransmission(1, 3));
     EXPECT_FALSE(connection().open());
     EXPECT_EQ(peer().closed, 1);
     const std::string lines = heard();
@@ -508,7 +500,7 @@ TEST_F(ReceiverConnection, ThatBreaksWhileItIsServedIsClosedOnce) {
 
 TEST_F(ReceiverConnection, ThatBreaksDuringTheLoginIsClosedOnce) {
     peer().broken = true;
-    send(together({login_packet(), request(1, 1)}));
+    send(together({login_packet(), retransmission(1, 1)}));
     EXPECT_FALSE(connection().open());
     EXPECT_EQ(peer().closed, 1);
 }

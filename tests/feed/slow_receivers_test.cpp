@@ -8,27 +8,14 @@
 #include "feed/retransmission.h"
 #include "memory/memory_peers.h"
 #include "support/bytes_of_feed.h"
+#include "support/packets.h"
 #include "support/scene.h"
 
 namespace kavo::test {
 namespace {
 
-Bytes packet(char type, ByteView payload = {}) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
-
-Bytes together(const std::vector<Bytes>& packets) {
-    Bytes bytes;
-    for (const Bytes& one : packets) bytes.insert(bytes.end(), one.begin(), one.end());
-    return bytes;
-}
-
 Bytes login_and(const Bytes& request) {
     return together({packet('l', receiver_login().payload()), request});
-}
-
-Bytes request(std::uint64_t first, std::uint64_t last) {
-    return packet('a', retransmission_payload(first, last));
 }
 
 // A feed that has published a hundred messages of 88 bytes, so that each is a packet of 100.
@@ -54,7 +41,7 @@ struct SlowReceivers : testing::Test {
 };
 
 TEST_F(SlowReceivers, GetTheirReplyPieceByPiece) {
-    MemoryPeer& slow = call(100, login_and(request(1, 100)));
+    MemoryPeer& slow = call(100, login_and(retransmission(1, 100)));
     slow.room = 0;
     for (std::size_t i = 0; i < reply_size / 100; ++i) {
         slow.room += 100;
@@ -69,7 +56,7 @@ TEST_F(SlowReceivers, GetTheirReplyPieceByPiece) {
 }
 
 TEST_F(SlowReceivers, GetWhatTheHistoryForgetsMeanwhile) {
-    MemoryPeer& slow = call(100, login_and(request(1, 100)));
+    MemoryPeer& slow = call(100, login_and(retransmission(1, 100)));
     slow.room = 114;  // the login response and the first message
     pass_after(0);
     caught.feed.history.trim(1);
@@ -79,9 +66,9 @@ TEST_F(SlowReceivers, GetWhatTheHistoryForgetsMeanwhile) {
 }
 
 TEST_F(SlowReceivers, CostTheOthersNothing) {
-    MemoryPeer& slow = call(100, login_and(request(1, 100)));
+    MemoryPeer& slow = call(100, login_and(retransmission(1, 100)));
     slow.room = 50;
-    MemoryPeer& quick = call(101, login_and(request(1, 100)));
+    MemoryPeer& quick = call(101, login_and(retransmission(1, 100)));
     const std::uint64_t before_ms = caught.clock.steady_ms();
     pass_after(0);
     EXPECT_EQ(caught.clock.steady_ms(), before_ms);  // nobody has waited
@@ -91,7 +78,7 @@ TEST_F(SlowReceivers, CostTheOthersNothing) {
 }
 
 TEST_F(SlowReceivers, ThatTakeNothingForTwoSecondsAreClosed) {
-    MemoryPeer& stuck = call(100, login_and(request(1, 100)));
+    MemoryPeer& stuck = call(100, login_and(retransmission(1, 100)));
     stuck.room = 500;
     pass_after(0);
     pass_after(1'999);
@@ -114,7 +101,7 @@ TEST_F(SlowReceivers, ThatDoNotEvenTakeALoginResponseAreClosed) {
 }
 
 TEST_F(SlowReceivers, AreHeardAgainOnceTheyHaveTakenWhatIsOwed) {
-    MemoryPeer& slow = call(100, login_and(request(1, 100)));
+    MemoryPeer& slow = call(100, login_and(retransmission(1, 100)));
     slow.room = 10;
     pass_after(0);
     EXPECT_EQ(caught.feed.counters.retransmissions, 0u);  // the login response comes before the request
@@ -125,7 +112,8 @@ TEST_F(SlowReceivers, AreHeardAgainOnceTheyHaveTakenWhatIsOwed) {
 }
 
 TEST_F(SlowReceivers, MayGoOnTalkingBehindTheirRequest) {
-    MemoryPeer& talker = call(100, together({login_and(request(1, 100)), packet('1'), packet('X'), packet('?')}));
+    MemoryPeer& talker =
+        call(100, together({login_and(retransmission(1, 100)), packet('1'), packet('X'), packet('?')}));
     talker.room = 1'000;
     pass_after(0);
     for (const char type : {'1', 'X', '?', 'l'}) {
@@ -155,7 +143,7 @@ TEST_F(SlowReceivers, WhoPourInHeartbeatsLeaveTheOthersTheirTurns) {
     };
     Retransmission crowded(caught.feed, caught.clock, timed, CaughtFeed::session, caught.commentary);
     for (int i = 0; i < talkers; ++i) call(100 + i, {});
-    MemoryPeer& honest = call(999, login_and(request(1, 100)));
+    MemoryPeer& honest = call(999, login_and(retransmission(1, 100)));
     const std::uint64_t start_ms = caught.clock.steady_ms();
     int passes = 0;
     for (; passes < 10 && honest.closed == 0; ++passes) crowded.serve();

@@ -10,15 +10,15 @@
 
 namespace kavo::companion {
 
-using test::damage;
-using test::drop_line;
-using test::RecordedRun;
+using kavo::test::damage;
+using kavo::test::drop_line;
+using kavo::test::RecordedRun;
 using Event = RecordedRun::Event;
 
 namespace {
 
 // What is found, as "bench.book-line bench" for each finding, each once.
-std::string found(RecordedRun& run) {
+std::string bench_findings(RecordedRun& run) {
     Verdict verdict;
     const Journal journal = run.journal();
     audit_bench(journal, verdict, {});
@@ -119,7 +119,7 @@ void skip_a_number(RecordedRun& run, std::uint64_t from) {
 TEST(Bench, ThatIsRightIsAcquitted) {
     RecordedRun run;
     trade(run);
-    EXPECT_EQ(found(run), "");
+    EXPECT_EQ(bench_findings(run), "");
 }
 
 TEST(Bench, IsAcquittedWithEveryFaultThatItSpeaksOf) {
@@ -142,7 +142,7 @@ TEST(Bench, IsAcquittedWithEveryFaultThatItSpeaksOf) {
     run.recover(client::Recovery::of_state('O'));
     run.user("bob", 2);
     run.steps(300);
-    EXPECT_EQ(found(run), "");
+    EXPECT_EQ(bench_findings(run), "");
 }
 
 TEST(Bench, IsAcquittedWhenMessagesWaitForAUserWhoIsAway) {
@@ -156,7 +156,7 @@ TEST(Bench, IsAcquittedWhenMessagesWaitForAUserWhoIsAway) {
     run.step();
     bob.session.send(client::sell("s1").shares(1000).at("189.50"));
     run.steps(400);
-    EXPECT_EQ(found(run), "");
+    EXPECT_EQ(bench_findings(run), "");
 }
 
 // The truth has six significant digits of a price: 12345.67 is 12345.7 there.
@@ -186,7 +186,7 @@ TEST(Bench, IsConvictedOfAFillThatIsLeftOutOfTheTruth) {
     trade(run);
     run.finish();
     drop_line(run.orders, "\"ev\":\"fill\",\"cl\":\"s4\"");
-    EXPECT_EQ(found(run), "bench.order-line bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.order-line bench.counter");
 }
 
 TEST(Bench, IsConvictedOfATruthLineThatNobodyWasToldOf) {
@@ -200,7 +200,7 @@ TEST(Bench, IsConvictedOfATruthLineThatNobodyWasToldOf) {
                       R"({"t":1700000000000000001,"ev":"cancel_reject","cl":"b1","oid":0,"symbol":"AAPL","side":" ",)"
                       R"("qty":0,"px":0,"cum":0,"leaves":0,"last_qty":0,"text":"stale"})"
                       "\n");
-    EXPECT_EQ(found(run), "bench.order-line bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.order-line bench.counter");
 }
 
 TEST(Bench, IsConvictedOfALineThatTellsAnotherQuantityThanItsMessage) {
@@ -208,7 +208,7 @@ TEST(Bench, IsConvictedOfALineThatTellsAnotherQuantityThanItsMessage) {
     trade(run);
     run.finish();
     damage(run.orders, R"("last_qty":100)", R"("last_qty":200)");
-    EXPECT_EQ(found(run), "bench.order-life bench.order-line");
+    EXPECT_EQ(bench_findings(run), "bench.order-life bench.order-line");
 }
 
 TEST(Bench, IsConvictedOfAnOrderThatAddsUpWrongly) {
@@ -216,7 +216,7 @@ TEST(Bench, IsConvictedOfAnOrderThatAddsUpWrongly) {
     trade(run);
     run.finish();
     damage(run.orders, R"("cum":100,"leaves":0,)", R"("cum":100,"leaves":100,)");
-    EXPECT_EQ(found(run), "bench.order-life");
+    EXPECT_EQ(bench_findings(run), "bench.order-life");
 }
 
 TEST(Bench, IsConvictedOfANumberOfTheFeedThatIsSkipped) {
@@ -224,7 +224,7 @@ TEST(Bench, IsConvictedOfANumberOfTheFeedThatIsSkipped) {
     run.steps(50);
     run.finish();
     skip_a_number(run, 200);
-    EXPECT_EQ(found(run), "bench.feed-number bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.feed-number bench.counter");
 }
 
 // The same hole, but in the recording alone: the book truth knows what was lost.
@@ -233,7 +233,7 @@ TEST(Bench, IsNotConvictedOfADatagramThatTheMachineHasLost) {
     run.steps(50);
     run.finish();
     drop(run, datagram(run, 10));
-    EXPECT_EQ(found(run), "bench.feed-number?");
+    EXPECT_EQ(bench_findings(run), "bench.feed-number?");
 }
 
 // A machine with much to do may let a datagram overtake another.
@@ -242,7 +242,7 @@ TEST(Bench, IsNotConvictedOfADatagramThatComesLate) {
     run.steps(50);
     run.finish();
     std::swap(datagram(run, 10).bytes, datagram(run, 11).bytes);
-    EXPECT_EQ(found(run), "");
+    EXPECT_EQ(bench_findings(run), "");
 }
 
 TEST(Bench, IsConvictedOfADatagramThatComesTwiceUnsaid) {
@@ -251,7 +251,7 @@ TEST(Bench, IsConvictedOfADatagramThatComesTwiceUnsaid) {
     run.finish();
     const Event again = datagram(run, 10);
     run.events.push_back(again);
-    EXPECT_EQ(found(run), "bench.fault-line bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.fault-line bench.counter");
 }
 
 // The largest number that there is leads nowhere, and takes no time.
@@ -260,7 +260,7 @@ TEST(Bench, IsConvictedOfANumberBeyondAllMeasure) {
     run.steps(50);
     run.finish();
     put(datagram(run, 10).bytes, mach::layout::sequence, UINT64_MAX);
-    EXPECT_NE(found(run).find("bench.feed-message"), std::string::npos);
+    EXPECT_NE(bench_findings(run).find("bench.feed-message"), std::string::npos);
 }
 
 TEST(Bench, IsConvictedOfANumberThatIsUsedTwice) {
@@ -270,7 +270,7 @@ TEST(Bench, IsConvictedOfANumberThatIsUsedTwice) {
     Event again = datagram(run, 10);
     again.bytes[again.bytes.size() - 1] ^= 1;
     run.events.push_back(again);
-    EXPECT_EQ(found(run), "bench.feed-number bench.fault-line bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.feed-number bench.fault-line bench.counter");
 }
 
 TEST(Bench, IsConvictedOfADatagramThatItSaysItHasDropped) {
@@ -279,7 +279,7 @@ TEST(Bench, IsConvictedOfADatagramThatItSaysItHasDropped) {
     const std::uint64_t first = get(datagram(run, 10).bytes, mach::layout::sequence);
     run.venue_log.insert(
         0, "1700000000.000000001 kavo_me fault: dropped seq " + std::to_string(first) + " (packet 11, 3 message(s))\n");
-    EXPECT_EQ(found(run), "bench.fault-line bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.fault-line bench.counter");
 }
 
 TEST(Bench, IsConvictedOfAWrongBookLine) {
@@ -289,7 +289,7 @@ TEST(Bench, IsConvictedOfAWrongBookLine) {
     const std::size_t line = run.books.find("\"bid\":[[", run.books.size() / 2);
     const std::size_t comma = run.books.find(',', line + 8);
     run.books[comma + 1] = run.books[comma + 1] == '9' ? '8' : '9';
-    EXPECT_EQ(found(run), "bench.book-line");
+    EXPECT_EQ(bench_findings(run), "bench.book-line");
 }
 
 TEST(Bench, IsConvictedOfABookLineThatIsMissing) {
@@ -297,7 +297,7 @@ TEST(Bench, IsConvictedOfABookLineThatIsMissing) {
     run.steps(50);
     run.finish();
     drop_line(run.books, "{\"seq\":100,");
-    EXPECT_EQ(found(run), "bench.book-line");
+    EXPECT_EQ(bench_findings(run), "bench.book-line");
 }
 
 // A venue that was killed keeps its last lines for itself.
@@ -307,7 +307,7 @@ TEST(Bench, IsNotConvictedOfLinesThatItsEndHasLost) {
     run.finish();
     run.books.resize(run.books.rfind('\n', run.books.size() / 2) + 1);
     run.venue_log.resize(run.venue_log.rfind('\n', run.venue_log.size() - 2) + 1);
-    EXPECT_EQ(found(run), "");
+    EXPECT_EQ(bench_findings(run), "");
 }
 
 TEST(Bench, IsConvictedOfAHeartbeatThatPromisesTooMuch) {
@@ -325,7 +325,7 @@ TEST(Bench, IsConvictedOfAHeartbeatThatPromisesTooMuch) {
         put(event.bytes, mach::layout::sequence, get(event.bytes, mach::layout::sequence) + 1);
         break;
     }
-    EXPECT_EQ(found(run), "bench.feed-heartbeat");
+    EXPECT_EQ(bench_findings(run), "bench.feed-heartbeat");
 }
 
 TEST(Bench, IsConvictedOfAMessageThatIsSentAgainDifferently) {
@@ -336,7 +336,7 @@ TEST(Bench, IsConvictedOfAMessageThatIsSentAgainDifferently) {
     for (Event& event : run.events) {
         if (event.kind == Event::Kind::said && !event.by_client) event.bytes[event.bytes.size() - 30] ^= 1;
     }
-    EXPECT_NE(found(run).find("bench.recovery"), std::string::npos);
+    EXPECT_NE(bench_findings(run).find("bench.recovery"), std::string::npos);
 }
 
 TEST(Bench, IsConvictedOfARefreshThatLacksAnOrder) {
@@ -352,7 +352,7 @@ TEST(Bench, IsConvictedOfARefreshThatLacksAnOrder) {
         event.bytes.erase(begin, begin + 46);
         break;
     }
-    EXPECT_EQ(found(run), "bench.recovery");
+    EXPECT_EQ(bench_findings(run), "bench.recovery");
 }
 
 TEST(Bench, IsConvictedOfAReplayThatSaysSomethingElse) {
@@ -372,7 +372,7 @@ TEST(Bench, IsConvictedOfAReplayThatSaysSomethingElse) {
             if (at != std::string_view::npos) event.bytes[at + 64] ^= 1;
         }
     }
-    EXPECT_EQ(found(run), "bench.stream");
+    EXPECT_EQ(bench_findings(run), "bench.stream");
 }
 
 TEST(Bench, IsConvictedOfAnExecutionThatTheFeedTellsOtherwise) {
@@ -385,7 +385,7 @@ TEST(Bench, IsConvictedOfAnExecutionThatTheFeedTellsOtherwise) {
     std::size_t at = 0;
     Bytes& said = said_message(run, "E1", at);
     put(MutableBytes(said).subspan(at), meo::layout::execution::price, WirePrice{190'010'000});
-    EXPECT_EQ(found(run), "bench.trade");
+    EXPECT_EQ(bench_findings(run), "bench.trade");
 }
 
 // A fault of the relay would explain it; so would a recording that is cut short.
@@ -424,7 +424,7 @@ TEST(Bench, IsConvictedOfAMessageThatNeverLeftWithItsDatagram) {
     const std::size_t second = get(MutableBytes(damaged.bytes).subspan(first), mach::layout::length);
     damaged.bytes.erase(damaged.bytes.begin() + static_cast<std::ptrdiff_t>(first),
                         damaged.bytes.begin() + static_cast<std::ptrdiff_t>(first + second));
-    EXPECT_EQ(found(run), "bench.feed-number");
+    EXPECT_EQ(bench_findings(run), "bench.feed-number");
 }
 
 TEST(Bench, IsConvictedOfAReportThatCountsOtherwise) {
@@ -432,7 +432,7 @@ TEST(Bench, IsConvictedOfAReportThatCountsOtherwise) {
     trade(run);
     run.finish();
     damage(run.venue_log, " late_cancels=", " late_cancels=1");
-    EXPECT_EQ(found(run), "bench.counter");
+    EXPECT_EQ(bench_findings(run), "bench.counter");
 }
 
 TEST(Bench, IsDoubtedWhenAPartOfTheRecordingIsMissing) {

@@ -12,12 +12,12 @@
 
 namespace kavo::companion {
 
-using test::RecordedRun;
+using kavo::test::RecordedRun;
 
 namespace {
 
 // Alice buys what is offered, leaves, comes back for what she has missed, and a receiver asks for the first message.
-void trade(RecordedRun& run) {
+void trade_a_little(RecordedRun& run) {
     RecordedRun::Client& alice = run.user("alice");
     run.step();
     alice.session.send(client::buy("b1").shares(100).at("190.50"));
@@ -66,7 +66,7 @@ void overwrite(const std::filesystem::path& file, const std::string& content) {
 
 TEST(Journal, TellsWhatWasSaidOnEachConnection) {
     RecordedRun run;
-    trade(run);
+    trade_a_little(run);
     const Journal journal = run.journal();
     EXPECT_EQ(journal.defects, std::vector<std::string>{});
     ASSERT_EQ(journal.conversations.size(), 3u);
@@ -89,7 +89,7 @@ TEST(Journal, TellsWhatWasSaidOnEachConnection) {
 
 TEST(Journal, HoldsFeedTruthAndLogs) {
     RecordedRun run;
-    trade(run);
+    trade_a_little(run);
     const Journal journal = run.journal();
     EXPECT_GT(journal.feed.size(), 2u);
     ASSERT_EQ(journal.orders.size(), 2u);
@@ -140,7 +140,7 @@ TEST(Journal, KeepsTheTwoSidesOfTheRelayApart) {
 
 TEST(Journal, SaysWhatIsMissing) {
     RecordedRun run;
-    trade(run);
+    trade_a_little(run);
     run.write();
     for (const auto& file : {run.folder.wire(), run.folder.order_truth(), run.folder.book_truth(),
                              run.folder.venue_log(), run.folder.log()}) {

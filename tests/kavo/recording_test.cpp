@@ -97,7 +97,7 @@ protected:
         EXPECT_TRUE(recording.flush());
         return read_back(file);
     }
-    test::TemporaryFolder folder;
+    kavo::test::TemporaryFolder folder;
     std::string file = folder.path("wire.pcapng");
     Recording recording{file};
 };
@@ -233,7 +233,7 @@ TEST(Capture, ReadsWhatOtherProgramsHaveWritten) {
     const Bytes any{0, 0, 3, 4, 0, 6, 0, 0, 0, 0, 0, 0, 0, 0, 0x08, 0};
     for (const auto& [link_type, header] :
          {std::pair{DLT_EN10MB, ethernet}, {DLT_EN10MB, vlan}, {DLT_LINUX_SLL, any}, {DLT_RAW, Bytes{}}}) {
-        test::TemporaryFile file;
+        kavo::test::TemporaryFile file;
         pcap_t* dead = pcap_open_dead(link_type, 65'535);
         pcap_dumper_t* dumper = pcap_dump_open(dead, file.path().c_str());
         Bytes frame = header;
@@ -256,7 +256,7 @@ TEST(Capture, ReadsWhatOtherProgramsHaveWritten) {
 }
 
 TEST(Capture, RefusesWhatIsNone) {
-    test::TemporaryFile file;
+    kavo::test::TemporaryFile file;
     EXPECT_THROW(Capture(file.path() + ".missing"), Problem);
     EXPECT_THROW(Capture("/proc/version"), Problem);
 }
@@ -298,16 +298,16 @@ struct FeedStage {
     }
     std::vector<nlohmann::json> notes() const {
         std::vector<nlohmann::json> all;
-        std::istringstream lines(test::content_of(folder.path("kavo.jsonl")));
+        std::istringstream lines(kavo::test::content_of(folder.path("kavo.jsonl")));
         for (std::string line; std::getline(lines, line);) all.push_back(nlohmann::json::parse(line));
         return all;
     }
 
-    test::ReservedPort port;
+    kavo::test::ReservedPort port;
     sockaddr_in name{};
     int sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     int another_sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    test::TemporaryFolder folder;
+    kavo::test::TemporaryFolder folder;
     Loop loop;
     Recording recording{folder.path("wire.pcapng")};
     RunLog log{folder.path("kavo.jsonl")};

@@ -126,7 +126,7 @@ struct Stage {
         return told;
     }
 
-    test::TemporaryFolder folder;
+    kavo::test::TemporaryFolder folder;
     Loop loop;
     Recording recording{folder.path("wire.pcapng")};
     RunLog log{folder.path("kavo.jsonl")};

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Trigger = ScriptStep::Trigger;
-using Kind = SceneEvent::Kind;
+using EventKind = SceneEvent::Kind;
 
 // What is wrong with a script, in the words of the refusal; empty when nothing is.
 std::string refusal(std::string_view text) {
@@ -40,7 +40,7 @@ TEST(Script, IsReadStepByStepWithItsLines) {
     EXPECT_EQ(steps[0].time, 1500ms);
     EXPECT_EQ(steps[0].action, (std::vector<std::string>{"control", "drop", "1"}));
     EXPECT_EQ(steps[1].trigger, Trigger::when);
-    EXPECT_EQ(steps[1].event.kind, Kind::rests);
+    EXPECT_EQ(steps[1].event.kind, EventKind::rests);
     EXPECT_EQ(steps[1].event.user, "c01");
     EXPECT_EQ(steps[1].event.order, "b:1");
     EXPECT_EQ(steps[2].trigger, Trigger::whenever);
@@ -71,7 +71,7 @@ TEST(Script, RefusesWhatItDoesNotKnowAndSaysWhere) {
 // Each event of a trigger is told of by the packet in which it shows.
 TEST(Sightings, TellOfWhatPassesTheRelay) {
     Sightings sightings;
-    std::vector<std::pair<Kind, std::string>> told;
+    std::vector<std::pair<EventKind, std::string>> told;
     sightings.on_event = [&](const SceneEvent& event) {
         EXPECT_EQ(event.user, "c01");
         told.emplace_back(event.kind, event.order);
@@ -86,15 +86,15 @@ TEST(Sightings, TellOfWhatPassesTheRelay) {
     sightings.see("c01", true, esesm::build_packet(esesm::PacketType::logout_request, {}));
     sightings.see("c01", false, esesm::build(esesm::LoginResponse{{{esesm::LoginStatus::successful, 1, 0}}}));
     sightings.see("c01", false, esesm::build(esesm::LoginResponse{{{esesm::LoginStatus::already_logged_in, 1, 0}}}));
-    EXPECT_EQ(told, (std::vector<std::pair<Kind, std::string>>{{Kind::enters, "b1"},
-                                                               {Kind::cancels, "b1"},
-                                                               {Kind::replaces, "b1"},
-                                                               {Kind::leaves, ""},
-                                                               {Kind::logs_in, ""}}));
-    EXPECT_TRUE(sightings.has_seen({Kind::enters, "c01", "any"}));
-    EXPECT_TRUE(sightings.has_seen({Kind::enters, "c01", "b1"}));
-    EXPECT_FALSE(sightings.has_seen({Kind::enters, "c01", "b2"}));
-    EXPECT_FALSE(sightings.has_seen({Kind::enters, "c02", "b1"}));
+    EXPECT_EQ(told, (std::vector<std::pair<EventKind, std::string>>{{EventKind::enters, "b1"},
+                                                                    {EventKind::cancels, "b1"},
+                                                                    {EventKind::replaces, "b1"},
+                                                                    {EventKind::leaves, ""},
+                                                                    {EventKind::logs_in, ""}}));
+    EXPECT_TRUE(sightings.has_seen({EventKind::enters, "c01", "any"}));
+    EXPECT_TRUE(sightings.has_seen({EventKind::enters, "c01", "b1"}));
+    EXPECT_FALSE(sightings.has_seen({EventKind::enters, "c01", "b2"}));
+    EXPECT_FALSE(sightings.has_seen({EventKind::enters, "c02", "b1"}));
     EXPECT_FALSE(sightings.order("b1"));  // asked for, and not yet confirmed
 }
 

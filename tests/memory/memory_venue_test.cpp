@@ -14,6 +14,8 @@
 #include "client/session.h"
 #include "client/transcript.h"
 #include "memory/memory_user.h"
+#include "model/bench.h"
+#include "support/packets.h"
 
 namespace kavo {
 namespace {
@@ -22,10 +24,7 @@ using namespace std::chrono_literals;
 using client::buy;
 using client::login;
 using client::sell;
-
-Bytes packet(char type, ByteView payload) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
+using test::packet;
 
 // Everything that has come on a connection, a line for each packet.
 std::string heard(MemoryConnection& connection, std::string (*text)(ByteView packet) = client::packet_text) {
@@ -57,15 +56,15 @@ TEST(MemoryVenue, AnswersALoginInThePassThatFollows) {
 }
 
 TEST(MemoryVenue, SaysWhatTheProgramWouldHaveSaid) {
-    MemoryVenue venue({"--symbols", "AAPL:190"}, {.scenario = "name=rough,reject_every=3"});
+    model::Bench rough;
+    rough.faults.at(model::Bench::reject).script.every = 3;
+    MemoryVenue venue({"--symbols", "AAPL:190"}, {.scenario = rough.scenario()});
     MemoryConnection alice = venue.connect();
     alice.send(packet('l', login("alice", 1).payload()));
     venue.pass();
     const std::vector<std::string> said = venue.take_commentary();
     EXPECT_EQ(said, (std::vector<std::string>{
-                        "bench: scenario 'rough' armed (disconnect after 0 orders, lapse 0 ms, reject every 3, partial "
-                        "every 0, fill-on-cancel every 0, unsolicited cancel every 0, replace reject every 0)",
-                        "[kavo_me] client connected (fd 100)",
+                        rough.armed_line(), "[kavo_me] client connected (fd 100)",
                         "bench: login alice requested seq 1 (stream next 1): accepted at 1, replaying 0 message(s)",
                         "[kavo_me] login alice accepted"}));
 }

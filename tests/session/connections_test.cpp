@@ -2,15 +2,12 @@
 
 #include <string>
 
+#include "support/packets.h"
 #include "support/said.h"
 #include "support/venue.h"
 
 namespace kavo::test {
 namespace {
-
-Bytes packet(char type, ByteView payload = {}) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
 
 Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());

@@ -308,7 +308,7 @@ TEST(SecondLogin, ThatIsRejectedForGoodClosesTheConnectionAndKeepsTheOrders) {
 TEST(SecondLogin, UnderAnotherNameMovesTheConnectionToItsStream) {
     Venue venue;
     const ClientHandle client = venue.log_in("alice");
-    venue.request(client, buy("b1").at("1.00").bytes());
+    venue.request(client, buy("b1").shares(300).at("1.00").bytes());
     venue.heard(client);
     venue.send(client, 'l', login("bob").payload());
     EXPECT_EQ(venue.heard(client), "login accepted, engine 1, highest 0 | 1: SN MEO2.7 session 1 | 2: SU 1 AAPL Q");
@@ -316,6 +316,8 @@ TEST(SecondLogin, UnderAnotherNameMovesTheConnectionToItsStream) {
     venue.enter(sell("s1").at("1.00"), client + 1);
     venue.pass();
     EXPECT_EQ(venue.heard(client), "3: E1 b1 100@1 buy added AC match 1 exec 1");
+    venue.request(client, cancel("b1").bytes());  // the orders stay with their connection
+    EXPECT_EQ(venue.heard(client), "4: CR xb1 of b1 accepted #1000 | 5: XN b1 #1000 leaves 0 'U'");
     EXPECT_EQ(attempt(venue, login("alice")).heard, "login accepted, engine 1, highest 5");
 }
 

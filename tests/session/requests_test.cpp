@@ -137,16 +137,7 @@ TEST_F(Requests, OfOneByteOrNoneAreIgnored) {
     EXPECT_TRUE(venue_.bench.disconnect_requested);
 }
 
-TEST_F(Requests, OfAnUnknownTypeEndTheSession) {
-    EXPECT_EQ(said({'Z', 'Z'}),
-              "bench: bad MEO message 'ZZ' (2 bytes) from alice — goodbye\n"
-              "bench: dropping the connection of alice (bad packet)\n" +
-                  open_orders_stay(0));
-    EXPECT_EQ(venue_.heard(alice_), "goodbye 'B' unknown or malformed application message");
-    EXPECT_TRUE(venue_.connection(alice_).closed);
-}
-
-TEST_F(Requests, ThatAreOneByteShortEndTheSession) {
+TEST_F(Requests, OfAnUnknownTypeOrCutShortEndTheSession) {
     const auto goodbye_to = [&](const Bytes& message) {
         const ClientHandle client = venue_.log_in("bob");
         venue_.heard(client);
@@ -157,6 +148,9 @@ TEST_F(Requests, ThatAreOneByteShortEndTheSession) {
     };
     const std::string rest =
         " from bob — goodbye\nbench: dropping the connection of bob (bad packet)\n" + open_orders_stay(0, "bob");
+    EXPECT_EQ(goodbye_to({'Z', 'Z'}), "bench: bad MEO message 'ZZ' (2 bytes)" + rest);
+    EXPECT_EQ(goodbye_to(of_size({'n', '1'}, 131)), "bench: bad MEO message 'n1' (131 bytes)" + rest);
+    EXPECT_EQ(goodbye_to(of_size({'N', 'R'}, 65'534)), "bench: bad MEO message 'NR' (65534 bytes)" + rest);
     EXPECT_EQ(goodbye_to(of_size(buy("b1").at("1.00").bytes(), 130)), "bench: bad MEO message 'N1' (130 bytes)" + rest);
     EXPECT_EQ(goodbye_to(of_size(cancel("b1").bytes(), 67)), "bench: bad MEO message 'CO' (67 bytes)" + rest);
     EXPECT_EQ(goodbye_to(of_size(replace("b1", "b2").at("1.00").bytes(), 110)),

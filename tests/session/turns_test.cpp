@@ -3,15 +3,12 @@
 
 #include <string>
 
+#include "support/packets.h"
 #include "support/said.h"
 #include "support/venue.h"
 
 namespace kavo::test {
 namespace {
-
-Bytes packet(char type, ByteView payload = {}) {
-    return esesm::build_packet(static_cast<esesm::PacketType>(type), payload);
-}
 
 Bytes login_packet(const std::string& username) {
     return packet('l', login(username).payload());
@@ -172,7 +169,7 @@ TEST_F(Floods, AreGoneThroughToTheirEndInLaterPasses) {
     const ClientHandle alice = logged_in("alice");
     pour(alice);
     int passes = 0;
-    for (; client(alice).has_input(); ++passes) venue.order_entry.serve_clients();
+    for (; venue.order_entry.has_input(client(alice)); ++passes) venue.order_entry.serve_clients();
     EXPECT_EQ(passes, 41);  // 25 answers in each, and one to find that nothing is left
     EXPECT_EQ(client(alice).stream->next_sequence(), 1u + 2 + 1'000);
 }

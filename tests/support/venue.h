@@ -11,6 +11,8 @@
 
 namespace kavo::test {
 
+inline constexpr ClientHandle second_client = 1;  // to connect
+
 struct VenueSettings {
     std::vector<std::string> symbols = {"AAPL"};  // product ids follow the order
     double reference = 190.0;                     // of every symbol

@@ -40,112 +40,11 @@ Bytes framed(const Bytes& message) {
     return esesm::build_packet(PacketType::unsequenced_data, message);
 }
 
-// Text in one byte each, and so many NULs behind it as it takes.
-Bytes message_of(std::string_view text, std::size_t size) {
-    Bytes message(text.begin(), text.end());
-    message.resize(size);
-    return message;
-}
-
-TEST(LiveBadInput, AMalformedLoginIsSentAway) {
-    LiveVenue venue;
-    Bystander bob(venue);
-    const Bytes whole = login("alice").payload();
-    std::uint64_t order_id = 1040;
-    for (const std::size_t size : {std::size_t{0}, std::size_t{26}, std::size_t{27}, whole.size() - 1}) {
-        WireClient alice(venue.port());
-        alice.send_packet('l', ByteView(whole).first(size));
-        EXPECT_EQ(alice.next(2), "goodbye 'B' malformed login | closed") << size;
-        bob.trades_with(order_id++);
-    }
-    WireClient alice(venue.port());
-    Bytes more = whole;
-    more.resize(whole.size() + 5);
-    alice.send_packet('l', more);  // more than asked for does no harm
-    EXPECT_EQ(alice.next(), "login accepted, engine 1, highest 0");
-
-    venue.stop();
-    EXPECT_EQ(venue.commentary(),
-              "bench: login bob requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n"
-              "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n");
-}
-
-TEST(LiveBadInput, PacketsBeforeTheLoginAreIgnoredOrEndTheConnection) {
-    LiveVenue venue({"--quiet"});
-    Bystander bob(venue);
-    std::uint64_t order_id = 1040;
-    for (const char type : {'U', 'Q', 's', '\0', 'c'}) {
-        WireClient alice(venue.port());
-        alice.send_packet('1');
-        alice.send_packet('T');
-        alice.send_packet(type, buy("a1").at("100.00").bytes());
-        alice.log_in(login("alice"));  // comes too late
-        EXPECT_EQ(alice.next(2), "goodbye 'B' not logged in | closed") << type;
-        bob.trades_with(order_id++);
-    }
-    WireClient leaves(venue.port());
-    leaves.send_packet('X');
-    EXPECT_EQ(leaves.next(), "closed");
-    WireClient alice(venue.port());
-    alice.send_packet('1');
-    alice.send_packet('T');
-    alice.log_in(login("alice"));
-    EXPECT_EQ(alice.next(), "login accepted, engine 1, highest 0");
-
-    venue.stop();
-    EXPECT_EQ(venue.commentary(),
-              "bench: login bob requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n"
-              "bench: client  logged out\n"
-              "bench: ACOD off (Do Not Cancel All Open Orders): 0 open order(s) of  stay on the book\n"
-              "bench: login alice requested seq 0 (stream next 1): accepted at 1, replaying 0 message(s)\n");
-}
-
-// What follows in the same piece is not looked at.
-TEST(LiveBadInput, AnUnknownOrShortMessageEndsTheSession) {
-    LiveVenue venue({"--acod"});
-    Bystander bob(venue);
-    struct Bad {
-        Bytes message;
-        std::string described;
-    };
-    const Bytes order = buy("a1").at("100.00").bytes();
-    const Bytes replacement = replace("a1", "a2").at("100.00").bytes();
-    const Bytes cancellation = cancel("a1").bytes();
-    std::uint64_t order_id = 1040;
-    std::uint64_t number = 0;
-    for (const auto& [message, described] : std::vector<Bad>{
-             {message_of("ZZ", 2), "'ZZ' (2 bytes)"},
-             {message_of("n1", 131), "'n1' (131 bytes)"},
-             {message_of("N1", 2), "'N1' (2 bytes)"},
-             {message_of("NR", 65'534), "'NR' (65534 bytes)"},
-             {Bytes(order.begin(), order.end() - 1), "'N1' (130 bytes)"},
-             {Bytes(replacement.begin(), replacement.end() - 1), "'M1' (110 bytes)"},
-             {Bytes(cancellation.begin(), cancellation.end() - 1), "'CO' (67 bytes)"},
-         }) {
-        WireClient alice(venue.port());
-        alice.log_in(login("alice", number));
-        EXPECT_EQ(alice.next(), "login accepted, engine 1, highest " + std::to_string(number == 0 ? 0 : number - 1));
-        if (number == 0) alice.next(2);
-        number = 3;
-        Bytes piece = framed(message);
-        const Bytes behind = framed(order);
-        piece.insert(piece.end(), behind.begin(), behind.end());
-        alice.send_bytes(piece);
-        EXPECT_EQ(alice.next(2), "goodbye 'B' unknown or malformed application message | closed") << described;
-        EXPECT_TRUE(venue.process.says("bench: bad MEO message " + described +
-                                       " from alice — goodbye\n"
-                                       "bench: dropping the connection of alice (bad packet)\n"
-                                       "bench: ACOD (Cancel All Open Orders): cancelled 0 open order(s) of alice on "
-                                       "disconnect\n"));
-        bob.trades_with(order_id++);
-    }
-}
-
 TEST(LiveBadInput, ABadMessageCostsItsSenderTheOrdersOfTheSession) {
     LiveVenue venue({"--acod"});
     Bystander bob(venue);
     User alice(venue, "alice");
-    send_together(alice, {buy("a1").shares(300).at("100.00").bytes(), message_of("ZZ", 2)});
+    send_together(alice, {buy("a1").shares(300).at("100.00").bytes(), Bytes{'Z', 'Z'}});
     EXPECT_EQ(alice.next(5),
               "3: NR a1 accepted #1040 300@100 | 4: O1 a1 #1040 buy 300@100 tif D type 1 | "
               "5: P1 a1 #1040 @100 behind | "
@@ -155,61 +54,6 @@ TEST(LiveBadInput, ABadMessageCostsItsSenderTheOrdersOfTheSession) {
     WireClient again(venue.port());
     again.log_in(login("alice", 6));
     EXPECT_EQ(again.next(3), "login accepted, engine 1, highest 6 | 6: XN a1 #1040 leaves 0 'D' | replay complete");
-}
-
-TEST(LiveBadInput, OfNoConsequenceIsIgnored) {
-    LiveVenue venue;
-    Bystander bob(venue);
-    User alice(venue, "alice");
-    alice.send_packet('U');
-    alice.send_packet('U', Bytes{'N'});
-    alice.send_packet('Q', buy("a1").at("100.00").bytes());
-    alice.send_packet('s', buy("a1").at("100.00").bytes());
-    alice.send_packet('1', Bytes(1000));
-    bob.trades_with(1040);
-    alice.send(cancel("a1"));
-    EXPECT_EQ(alice.next(), "3: CR xa1 of a1 rejected 'D'");
-
-    Bytes longer = cancel("a2").bytes();
-    longer.resize(longer.size() + 100);
-    alice.send_packet('U', longer);
-    EXPECT_EQ(alice.next(), "4: CR xa2 of a2 rejected 'D'");
-}
-
-TEST(LiveBadInput, ALengthOfZeroThrowsAwayWhatHasArrivedButNotWhatFollows) {
-    LiveVenue venue;
-    Bystander bob(venue);
-    User alice(venue, "alice");
-    Bytes piece = framed(cancel("a1").bytes());
-    piece.insert(piece.end(), {0, 0});
-    const Bytes lost = framed(buy("a2").at("100.00").bytes());
-    piece.insert(piece.end(), lost.begin(), lost.end());
-    alice.send_bytes(piece);
-    EXPECT_EQ(alice.next(), "3: CR xa1 of a1 rejected 'D'");
-    bob.trades_with(1040);
-    alice.send(buy("a3").at("100.00"));
-    EXPECT_EQ(alice.next(3),
-              "4: NR a3 accepted #1041 100@100 | 5: O1 a3 #1041 buy 100@100 tif D type 1 | "
-              "6: P1 a3 #1041 @100 behind");
-}
-
-TEST(LiveBadInput, HalfAPacketWaitsForItsOtherHalf) {
-    LiveVenue venue;
-    Bystander bob(venue);
-    User alice(venue, "alice");
-    alice.keep_silent();  // a heartbeat in the middle would become a part of the order
-    const Bytes packet = framed(buy("a1").at("100.00").bytes());
-    std::uint64_t order_id = 1040;
-    std::size_t sent = 0;
-    for (const std::size_t end : {std::size_t{1}, std::size_t{2}, std::size_t{3}, std::size_t{70}, packet.size() - 1}) {
-        alice.send_bytes(ByteView(packet).subspan(sent, end - sent));
-        sent = end;
-        bob.trades_with(order_id++);
-    }
-    alice.send_bytes(ByteView(packet).subspan(sent));
-    EXPECT_EQ(alice.next(3),
-              "3: NR a1 accepted #1045 100@100 | 4: O1 a1 #1045 buy 100@100 tif D type 1 | "
-              "5: P1 a1 #1045 @100 behind");
 }
 
 TEST(LiveBadInput, PacketsThatComeByteByByteAreReadOnce) {

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <map>
@@ -17,6 +20,8 @@
 #include "support/scene.h"
 
 namespace kavo::test {
+
+inline constexpr std::uint64_t largest_number = 0xFFFFFFFFFFFFFFFF;
 
 // Order ids start at 1000, and the forty quotes that open each symbol's day take the first ones.
 class LiveVenue {
@@ -90,6 +95,31 @@ public:
         for (std::uint32_t i = 0; i < 2 + venue.products(); ++i) next();  // the response, SN and one SU for each symbol
         EXPECT_EQ(last_sequence(), 1 + venue.products()) << "the welcome of " << name;
     }
+};
+
+// A port of 127.0.0.1 where somebody else is already.
+//   type  SOCK_STREAM, and somebody listens there, or SOCK_DGRAM
+class TakenPort {
+public:
+    explicit TakenPort(int type) : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        name.sin_port = htons(port_.number());
+        name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+        if (type == SOCK_STREAM) {
+            EXPECT_EQ(listen(socket_, 1), 0);
+        }
+    }
+    ~TakenPort() { close(socket_); }
+    TakenPort(const TakenPort&) = delete;
+    TakenPort& operator=(const TakenPort&) = delete;
+
+    std::string number() const { return std::to_string(port_.number()); }
+
+private:
+    ReservedPort port_;
+    int socket_;
 };
 
 // Several requests in one piece, so that the venue reads all of them before it answers any.

@@ -9,41 +9,9 @@
 namespace kavo::test {
 namespace {
 
-// The execution that the feed must show for what the owner of the resting order was told.
-std::string execution_of(const std::string& fill, std::uint64_t order_id) {
-    static const std::regex pattern(R"(\d+: E1 b1 (\d+@[\d.]+) buy added AC (match \d+) exec \d+)");
-    std::smatch parts;
-    if (!std::regex_match(fill, parts, pattern)) return "no fill of b1 as a maker: " + fill;
-    return "executed 1 #" + std::to_string(order_id) + " " + parts.str(1) + " " + parts.str(2) + " resting B";
-}
-
 std::uint64_t id_of(const std::string& response) {
     const std::size_t at = response.find('#');
     return at == std::string::npos ? 0 : std::stoull(response.substr(at + 1));
-}
-
-// With a standing reference of 190.00 a new quote to sell comes as low as 190.00, where the order waits.
-TEST(LiveMarket, SellsToAnOrderInItsMiddle) {
-    LiveVenue venue({"--interval-ms", "20", "--step-bps", "0", "--touch-hit", "0"});
-    User alice(venue, "alice");
-    alice.send(buy("b1").shares(25'000).at("190.00"));
-    const std::uint64_t order_id = id_of(alice.next());
-    const std::string fill = alice.next_with(" added ");
-    const std::string execution = execution_of(fill, order_id);
-    EXPECT_EQ(venue.feed.next_message(execution), execution) << fill;
-    EXPECT_NE(fill.find("@190 "), std::string::npos) << fill;
-}
-
-// No quote to sell comes as low as 189.99: only what takes the touch meets the order there.
-TEST(LiveMarket, TakesAnOrderAtTheTouch) {
-    LiveVenue venue({"--interval-ms", "20", "--step-bps", "0", "--touch-hit", "1"});
-    User alice(venue, "alice");
-    alice.send(buy("b1").shares(25'000).at("189.99"));
-    const std::uint64_t order_id = id_of(alice.next());
-    const std::string fill = alice.next_with(" added ");
-    const std::string execution = execution_of(fill, order_id);
-    EXPECT_EQ(venue.feed.next_message(execution), execution) << fill;
-    EXPECT_NE(fill.find("@189.99 "), std::string::npos) << fill;
 }
 
 // A client that waits for an answer gets it in one pass and asks again in a later one, and every pass has its step of

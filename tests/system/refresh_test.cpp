@@ -60,36 +60,6 @@ TEST(RefreshService, BringsWhatEachTypeAsksFor) {
     EXPECT_EQ(venue.control.next_sequence(), last + 1);
 }
 
-TEST(RefreshService, OfAVenueWithoutRestingOrdersBringsNone) {
-    FullVenue venue;
-    venue.empty_the_books();
-    const Snapshot snapshot = fetch_snapshot('O', venue.retransmission_port());
-    EXPECT_EQ(joined(lines_of(snapshot)), "state session 1 | definition 1 AAPL Q | status 1");
-    EXPECT_EQ(snapshot.as_of, venue.feed.last_sequence());
-    EXPECT_EQ(snapshot.bytes, 17u + 27 + 54 + 24 + 5);
-}
-
-TEST(RefreshService, BringsTheOrdersInTheOrderOfTheBook) {
-    FullVenue venue;
-    venue.empty_the_books();
-    User alice(venue, "alice");
-    const std::uint16_t attributed = 1 << 8;
-    alice.send(sell("s1").shares(100).at("190.02"));
-    alice.send(sell("s2").shares(200).at("190.01").flags(attributed));
-    alice.send(buy("b1").shares(300).at("189.98"));
-    alice.send(buy("b2").shares(400).at("189.99"));
-    alice.send(buy("b3").shares(500).at("189.99"));
-    alice.send(buy("b4").shares(600).at("190.01").immediate());  // takes s2
-    alice.send(buy("b5").shares(50).at("190.02").immediate());   // takes half of s1
-    alice.send(replace("b2", "b6").shares(350).at("189.99"));    // goes behind b3
-    // Five orders of three answers; an execution on both sides and the rest cancelled; one on both sides; two answers.
-    EXPECT_EQ(alice.next(3 * 5 + 5 + 4 + 2).find("silence"), std::string::npos);
-    const Snapshot snapshot = fetch_snapshot('O', venue.retransmission_port());
-    EXPECT_EQ(joined(lines_of(snapshot)),
-              "state session 1 | definition 1 AAPL Q | status 1 | add 1 #1046 B 500@189.99 | "
-              "add 1 #1045 B 350@189.99 | add 1 #1044 B 300@189.98 | add 1 #1042 S 50@190.02");
-}
-
 TEST(RefreshService, BringsTheVeryBooksThatTheFeedHasBuilt) {
     FullVenue venue({"--interval-ms", "1", "--symbols", "AAPL:190.00,MSFT:410.00,SPY:520.00"});
     while (venue.control.next_sequence() < 1000) continue;
@@ -105,20 +75,6 @@ TEST(RefreshService, BringsTheVeryBooksThatTheFeedHasBuilt) {
             EXPECT_EQ(from_snapshot.text(secid, 1000), from_feed.text(secid, 1000)) << "as of " << snapshot.as_of;
         }
     }
-}
-
-TEST(RefreshService, IsCounted) {
-    FullVenue venue;
-    for (const char type : {'O', 's'}) fetch_snapshot(type, venue.retransmission_port());
-    RecoveryClient refused(venue.retransmission_port());
-    refused.log_in();
-    refused.request_refresh('x');
-    EXPECT_TRUE(refused.rest().ends_with("goodbye 'B' unknown refresh type | closed"));
-    venue.stop();
-    const std::string said = venue.process.said();
-    std::size_t lines = 0;
-    for (std::size_t at = 0; (at = said.find("bench: refresh '", at)) != std::string::npos; ++at) ++lines;
-    EXPECT_EQ(lines, 2u);
 }
 
 }  // namespace

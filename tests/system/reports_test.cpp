@@ -12,7 +12,6 @@ using namespace std::string_literals;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-const std::string all_zeros = model::Bench().statistics();
 constexpr char no_faults[] = "kavo_me faults: sent 2 dropped 0 duplicated 0 reordered 0";
 
 std::size_t times(const std::string& what, const std::string& text) {
@@ -23,78 +22,6 @@ std::size_t times(const std::string& what, const std::string& text) {
 
 std::string next_number(const FeedReader& feed) {
     return std::to_string(feed.last_sequence() + 1);
-}
-
-TEST(FinalReport, OfAQuietRunIsAllZerosButForTheStartOfTheDay) {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        LiveVenue venue;
-        EXPECT_EQ(venue.feed.datagrams(), 2u);
-        venue.process.signal(signal);
-        EXPECT_EQ(venue.process.wait(), 0);
-        EXPECT_TRUE(venue.process.said().ends_with("\n"s + no_faults + "\nbench: stats " + all_zeros +
-                                                   " next_seq=" + next_number(venue.feed) + "\n[kavo_me] stopped\n"))
-            << venue.process.said();
-    }
-}
-
-TEST(FinalReport, ComesOnceThoughTheSignalComesTwice) {
-    LiveVenue venue;
-    venue.process.signal(SIGTERM);
-    venue.process.signal(SIGINT);
-    venue.process.signal(SIGTERM);
-    EXPECT_EQ(venue.process.wait(), 0);
-    EXPECT_EQ(times("[kavo_me] stopped\n", venue.process.said()), 1u);
-    EXPECT_EQ(times("bench: stats ", venue.process.said()), 1u);
-}
-
-TEST(FinalReport, CountsWhatHappened) {
-    FullVenue venue({"--drop-every", "4", "--dup-every", "5"}, {{"KAVO_ME_SCENARIO", "replace_reject_every=2"}});
-    {
-        User alice(venue, "alice");
-        alice.send(buy("b1").shares(100).at("180.00"));
-        alice.send(buy("b2").shares(100).at("180.00"));
-        alice.send(replace("b1", "b3").shares(200).at("180.00"));
-        alice.send(replace("b2", "b4").shares(200).at("180.00"));
-        alice.send(replace("b2", "b5").shares(0).at("180.00"));
-        alice.next(6 + 2 + 1);
-        EXPECT_EQ(alice.next(), "12: MR b5 for b2 rejected 'K' #1041");
-    }
-    ASSERT_TRUE(venue.process.says("bench: client alice disconnected\n"));
-    // Datagram 3 brought b1, 4 would have brought b2 and 5 was the replace, twice.
-    const std::uint64_t next = venue.control.next_sequence();
-    venue.stop();
-    const model::Bench counted{.orders = 2, .accepts = 2, .replaces = 1, .replace_rejects = 1, .logins = 1};
-    EXPECT_TRUE(venue.process.said().ends_with(
-        "\nkavo_me faults: sent 4 dropped 1 duplicated 1 reordered 0\nbench: stats " + counted.statistics() +
-        " next_seq=" + std::to_string(next) + "\n[kavo_me] stopped\n"))
-        << venue.process.said();
-}
-
-TEST(FinalReport, IsNotGivenByAProcessThatTheControlPortStopped) {
-    FullVenue venue;
-    EXPECT_EQ(venue.control.ask("stop"), "ok stopping");
-    EXPECT_EQ(venue.process.wait(), 0);
-    EXPECT_EQ(times("[kavo_me] stopped", venue.process.said()), 0u);
-    EXPECT_EQ(times("bench: stats ", venue.process.said()), 0u);
-    EXPECT_TRUE(venue.process.said().ends_with("\n"s + no_faults + "\n")) << venue.process.said();
-}
-
-TEST(FinalReport, IsNotGivenByAProcessThatFoundItsOrderEntryPortTaken) {
-    FeedReader feed;
-    ReservedPort port;
-    const int taken = open_listener(port.number(), 1, "the port to be taken", standard_error);
-    ASSERT_GE(taken, 0);
-    Process process(KAVO_ME_PATH, {"--mcast", "127.0.0.1", "--port", std::to_string(feed.port()), "--retrans-port", "0",
-                                   "--meo-port", std::to_string(port.number())});
-    EXPECT_EQ(process.wait(), 1);
-    EXPECT_EQ(process.said(), "kavo_me: MEO listen: Address already in use\n");
-    close_socket(taken);
-
-    // The receivers have heard of the session all the same, and of its books.
-    const auto packet = feed.next_packet(std::chrono::duration_cast<milliseconds>(patience));
-    ASSERT_TRUE(packet);
-    EXPECT_EQ(packet->header.type, mach::PacketType::start);
-    EXPECT_EQ(feed.next(4), "state session 1 | definition 1 AAPL Q | definition 2 MSFT Q | definition 3 SPY P");
 }
 
 TEST(BenchReport, IsNeitherForAVenueWithoutAScenarioNorWithoutAControlPort) {
@@ -113,8 +40,8 @@ TEST(BenchReport, IsNeitherForAVenueWithoutAScenarioNorWithoutAControlPort) {
 TEST(BenchReport, ComesAfterTwoSecondsWhereThereIsAControlPort) {
     const auto start = steady_clock::now();
     FullVenue venue;
-    EXPECT_TRUE(venue.process.says("bench: stats "s + all_zeros + " next_seq=" + next_number(venue.feed) + " " +
-                                   no_faults + " session=down\n"))
+    EXPECT_TRUE(venue.process.says("bench: stats "s + model::Bench().statistics() +
+                                   " next_seq=" + next_number(venue.feed) + " " + no_faults + " session=down\n"))
         << venue.process.said();
     EXPECT_GE(steady_clock::now() - start, milliseconds(2000));
 }
@@ -122,8 +49,8 @@ TEST(BenchReport, ComesAfterTwoSecondsWhereThereIsAControlPort) {
 TEST(BenchReport, ComesAfterTwoSecondsWhereAnyKnobOfAScenarioIsSet) {
     for (const std::string scenario : {"lapse_ms=-1", "disconnect_after=1000"}) {
         LiveVenue venue({}, {{"KAVO_ME_SCENARIO", scenario}});
-        EXPECT_TRUE(venue.process.says("bench: stats "s + all_zeros + " next_seq=" + next_number(venue.feed) + " " +
-                                       no_faults + " session=down\n"))
+        EXPECT_TRUE(venue.process.says("bench: stats "s + model::Bench().statistics() +
+                                       " next_seq=" + next_number(venue.feed) + " " + no_faults + " session=down\n"))
             << venue.process.said();
     }
 }

@@ -1,11 +1,6 @@
 // The snapshot files of a running venue, as a reader finds them who knows nothing of when they are written.
-#include <poll.h>
-
 #include <algorithm>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <set>
 #include <sstream>
 
@@ -23,19 +18,6 @@ std::uint64_t wall_ns() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
-}
-
-// The content of a file once it satisfies a condition; what is there at last when it never does.
-std::string content_when(const std::string& path, const std::function<bool(const std::string&)>& condition) {
-    const auto deadline = steady_clock::now() + patience;
-    while (true) {
-        const std::string content = content_of(path);
-        if (condition(content) || steady_clock::now() > deadline) return content;
-        poll(nullptr, 0, 1);
-    }
-}
-std::string content_with(const std::string& path, const std::string& part) {
-    return content_when(path, [&](const std::string& content) { return content.find(part) != std::string::npos; });
 }
 
 // A price as any stream writes it.
@@ -93,39 +75,6 @@ TEST(SnapshotFiles, AreThereAtOnceAndShowTheBooksOfTheFeed) {
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"bbo.txt", "book.json"}));
 }
 
-TEST(SnapshotFiles, ShowTheTradesOfTheClients) {
-    const TemporaryFolder folder;
-    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
-    venue.empty_the_books();
-    User alice(venue, "alice");
-    alice.send(sell("s1").shares(500).at("190.00"));
-    alice.send(buy("b1").shares(200).at("190.00"));
-    alice.send(buy("b2").shares(300).at("189.95"));
-    alice.next(3 + 3 + 4);
-    const std::string content = content_with(folder.path("book.json"), "\"bid\":[[189.95,300]],\"ask\":[[190,300]]");
-    EXPECT_NE(content.find("\"last\":190,\"volume\":"), std::string::npos) << content;
-    EXPECT_EQ(content_with(folder.path("bbo.txt"), "189.95"), "AAPL 189.95 190\n");
-
-    // What swept the books at first is in the volume too; the next fill adds to it.
-    const std::uint64_t volume = number_behind("\"volume\":", content);
-    alice.send(buy("b3").shares(300).at("190.00"));
-    const std::string later = content_with(folder.path("book.json"), "\"ask\":[],\"last\":190");
-    EXPECT_EQ(without_time(later),
-              "{\"ts_ns\":*,\"symbols\":{\"AAPL\":{\"bid\":[[189.95,300]],\"ask\":[],\"last\":190,"
-              "\"volume\":" +
-                  std::to_string(volume + 300) + "}}}\n");
-    EXPECT_EQ(content_with(folder.path("bbo.txt"), " 0\n"), "AAPL 189.95 0\n");
-}
-
-TEST(SnapshotFiles, ShowZeroForASideThatIsEmpty) {
-    const TemporaryFolder folder;
-    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
-    venue.empty_the_books();
-    EXPECT_EQ(content_with(folder.path("bbo.txt"), " 0 0\n"), "AAPL 0 0\n");
-    const std::string book = content_with(folder.path("book.json"), "\"bid\":[],\"ask\":[]");
-    EXPECT_NE(book.find("{\"AAPL\":{\"bid\":[],\"ask\":[],\"last\":"), std::string::npos) << book;
-}
-
 TEST(SnapshotFiles, AreNeverMetHalfWrittenAndRewrittenFourTimesASecondAtMost) {
     const TemporaryFolder folder;
     const auto start = steady_clock::now();
@@ -150,47 +99,10 @@ TEST(SnapshotFiles, AreNeverMetHalfWrittenAndRewrittenFourTimesASecondAtMost) {
 TEST(SnapshotFiles, AreWrittenOnlyWhereTheyAreAskedFor) {
     const TemporaryFolder folder;
     FullVenue venue({"--bbo-out", folder.path("bbo.txt")});
-    content_with(folder.path("bbo.txt"), "AAPL ");
+    venue.control.ask("stats");
+    venue.control.ask("stats");  // the pass of the first one has written all that there is
     venue.stop();
     EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
-}
-
-TEST(SnapshotFiles, TakeThePlaceOfThoseOfAnEarlierRun) {
-    const TemporaryFolder folder;
-    std::ofstream(folder.path("bbo.txt")) << "OLD 1 2\n";
-    std::ofstream(folder.path("bbo.txt.tmp")) << "half of an old one that is longer than the new one, for sure it is";
-    FullVenue venue({"--bbo-out", folder.path("bbo.txt")});
-    const std::string content = content_with(folder.path("bbo.txt"), "AAPL");
-    EXPECT_TRUE(content.starts_with("AAPL ")) << content;
-    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 1) << content;
-    venue.stop();
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
-}
-
-TEST(SnapshotFiles, ThatCannotBeWrittenDoNotStopTheVenue) {
-    const TemporaryFolder folder;
-    FullVenue venue({"--book-out", folder.path("missing/book.json"), "--bbo-out", folder.path("bbo.txt")});
-    EXPECT_TRUE(content_with(folder.path("bbo.txt"), "AAPL ").starts_with("AAPL "));
-    User alice(venue, "alice");
-    alice.send(buy("b1").at("180.00"));
-    EXPECT_EQ(alice.next(), "3: NR b1 accepted #1040 100@180");
-    venue.stop();
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"bbo.txt"});
-    EXPECT_EQ(venue.process.said().find("book.json"), std::string::npos);
-}
-
-// A device on which no byte finds room stands for a full disk.
-TEST(SnapshotFiles, OnAFullDiskStayAsTheyWere) {
-    const TemporaryFolder folder;
-    std::ofstream(folder.path("book.json")) << "old\n";
-    std::filesystem::create_symlink("/dev/full", folder.path("book.json.tmp"));
-    FullVenue venue({"--book-out", folder.path("book.json"), "--bbo-out", folder.path("bbo.txt")});
-    const std::string first = content_with(folder.path("bbo.txt"), "AAPL ");  // written behind the other one
-    EXPECT_TRUE(first.starts_with("AAPL "));
-    EXPECT_EQ(content_of(folder.path("book.json")), "old\n");
-
-    std::filesystem::remove(folder.path("book.json.tmp"));
-    EXPECT_TRUE(content_with(folder.path("book.json"), "AAPL").starts_with("{\"ts_ns\":"));
 }
 
 }  // namespace

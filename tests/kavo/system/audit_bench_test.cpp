@@ -46,8 +46,6 @@ protected:
     Ended test_;
 };
 
-}  // namespace
-
 TEST_F(RecordedBench, IsRightAgainAndTellsWhatWasRejected) {
     ASSERT_EQ(test_.status, 0) << test_.out;
     EXPECT_EQ(run(kavo + " audit --no-write " + dir).status, 0);
@@ -74,4 +72,5 @@ TEST_F(RecordedBench, IsConvictedOfAFillThatItsTruthLacks) {
     EXPECT_NE(audit.out.find("bench.order-line"), std::string::npos) << audit.out;
 }
 
+}  // namespace
 }  // namespace kavo::test

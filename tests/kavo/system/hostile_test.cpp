@@ -24,7 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using client::WireClient;
-using test::content_of;
+using kavo::test::content_of;
 
 // Ids that would be lines, members, markup and commands to a terminal, if anybody took them for that.
 const std::vector<std::string> hostile_ids{"\"}\n{\"ev\":\"fill\",\"\":\"",
@@ -89,7 +89,7 @@ public:
     std::string said;
 
 private:
-    test::TemporaryFolder folder_;
+    kavo::test::TemporaryFolder folder_;
     Loop loop_;
     Bench bench_;
 };
@@ -257,22 +257,22 @@ struct Ended {
 };
 
 Ended kavo_test(const std::string& rest) {
-    const test::TemporaryFile out;
-    test::Process process("/bin/sh",
+    const kavo::test::TemporaryFile out;
+    kavo::test::Process process("/bin/sh",
                           {"-c", std::string(KAVO_PATH) + " test --venue " KAVO_ME_PATH + rest + " >" + out.path()});
     const int status = process.wait();
     return {status, out.content()};
 }
 
 TEST(CommandThatNeverComesNearTheBench, IsNoRightClient) {
-    const test::TemporaryFolder folder;
+    const kavo::test::TemporaryFolder folder;
     const Ended ended = kavo_test(" --dir " + folder.path("run") + " -- true");
     EXPECT_EQ(ended.status, 4) << ended.out;
     EXPECT_NE(ended.out.find("does it connect to KAVO_ORDERS"), std::string::npos) << ended.out;
 }
 
 TEST(CommandThatFails, IsToldOnce) {
-    const test::TemporaryFolder folder;
+    const kavo::test::TemporaryFolder folder;
     const Ended ended = kavo_test(" --json --dir " + folder.path("run") + " -- false");
     EXPECT_EQ(ended.status, 1);
     const auto verdict = nlohmann::json::parse(ended.out);
@@ -282,7 +282,7 @@ TEST(CommandThatFails, IsToldOnce) {
 }
 
 TEST(CommandWithABenchOfItsOwn, IsJudgedByWhatItDidToThisOne) {
-    const test::TemporaryFolder folder;
+    const kavo::test::TemporaryFolder folder;
     std::ofstream(folder.path("command")) << R"(set -e
 "$KAVO" test --venue "$VENUE" --dir inner -- sh -c 'echo buy b1 100 150.00 | "$KAVO" trade --user c02' >&2
 echo buy b1 100 150.00 | "$KAVO" trade --user c01

@@ -94,10 +94,10 @@ TEST(Run, RefusesInWordsWhatCannotBeMeant) {
     TemporaryFolder full;
     std::ofstream(full.path("something")) << "here";
     const std::string not_a_venue = full.path("something");
-    const auto refused = [](const std::vector<std::string>& arguments, int status, const std::string& words,
+    const auto refused = [](const std::vector<std::string>& arguments, int ends_with, const std::string& words,
                             const test::Environment& environment = {}, const std::string& venue = KAVO_ME_PATH) {
         KavoRun run(arguments, environment, venue);
-        EXPECT_EQ(run.process().wait(), status) << words;
+        EXPECT_EQ(run.process().wait(), ends_with) << words;
         EXPECT_NE(run.process().said().find(words), std::string::npos) << run.process().said();
         EXPECT_TRUE(run.leaves_nothing()) << words;
     };
