@@ -26,6 +26,7 @@ public:
 
     void audit() {
         sort_lines();
+        for (const UserRequest& request : streams_.requests) note_request(request);
         for (const auto& [user, stream] : streams_.users) {
             for (const auto& [number, message] : stream.messages) {
                 take(message.message, {.moment = message.at, .user = user, .stream_number = number});
@@ -156,24 +157,26 @@ private:
         const auto owner = owner_of_.find(line.order_id);
         if (owner != owner_of_.end()) users.insert(owner->second);
         if (owner == owner_of_.end()) {
-            for (const UserRequest& request : streams_.requests) {
-                if (may_have_caused(request.message, line)) users.insert(request.user);
-            }
+            const auto asked = asked_.find({line.event, std::string(line.client_order_id)});
+            if (asked != asked_.end()) users = asked->second;
         }
         if (users.empty() || !streams_.orders_moved) return users;
         for (const auto& [user, stream] : streams_.users) users.insert(user);
         return users;
     }
 
-    static bool may_have_caused(ByteView message, const OrderLine& line) {
-        if (const auto m = meo::read_new_order(message)) {
-            return (line.event == "new" || line.event == "reject") && m->client_order_id.view() == line.client_order_id;
+    // The lines that a request may have caused, as long as no order has it as its owner.
+    void note_request(const UserRequest& request) {
+        const auto may_cause = [&](std::string_view event, std::string_view id) {
+            asked_[{event, std::string(id)}].insert(request.user);
+        };
+        if (const auto m = meo::read_new_order(request.message)) {
+            may_cause("new", m->client_order_id.view());
+            may_cause("reject", m->client_order_id.view());
         }
-        if (const auto m = meo::read_replace(message)) {
-            return line.event == "replace_reject" && m->client_order_id.view() == line.client_order_id;
-        }
-        const auto m = meo::read_cancel(message);
-        return m && line.event == "cancel_reject" && m->orig_client_order_id.view() == line.client_order_id;
+        if (const auto m = meo::read_replace(request.message)) may_cause("replace_reject", m->client_order_id.view());
+        if (const auto m = meo::read_cancel(request.message))
+            may_cause("cancel_reject", m->orig_client_order_id.view());
     }
 
     std::string machine_was_late(std::uint64_t t_ns) const {
@@ -194,8 +197,9 @@ private:
     std::vector<std::size_t> by_key_;  // lines, in the order of their keys
     std::vector<bool> taken_;          // lines of which a message has told
     std::set<std::uint64_t> doubtful_times_;
-    std::unordered_map<std::uint64_t, std::string> owner_of_;  // users, by order id
-    std::map<std::string, std::uint64_t> latest_known_;        // by user
+    std::unordered_map<std::uint64_t, std::string> owner_of_;                          // users, by order id
+    std::map<std::string, std::uint64_t> latest_known_;                                // by user
+    std::map<std::pair<std::string_view, std::string>, std::set<std::string>> asked_;  // users, by event and id
 };
 
 }  // namespace

@@ -123,7 +123,8 @@ void add_messages_sent_again(const Journal& journal, std::vector<FeedMessage>& m
 void audit_recovery_service(const Journal& journal, const RecordedFeed& feed, Verdict& verdict,
                             BenchFindings& findings) {
     for (const Conversation& conversation : journal.conversations) {
-        if (conversation.service == Service::recovery) ++verdict.counts.recoveries;
+        const bool of_kavo = conversation.user == journal.facts.house;
+        if (conversation.service == Service::recovery && !of_kavo) ++verdict.counts.recoveries;
         if (!is_recovery(conversation)) continue;
         const Exchange exchange = exchange_of(conversation);
         if (exchange.wanted && exchange.retransmission_ended) audit_range(exchange, feed, findings);

@@ -33,9 +33,11 @@ void take_socket(std::uint64_t t_ns, const json& note, FeedCircumstances& found)
     found.sockets_are_watched = true;
     const std::string name = member_text(note, "socket");
     if (name == "kavo") return;
-    if (note.value("open", true)) return found.sockets.push_back({t_ns, 0, name});
+    const std::uint64_t looked_ns = t_ns - std::min(t_ns, number_of(note, "ms") * ns_per_ms);
+    const auto open = note.find("open");
+    if (open == note.end() || *open != false) return found.sockets.push_back({looked_ns, t_ns, 0, name});
     for (auto it = found.sockets.rbegin(); it != found.sockets.rend(); ++it) {
-        if (it->name == name && it->closed_ns == 0) return void(it->closed_ns = t_ns);
+        if (it->name == name && it->last_seen_ns == 0) return void(it->last_seen_ns = looked_ns);
     }
 }
 
@@ -52,13 +54,20 @@ bool FeedCircumstances::was_late(std::uint64_t from_ns, std::uint64_t to_ns) con
 
 bool FeedCircumstances::socket_opened(std::uint64_t from_ns, std::uint64_t to_ns) const {
     return std::any_of(sockets.begin(), sockets.end(),
-                       [&](const FeedSocket& it) { return it.opened_ns >= from_ns && it.opened_ns <= to_ns; });
+                       [&](const FeedSocket& it) { return it.seen_ns >= from_ns && it.not_there_ns <= to_ns; });
 }
 
 bool FeedCircumstances::socket_open(std::uint64_t from_ns, std::uint64_t to_ns) const {
-    return std::any_of(sockets.begin(), sockets.end(), [&](const FeedSocket& it) {
-        return it.opened_ns <= from_ns && (it.closed_ns == 0 || it.closed_ns >= to_ns);
-    });
+    const auto there = [](const FeedSocket& it, std::uint64_t begin_ns, std::uint64_t end_ns) {
+        return it.seen_ns <= end_ns && (it.last_seen_ns == 0 || it.last_seen_ns >= begin_ns);
+    };
+    for (const FeedSocket& it : sockets) {
+        const std::uint64_t end_ns = it.last_seen_ns == 0 ? UINT64_MAX : it.last_seen_ns;
+        const auto beside = std::count_if(sockets.begin(), sockets.end(),
+                                          [&](const FeedSocket& other) { return there(other, it.seen_ns, end_ns); });
+        if (it.seen_ns <= from_ns && end_ns >= to_ns && beside == 1) return true;
+    }
+    return false;
 }
 
 FeedCircumstances feed_circumstances(const Journal& journal) {

@@ -15,10 +15,11 @@ struct FeedCircumstances {
         std::uint64_t from_ns = 0;
         std::uint64_t to_ns = 0;
     };
-    struct FeedSocket {  // of a client
-        std::uint64_t opened_ns = 0;
-        std::uint64_t closed_ns = 0;  // 0 while it is open
-        std::string name;             // whatever tells it from others
+    struct FeedSocket {                  // of a client, as kavo saw it when it looked
+        std::uint64_t not_there_ns = 0;  // the last look before it was there
+        std::uint64_t seen_ns = 0;       // the first at which it was
+        std::uint64_t last_seen_ns = 0;  // and the last; 0 for to the end
+        std::string name;                // whatever tells it from others
     };
 
     std::vector<Spell> late;
@@ -31,8 +32,9 @@ struct FeedCircumstances {
         0;  // when the client's command or the venue ended, whichever was first; 0 when neither did
 
     bool was_late(std::uint64_t from_ns, std::uint64_t to_ns) const;
+    // A socket may have been opened in that time.
     bool socket_opened(std::uint64_t from_ns, std::uint64_t to_ns) const;
-    // One and the same socket was there all the time.
+    // One and the same socket was there all the time, and no other ever beside it: whose each of two is, nobody knows.
     bool socket_open(std::uint64_t from_ns, std::uint64_t to_ns) const;
 };
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "kavo/audit/feed_circumstances.h"
-#include "kavo/audit/number_ranges.h"
+#include "kavo/basics/number_ranges.h"
 #include "kavo/journal/journal.h"
 
 namespace kavo::companion {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "kavo/audit/number_ranges.h"
+#include "kavo/basics/number_ranges.h"
 #include "kavo/journal/journal.h"
 
 namespace kavo::companion {

@@ -10,6 +10,7 @@
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/bench/canary.h"
+#include "kavo/bench/catching_up.h"
 #include "kavo/bench/control_words.h"
 #include "kavo/bench/environment.h"
 #include "kavo/bench/isolation.h"
@@ -69,6 +70,7 @@ struct Bench::Inside {
     std::optional<int> ended;  // the venue, with the status of waitpid
     bool keeper_lost = false;
     bool stopping = false;
+    bool temporary = false;  // the folder: nobody reads what is in it
     std::function<void(int)> command_ended;
 
     explicit Inside(Loop& its_loop) : loop(its_loop) {}
@@ -81,6 +83,7 @@ struct Bench::Inside {
     void hear_of_loss();
     void check_written();
     void check_again_soon();
+    void catch_up();
     std::string how_it_ended() const;
 };
 
@@ -115,9 +118,9 @@ Bench::Bench(Loop& loop, const BenchWishes& wishes) : inside_(std::make_unique<I
     }
     keep_ports(in.lease.ports, in.facts);
 
-    const bool temporary = wishes.folder.empty();
-    const std::filesystem::path place = temporary ? temporary_name() : wishes.folder;
-    in.keeper = std::make_unique<Keeper>(loop, temporary ? place : std::filesystem::path{});
+    in.temporary = wishes.folder.empty();
+    const std::filesystem::path place = in.temporary ? temporary_name() : wishes.folder;
+    in.keeper = std::make_unique<Keeper>(loop, in.temporary ? place : std::filesystem::path{});
     in.folder = prepare_folder(place);
     in.open_everything([this](std::string_view line) {
         if (on_line) on_line(line);
@@ -142,6 +145,7 @@ void Bench::Inside::open_everything(const std::function<void(std::string_view)>&
     output.emplace(loop, keeper->venue_errors(), folder.venue_log());
     output->on_line = on_line;
     feed.emplace(loop, *recording, *log, facts.group, facts.feed_port, facts.interface_address);
+    feed->one_sender = true;  // the venue, which nobody can be ahead of
     orders.emplace(loop, *recording, *log, orders_listener.release(), facts.orders_behind_port);
     recovery.emplace(loop, *recording, *log, recovery_listener.release(), facts.recovery_behind_port);
     control.emplace(loop, facts.control_port);
@@ -181,14 +185,13 @@ void Bench::Inside::await_ready() {
 }
 
 void Bench::Inside::hear_of_end(Kept which, int wait_status) {
-    const char* event = which == Kept::venue ? "venue_end" : "command_end";
     if (which == Kept::venue) {
         ended = wait_status;
-        log->write(now_ns(), event,
+        log->write(now_ns(), "venue_end",
                    {{"status", exit_status(wait_status)}, {"signal", end_signal(wait_status)}, {"stopped", stopping}});
         return;
     }
-    log->write(now_ns(), event, {{"status", exit_status(wait_status)}, {"signal", end_signal(wait_status)}});
+    feed->look();
     const auto call = std::exchange(command_ended, {});
     if (call) call(wait_status);
 }
@@ -198,6 +201,18 @@ void Bench::Inside::hear_of_loss() {
     keeper_lost = true;
     if (!ended) hear_of_end(Kept::venue, SIGKILL);
     if (command_ended) hear_of_end(Kept::command, SIGKILL);
+}
+
+// With the market paused nothing is published behind what is fetched, so the truth of the books can be held against the
+// feed to its last line. A venue that does not answer is not asked for more.
+void Bench::Inside::catch_up() {
+    std::optional<std::string> reply;
+    control->send("pause", [&reply](std::string said) { reply = std::move(said); });
+    loop.turn_until([&] { return reply || ended; }, longest_start);
+    log->write(now_ns(), "control", {{"word", "pause"}, {"reply", std::string_view(reply.value_or(""))}});
+    if (ended || !reply || reply->empty()) return;
+    feed->drain();
+    fetch_missing(loop, feed->received(), facts.house, facts.recovery_port);
 }
 
 std::string Bench::Inside::how_it_ended() const {
@@ -253,9 +268,11 @@ void Bench::start_command(const std::vector<std::string>& command, std::function
     const pid_t pid = in.keeper->start(Kept::command, command, command_environment(in.facts, in.folder));
     in.command_ended = std::move(ended);
     in.log->write(now_ns(), "command", {{"pid", static_cast<std::int64_t>(pid)}, {"words", command}});
+    in.feed->look();
 }
 
 void Bench::signal_command(int number) {
+    inside_->feed->look();
     inside_->keeper->signal(Kept::command, number);
 }
 
@@ -270,6 +287,7 @@ std::string Bench::last_words() const {
 int Bench::stop() {
     Inside& in = *inside_;
     const bool in_good_order = running();
+    if (in_good_order && !in.temporary) in.catch_up();
     in.stopping = true;
     in.keeper->signal(Kept::venue, SIGTERM);
     if (!in.loop.turn_until([&in] { return in.ended.has_value(); }, longest_stop)) {

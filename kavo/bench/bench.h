@@ -58,7 +58,8 @@ public:
     bool running() const;  // the venue
     // How a venue that runs no longer has ended, with the last lines that it said, for an error message.
     std::string last_words() const;
-    // Ends the venue by SIGTERM, so that everything is written, and waits for it. The status of waitpid. Throws Problem
+    // Asks, as the house, for what the recording of the feed lacks, unless the folder is a temporary one; then ends the
+    // venue by SIGTERM, so that everything is written, and waits for it. The status of waitpid. Throws Problem
     // when something could not be written: the disk is full, say. So does the loop meanwhile, a second later at most.
     int stop();
 

@@ -1,7 +1,6 @@
 #include "kavo/wire/feed_tap.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,8 +9,10 @@
 #include <chrono>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "client/dial.h"
+#include "client/feed_messages.h"
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/wire/udp_sockets.h"
@@ -29,6 +30,7 @@ constexpr std::chrono::milliseconds between_looks{100};
 struct Batch {
     std::array<mmsghdr, batch> messages{};
     std::array<iovec, batch> places{};
+    std::array<sockaddr_in, batch> senders{};
     alignas(cmsghdr) std::array<std::array<std::uint8_t, control_bytes>, batch> controls{};
 };
 
@@ -37,6 +39,8 @@ void lay_out(Batch& read, std::vector<std::uint8_t>& room) {
         read.places[i] = {room.data() + i * datagram_bytes, datagram_bytes};
         read.messages[i].msg_hdr.msg_iov = &read.places[i];
         read.messages[i].msg_hdr.msg_iovlen = 1;
+        read.messages[i].msg_hdr.msg_name = &read.senders[i];
+        read.messages[i].msg_hdr.msg_namelen = sizeof read.senders[i];
         read.messages[i].msg_hdr.msg_control = read.controls[i].data();
         read.messages[i].msg_hdr.msg_controllen = control_bytes;
     }
@@ -106,16 +110,21 @@ FeedTap::FeedTap(Loop& loop, Recording& recording, RunLog& log, const std::strin
       port_(port),
       socket_(open_tap(group, port, interface_address)),
       own_inode_(inode_of(socket_)),
+      looked_ns_(now_ns()),
       room_(batch * datagram_bytes) {
     // What sockets that are there already have lost before now is none of this run's.
-    for (const UdpSocket& other : udp_sockets(group_, port_)) drops_[other.inode] = other.drops;
+    for (const UdpSocket& other : udp_sockets(group_, port_)) {
+        drops_[other.inode] = other.drops;
+        there_.insert(other.inode);
+        note_socket(other.inode, true, looked_ns_);
+    }
     loop_.watch(socket_, POLLIN, [this](short) { drain(); });
-    next_look_ = loop_.after(between_looks, [this] { look_for_drops(); });
+    look_again_soon();
 }
 
 FeedTap::~FeedTap() {
     drain();
-    look_for_drops();
+    look();
     loop_.cancel(next_look_);
     loop_.forget(socket_);
     close(socket_);
@@ -129,9 +138,17 @@ void FeedTap::drain() {
         for (int i = 0; i < count; ++i) {
             const mmsghdr& message = read.messages[static_cast<std::size_t>(i)];
             const auto* bytes = static_cast<const std::uint8_t*>(message.msg_hdr.msg_iov->iov_base);
+            if (one_sender && is_of_another(read.senders[static_cast<std::size_t>(i)])) continue;
             take(message.msg_hdr, ByteView(bytes, message.msg_len));
         }
     }
+}
+
+bool FeedTap::is_of_another(const sockaddr_in& sender) {
+    if (!sender_) sender_ = sender;
+    if (sender.sin_port == sender_->sin_port && sender.sin_addr.s_addr == sender_->sin_addr.s_addr) return false;
+    log_.write(now_ns(), "stranger", {{"port", std::int64_t{ntohs(sender.sin_port)}}});
+    return true;
 }
 
 void FeedTap::take(const msghdr& about, ByteView datagram) {
@@ -141,12 +158,40 @@ void FeedTap::take(const msghdr& about, ByteView datagram) {
               : now_ns();
     if (const auto drops = told<std::uint32_t>(about, SO_RXQ_OVFL)) note_drops(own_inode_, *drops);
     recording_.datagram(t_ns, group_, port_, datagram);
+    for (ByteView rest = datagram; const auto packet = client::read_feed_packet(rest);) {
+        if (!packet->message.empty()) received_.add({packet->header.sequence, packet->header.sequence});
+    }
     if (on_datagram) on_datagram(datagram);
 }
 
-void FeedTap::look_for_drops() {
-    for (const UdpSocket& found : udp_sockets(group_, port_)) note_drops(found.inode, found.drops);
-    next_look_ = loop_.after(between_looks, [this] { look_for_drops(); });
+void FeedTap::look_again_soon() {
+    next_look_ = loop_.after(between_looks, [this] {
+        look();
+        look_again_soon();
+    });
+}
+
+void FeedTap::look() {
+    const std::uint64_t now = now_ns();
+    std::set<std::uint64_t> there;
+    for (const UdpSocket& found : udp_sockets(group_, port_)) {
+        there.insert(found.inode);
+        if (!there_.contains(found.inode)) note_socket(found.inode, true, now);
+        note_drops(found.inode, found.drops);
+    }
+    for (const std::uint64_t inode : there_) {
+        if (!there.contains(inode)) note_socket(inode, false, now);
+    }
+    there_ = std::move(there);
+    looked_ns_ = now;
+}
+
+void FeedTap::note_socket(std::uint64_t inode, bool open, std::uint64_t now) {
+    if (inode == own_inode_) return;
+    log_.write(now, "feed_socket",
+               {{"socket", static_cast<std::int64_t>(inode)},
+                {"open", open},
+                {"ms", static_cast<std::int64_t>((now - looked_ns_ + ns_per_ms - 1) / ns_per_ms)}});
 }
 
 void FeedTap::note_drops(std::uint64_t inode, std::uint64_t drops) {

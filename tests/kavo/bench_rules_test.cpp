@@ -159,6 +159,28 @@ TEST(Bench, IsAcquittedWhenMessagesWaitForAUserWhoIsAway) {
     EXPECT_EQ(bench_findings(run), "");
 }
 
+// The truth has six significant digits of a price: 12345.67 is 12345.7 there.
+TEST(Bench, IsAcquittedOfPricesThatItsTruthRounds) {
+    const auto run_at = [](RecordedRun& run) {
+        RecordedRun::Client& alice = run.user("alice");
+        run.step();
+        alice.session.send(client::buy("b1").shares(100).at("12345.67"));
+        run.step();
+        alice.session.send(client::cancel("b1"));
+        run.steps(300);
+        run.finish();
+    };
+    const std::vector<std::string> dear{"--symbols", "AAPL:12350.00", "--interval-ms", "-1"};
+    RecordedRun right(dear);
+    run_at(right);
+    EXPECT_NE(right.orders.find("12345.7"), std::string::npos);
+    EXPECT_EQ(found(right), "");
+    RecordedRun wrong(dear);
+    run_at(wrong);
+    damage(wrong.orders, "12345.7", "12345.8");
+    EXPECT_NE(found(wrong), "");
+}
+
 TEST(Bench, IsConvictedOfAFillThatIsLeftOutOfTheTruth) {
     RecordedRun run;
     trade(run);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "client/dial.h"
 #include "kavo/basics/now.h"
 #include "kavo/basics/problem.h"
 #include "kavo/wire/capture.h"
@@ -282,17 +283,30 @@ struct FeedStage {
         name.sin_port = htons(port.number());
         name.sin_addr.s_addr = htonl(group);
         const in_addr interface { htonl(INADDR_LOOPBACK) };
-        setsockopt(sender, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface);
+        for (const int socket : {sender, another_sender}) {
+            setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface);
+        }
     }
-    ~FeedStage() { close(sender); }
-    void send(std::string_view text) const {
-        ASSERT_EQ(sendto(sender, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&name), sizeof name),
+    ~FeedStage() {
+        close(sender);
+        close(another_sender);
+    }
+    void send(std::string_view text) const { send(text, sender); }
+    void send(std::string_view text, int from) const {
+        ASSERT_EQ(sendto(from, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&name), sizeof name),
                   static_cast<ssize_t>(text.size()));
+    }
+    std::vector<nlohmann::json> notes() const {
+        std::vector<nlohmann::json> all;
+        std::istringstream lines(kavo::test::content_of(folder.path("kavo.jsonl")));
+        for (std::string line; std::getline(lines, line);) all.push_back(nlohmann::json::parse(line));
+        return all;
     }
 
     kavo::test::ReservedPort port;
     sockaddr_in name{};
     int sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    int another_sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     kavo::test::TemporaryFolder folder;
     Loop loop;
     Recording recording{folder.path("wire.pcapng")};
@@ -359,11 +373,67 @@ TEST(FeedTap, NotesWhatTheKernelDropsAtASlowReceiver) {
     while (recv(slow, room, sizeof room, MSG_DONTWAIT) > 0) ++kept;
     close(slow);
     EXPECT_EQ(heard, 100U);
-    const auto note = nlohmann::json::parse(kavo::test::content_of(stage.folder.path("kavo.jsonl")));
-    EXPECT_EQ(note["ev"], "kernel_drop");
-    EXPECT_EQ(note["socket"], "client");
-    EXPECT_EQ(note["port"], stage.port.number());
-    EXPECT_EQ(note["drops"], 100 - kept);
+    const std::vector<nlohmann::json> notes = stage.notes();
+    ASSERT_EQ(notes.size(), 2U);
+    EXPECT_EQ(notes[0]["ev"], "feed_socket");
+    EXPECT_EQ(notes[1]["ev"], "kernel_drop");
+    EXPECT_EQ(notes[1]["socket"], "client");
+    EXPECT_EQ(notes[1]["port"], stage.port.number());
+    EXPECT_EQ(notes[1]["drops"], 100 - kept);
+}
+
+TEST(FeedTap, NotesWhenOtherReceiversComeAndGo) {
+    FeedStage stage;
+    FeedTap tap(stage.loop, stage.recording, stage.log, "233.54.28.111", stage.port.number(), "127.0.0.1");
+    tap.look();
+    EXPECT_EQ(stage.notes().size(), 0U);
+    const int client = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(client, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    ASSERT_EQ(bind(client, reinterpret_cast<const sockaddr*>(&stage.name), sizeof stage.name), 0);
+    tap.look();
+    tap.look();
+    close(client);
+    tap.look();
+    const std::vector<nlohmann::json> notes = stage.notes();
+    ASSERT_EQ(notes.size(), 2U);
+    EXPECT_EQ(notes[0]["ev"], "feed_socket");
+    EXPECT_EQ(notes[0]["open"], true);
+    EXPECT_EQ(notes[1]["open"], false);
+    EXPECT_EQ(notes[0]["socket"], notes[1]["socket"]);
+}
+
+// Whoever binds to the port alone hears every group that anybody on this machine has joined.
+TEST(FeedTap, HearsNothingOfAnotherGroupOnItsPort) {
+    FeedStage stage;
+    FeedTap tap(stage.loop, stage.recording, stage.log, "233.54.28.111", stage.port.number(), "127.0.0.1");
+    FeedTap other(stage.loop, stage.recording, stage.log, "233.54.28.112", stage.port.number(), "127.0.0.1");
+    std::string heard, heard_by_other;
+    tap.on_datagram = [&](ByteView datagram) { heard += as_text(datagram); };
+    other.on_datagram = [&](ByteView datagram) { heard_by_other += as_text(datagram); };
+    stage.send("for the first");
+    stage.name.sin_addr = client::ipv4_address("233.54.28.112");
+    stage.send("for the other");
+    tap.drain();
+    other.drain();
+    EXPECT_EQ(heard, "for the first");
+    EXPECT_EQ(heard_by_other, "for the other");
+}
+
+TEST(FeedTap, OfOneSenderLeavesOutWhatOthersSend) {
+    FeedStage stage;
+    FeedTap tap(stage.loop, stage.recording, stage.log, "233.54.28.111", stage.port.number(), "127.0.0.1");
+    tap.one_sender = true;
+    std::vector<std::string> heard;
+    tap.on_datagram = [&](ByteView datagram) { heard.emplace_back(datagram.begin(), datagram.end()); };
+    stage.send("venue");
+    tap.drain();
+    stage.send("forged", stage.another_sender);
+    stage.send("venue again");
+    tap.drain();
+    EXPECT_EQ(heard, (std::vector<std::string>{"venue", "venue again"}));
+    ASSERT_EQ(stage.notes().size(), 1U);
+    EXPECT_EQ(stage.notes()[0]["ev"], "stranger");
 }
 
 TEST(FeedTap, RefusesAnInterfaceThatThereIsNot) {

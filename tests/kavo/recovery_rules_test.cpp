@@ -470,6 +470,24 @@ TEST(Recovery, SocketThatStaysOpenShowsThatItsOwnerListens) {
     EXPECT_EQ(closed.judged(), "recovery.asks-for-what-was-lost: remark");
 }
 
+// One of the two may be anybody's, a test's own receiver say.
+TEST(Recovery, SocketBesideAnotherShowsNothing) {
+    FeedMadeByHand feed;
+    feed.drops(20, 20).joins();
+    feed.run.note(100ms, "feed_socket", "\"socket\":1234,\"open\":true,\"ms\":100");
+    feed.run.note(3s, "feed_socket", "\"socket\":1235,\"open\":true,\"ms\":100");
+    EXPECT_EQ(feed.judged(), "recovery.asks-for-what-was-lost: remark");
+}
+
+// The gap of message 20 shows at 2 s, and is due when the client has had a second and more.
+TEST(Recovery, SocketIsThereNoLongerThanKavoSawIt) {
+    FeedMadeByHand feed;
+    feed.drops(20, 20).joins();
+    feed.run.note(100ms, "feed_socket", "\"socket\":1234,\"open\":true,\"ms\":100");
+    feed.run.note(3900ms, "feed_socket", "\"socket\":1234,\"open\":false,\"ms\":1900");
+    EXPECT_EQ(feed.judged(), "recovery.asks-for-what-was-lost: remark");
+}
+
 TEST(Recovery, WhoTriesAgainWhenItIsCutIsRight) {
     FeedMadeByHand feed(90);
     feed.drops(20, 20).joins();

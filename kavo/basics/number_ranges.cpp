@@ -1,4 +1,4 @@
-#include "kavo/audit/number_ranges.h"
+#include "kavo/basics/number_ranges.h"
 
 #include <algorithm>
 #include <limits>
