@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds patience{2};  // for all of it
+constexpr std::chrono::seconds catching_up_patience{2};  // for all of it
 constexpr std::uint64_t messages_worth_a_connection = 1'000;
 constexpr std::size_t read_bytes = 65'536;
 
@@ -91,7 +91,7 @@ std::vector<SequenceRange> requests_for_missing(const NumberRanges& received) {
 }
 
 void fetch_missing(Loop& loop, const NumberRanges& received, const std::string& user, std::uint16_t port) {
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = Clock::now() + catching_up_patience;
     for (const SequenceRange numbers : requests_for_missing(received)) {
         const Fetch fetch(loop, numbers, user, port);
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
