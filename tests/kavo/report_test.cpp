@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "docs/page.h"
+#include "kavo/audit/audit.h"
+
 namespace kavo::companion {
 namespace {
 
@@ -51,6 +54,12 @@ TEST(Verdict, IsTheBenchsBeforeItIsTheClientsBeforeItIsOpen) {
     EXPECT_EQ(run.verdict.status(), Status::findings);
     run.found(quiet, Grade::bench);
     EXPECT_EQ(run.verdict.status(), Status::bench);
+}
+
+TEST(Rules, AreToldOnThePageOfTheCompanion) {
+    docs::Pairs told;
+    for (const Rule* rule : all_rules()) told.emplace_back(rule->name, rule->sentence);
+    EXPECT_EQ(docs::pairs_on("kavo.md", "Every rule", "Sentence"), told);
 }
 
 TEST(TextReport, TellsTheFirstFindingOfEachRuleAndHowOftenItWasBroken) {
