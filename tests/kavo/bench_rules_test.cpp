@@ -174,11 +174,11 @@ TEST(Bench, IsAcquittedOfPricesThatItsTruthRounds) {
     RecordedRun right(dear);
     run_at(right);
     EXPECT_NE(right.orders.find("12345.7"), std::string::npos);
-    EXPECT_EQ(found(right), "");
+    EXPECT_EQ(bench_findings(right), "");
     RecordedRun wrong(dear);
     run_at(wrong);
     damage(wrong.orders, "12345.7", "12345.8");
-    EXPECT_NE(found(wrong), "");
+    EXPECT_NE(bench_findings(wrong), "");
 }
 
 TEST(Bench, IsConvictedOfAFillThatIsLeftOutOfTheTruth) {
