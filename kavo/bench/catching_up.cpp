@@ -40,7 +40,11 @@ public:
         if (!ask(login_and_request(numbers, user), port)) recovery_.disconnected();
     }
     ~Fetch() {
-        if (socket_.open()) loop_.forget(socket_.get());
+        if (!socket_.open()) return;
+        loop_.forget(socket_.get());
+        // With a reset: behind an end in good order the system would keep the ports of the bench for a minute.
+        const linger at_once{1, 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     }
     Fetch(const Fetch&) = delete;
     Fetch& operator=(const Fetch&) = delete;
