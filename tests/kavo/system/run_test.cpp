@@ -55,7 +55,8 @@ TEST(Run, IsReadyWhenItSaysSoAndEndsInGoodOrder) {
     for (const int number : {SIGINT, SIGTERM}) run.process().signal(number);
     EXPECT_EQ(run.process().wait(), 0) << run.process().said();
     EXPECT_TRUE(run.leaves_nothing());
-    EXPECT_TRUE(block_is_free(ready));
+    // For a while another bench of this machine may have it.
+    EXPECT_TRUE(comes_true([&] { return block_is_free(ready); }));
     const BenchFacts facts = read_facts(RunFolder{folder.path("new/run")}.bench());
     EXPECT_EQ(facts.pid, ready.at("pid"));
     EXPECT_EQ(facts.control_port, ready.at("control_port"));
