@@ -88,8 +88,11 @@ void audit_strangers(const Journal& journal, Verdict& verdict) {
         "whoever listened heard what the venue never said: whatever sends to KAVO_FEED is to be taken out of the test");
 }
 
-// The house comes with the script, so without a step of its own it is somebody else.
+// The house comes with the script, so without a step of its own it is somebody else. Beside a bench that was run by
+// hand it is whoever is to be judged by nobody.
 void audit_name_of_house(const Journal& journal, Verdict& verdict) {
+    const auto is_command = [](const Note& note) { return note.event == "command" || note.event == "command_end"; };
+    if (std::ranges::none_of(journal.notes, is_command)) return;
     const auto has_house = [](const Note& note) {
         return note.event == "script" && note.json.find("house") != std::string::npos;
     };

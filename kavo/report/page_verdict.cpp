@@ -116,7 +116,7 @@ std::string rules_of(const Report& report, const std::vector<Group>& groups) {
         out += "<li><code>" + for_markup(rule->name) + "</code> ";
         if (group != groups.end()) {
             const std::string grade{grade_word(group->grade)};
-            out += "<b class=\"" + grade + "\">" + grade + "</b> ";
+            out.append("<b class=\"").append(grade).append("\">").append(grade).append("</b> ");
         }
         out += "<span class=\"soft\">" + for_markup(rule->sentence) + "</span></li>\n";
     }

@@ -26,7 +26,7 @@ Examples:
   kavo test --scenario reject_every=7,lapse_ms=5000 -- pytest tests
   kavo test --junit reports/kavo.xml --html reports/kavo.html -- ./my_client
   kavo test --script rough.txt --dir run -- ./my_client --orders 100
-  kavo test -- sh -c 'echo connect to $KAVO_ORDERS, listen to $KAVO_FEED on $KAVO_IFACE'
+  kavo test -- sh -c './my_client --orders $KAVO_ORDERS --feed $KAVO_FEED --iface $KAVO_IFACE'
 
 A script is one step a line:
   at 500ms: control drop 1
@@ -57,7 +57,7 @@ std::string content_of(const std::string& file) {
 // The first of kavo-test, kavo-test-2, kavo-test-3, ... that is not there. Whoever makes it has it.
 std::filesystem::path fresh_folder() {
     for (int i = 1; i < 10'000; ++i) {
-        const std::filesystem::path folder = "kavo-test" + (i == 1 ? "" : "-" + std::to_string(i));
+        std::filesystem::path folder = "kavo-test" + (i == 1 ? "" : "-" + std::to_string(i));
         std::error_code error;
         if (std::filesystem::create_directory(folder, error)) return folder;
         if (error)

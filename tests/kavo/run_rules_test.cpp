@@ -63,6 +63,12 @@ TEST(RunRules, HouseIsNobodysNameUnlessTheScriptHasOne) {
     EXPECT_EQ(judged(run), "nothing");
 }
 
+TEST(RunRules, HouseOfABenchByHandIsWhoeverIsJudgedByNobody) {
+    RunMadeByHand run;
+    run.connection().logs_in("HOUSE", 1).is_let_in(0).at(1s).closes();
+    EXPECT_EQ(judged(run), "nothing");
+}
+
 TEST(RunRules, WhatStrangersSendToTheFeedIsToldOnce) {
     RunOf run("c01");
     run.note(1s, "stranger", "\"port\":4000");

@@ -220,17 +220,6 @@ TEST(HostileClient, ThatSendsToTheFeedDoesNotPassForTheVenue) {
     EXPECT_EQ(run.judged(), "inconclusive command.leaves-feed-alone");
 }
 
-TEST(HostileClient, HidesBehindTheNameOfTheHouseInVain) {
-    StagedRun run;
-    run.acts([](const BenchFacts& facts) {
-        WireClient client(facts.orders_port);
-        client.log_in(client::login(facts.house, 1));
-        client.send(client::cancel("never"));
-        client.next_with("CR");
-    });
-    EXPECT_EQ(run.judged(), "inconclusive command.own-name");
-}
-
 // Without what is fetched at the end, each dropped datagram would leave lines that nothing can be held against.
 TEST(RunOfDroppedDatagrams, IsComparedWithTheTruthToTheLastLine) {
     StagedRun run({"--drop-every", "3", "--reorder-every", "4", "--interval-ms", "2"});
