@@ -121,7 +121,7 @@ void BeliefScene::tell_defects() {
 }
 
 std::string wire_id(const std::string& id, const OrderSteps& known) {
-    const std::string cut = id.substr(0, meo::client_order_id_size);
+    std::string cut = id.substr(0, meo::client_order_id_size);
     if (known.contains(id) || known.contains(cut)) return cut;
     std::string bytes;
     for (std::size_t i = 0; i < id.size(); ++i) {

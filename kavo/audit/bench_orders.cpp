@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 #include <set>
+#include <span>
 #include <tuple>
 #include <unordered_map>
 
@@ -52,8 +53,10 @@ private:
         }
     }
 
-    auto lines_of(const Key& key) const {
-        return std::ranges::equal_range(by_key_, key, {}, [this](std::size_t i) { return key_of(journal_.orders[i]); });
+    std::span<const std::size_t> lines_of(const Key& key) const {
+        const auto found =
+            std::ranges::equal_range(by_key_, key, {}, [this](std::size_t i) { return key_of(journal_.orders[i]); });
+        return {found.begin(), found.end()};
     }
 
     void take(ByteView message, Where where) {

@@ -96,8 +96,8 @@ private:
         if (!data) return;
         ++verdict_.counts.responses;
         sitting_->numbers.push_back(data->sequence);
-        const auto [known, is_new] =
-            streams_.users[sitting_->user].messages.try_emplace(data->sequence, data->message, packet.at, conversation);
+        const auto [known, is_new] = streams_.users[sitting_->user].messages.try_emplace(
+            data->sequence, SentMessage{data->message, packet.at, conversation});
         if (is_new || std::ranges::equal(known->second.message, data->message)) return;
         wrong(sitting_->user, packet.at, data->sequence,
               "\"" + client::meo_text(known->second.message) + "\", which had this number before",

@@ -12,8 +12,9 @@
 //   script       line, text      a step of the script was carried out
 //   late         ms              the machine let kavo wait so much longer than it asked for
 //   kernel_drop  port, socket, drops     the kernel threw datagrams of the feed away: "kavo"'s own copy, or "client"'s
-//   stranger     port            a datagram came to the feed's group and port that the venue had not sent, from this port
-//   feed_socket  socket, open, ms        a socket of the feed other than kavo's own is there, or is gone; ms is how long
+//   stranger     port            a datagram came to the feed's group and port that the venue had not sent, from this
+//   port feed_socket  socket, open, ms        a socket of the feed other than kavo's own is there, or is gone; ms is
+//   how long
 //                                before that kavo had looked. socket is its inode, which tells it from others
 //   command      pid, words      the user's command was started
 //   command_end  status, signal  and has ended; timed_out is true when kavo had to end it

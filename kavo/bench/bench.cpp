@@ -76,7 +76,7 @@ struct Bench::Inside {
     explicit Inside(Loop& its_loop) : loop(its_loop) {}
     ~Inside() { loop.cancel(written_check); }
 
-    void open_everything(const std::function<void(std::string_view)>& on_line);
+    void open_everything(const std::function<void(std::string_view)>& told);
     void start_venue(const std::vector<std::string>& flags);
     void await_ready();
     void hear_of_end(Kept which, int wait_status);
@@ -135,7 +135,7 @@ Bench::Bench(Loop& loop, const BenchWishes& wishes) : inside_(std::make_unique<I
 
 Bench::~Bench() = default;
 
-void Bench::Inside::open_everything(const std::function<void(std::string_view)>& on_line) {
+void Bench::Inside::open_everything(const std::function<void(std::string_view)>& told) {
     keeper->on_end = [this](Kept which, int wait_status) { hear_of_end(which, wait_status); };
     keeper->on_lost = [this] { hear_of_loss(); };
     Descriptor orders_listener = listen_on(facts.orders_port);
@@ -143,7 +143,7 @@ void Bench::Inside::open_everything(const std::function<void(std::string_view)>&
     log.emplace(folder.log());
     recording.emplace(folder.wire());
     output.emplace(loop, keeper->venue_errors(), folder.venue_log());
-    output->on_line = on_line;
+    output->on_line = told;
     feed.emplace(loop, *recording, *log, facts.group, facts.feed_port, facts.interface_address);
     feed->one_sender = true;  // the venue, which nobody can be ahead of
     orders.emplace(loop, *recording, *log, orders_listener.release(), facts.orders_behind_port);

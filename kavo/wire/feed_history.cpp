@@ -75,8 +75,8 @@ void FeedHistory::take(std::uint64_t t_ns, ByteView datagram) {
 void FeedHistory::put_in_order() {
     for (std::vector<Message>& day : days_) {
         std::ranges::stable_sort(day, {}, &Message::sequence);
-        const auto again = std::ranges::unique(day, {}, &Message::sequence);
-        day.erase(again.begin(), again.end());
+        const auto same = [](const Message& a, const Message& b) { return a.sequence == b.sequence; };
+        day.erase(std::unique(day.begin(), day.end(), same), day.end());
     }
 }
 

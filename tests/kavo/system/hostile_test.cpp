@@ -247,8 +247,8 @@ struct Ended {
 
 Ended kavo_test(const std::string& rest) {
     const kavo::test::TemporaryFile out;
-    kavo::test::Process process("/bin/sh",
-                          {"-c", std::string(KAVO_PATH) + " test --venue " KAVO_ME_PATH + rest + " >" + out.path()});
+    kavo::test::Process process(
+        "/bin/sh", {"-c", std::string(KAVO_PATH) + " test --venue " KAVO_ME_PATH + rest + " >" + out.path()});
     const int status = process.wait();
     return {status, out.content()};
 }
