@@ -204,7 +204,7 @@ std::string sent_packet_text(ByteView packet) {
     if (has_type(packet, esesm::PacketType::client_test)) return "test";
     if (has_type(packet, esesm::PacketType::logout_request)) return "logout";
     if (has_type(packet, esesm::PacketType::unsequenced_data)) {
-        const std::string request = request_text(payload_of(packet));
+        std::string request = request_text(payload_of(packet));
         if (!request.empty()) return request;
     }
     return recovery_text(packet);
