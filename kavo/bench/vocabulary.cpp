@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
-#include <utility>
+
+#include "kavo/basics/spelling.h"
 
 namespace kavo::companion {
 
@@ -45,21 +45,6 @@ constexpr auto keys = std::to_array<Word>({
     {"replace_reject_every", Kind::count},
 });
 
-// How many letters must be changed, added or left out to make one word of the other.
-std::size_t distance(std::string_view one, std::string_view other) {
-    std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= one.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= other.size(); ++j) {
-            const std::size_t changed = diagonal + (one[i - 1] == other[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 }  // namespace
 
 std::span<const Word> simulator_flags() {
@@ -77,7 +62,7 @@ const Word* find(std::span<const Word> words, std::string_view name) {
 
 // A word is near when a third of its letters is wrong at most, or when it is the beginning of the other.
 std::string suggestion(std::span<const Word> words, std::string_view name) {
-    const auto far = [name](const Word& word) { return distance(word.name, name); };
+    const auto far = [name](const Word& word) { return spelling_distance(word.name, name); };
     const auto nearest = std::ranges::min_element(words, {}, far);
     const bool near = far(*nearest) * 3 <= nearest->name.size();
     const auto longer = std::ranges::find_if(words, [name](const Word& w) { return w.name.starts_with(name); });

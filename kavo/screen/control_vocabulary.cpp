@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "kavo/basics/spelling.h"
+
 namespace kavo::companion {
 
 namespace {
@@ -66,21 +68,6 @@ std::optional<std::int64_t> number_of(std::string_view text) {
     return number;
 }
 
-// How many letters must be put in, left out or changed to make one word of the other.
-std::size_t distance(std::string_view from, std::string_view to) {
-    std::vector<std::size_t> row(to.size() + 1);
-    for (std::size_t j = 0; j <= to.size(); ++j) row[j] = j;
-    for (std::size_t i = 1; i <= from.size(); ++i) {
-        std::size_t before = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= to.size(); ++j) {
-            const std::size_t changed = before + (from[i - 1] == to[j - 1] ? 0 : 1);
-            before = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 std::string objection_to_argument(const ControlWord& word, const std::string& argument) {
     const std::string name(word.word);
     if (word.argument == Argument::none) return argument.empty() ? "" : name + " takes no argument";
@@ -116,8 +103,8 @@ std::string objection_to(std::string_view line) {
 
 std::string_view nearest_word(std::string_view word) {
     const auto nearest = std::ranges::min_element(
-        all_words, {}, [word](const ControlWord& known) { return distance(word, known.word); });
-    return distance(word, nearest->word) * 2 <= nearest->word.size() ? nearest->word : std::string_view();
+        all_words, {}, [word](const ControlWord& known) { return spelling_distance(word, known.word); });
+    return spelling_distance(word, nearest->word) * 2 <= nearest->word.size() ? nearest->word : std::string_view();
 }
 
 std::span<const Counter> known_counters() {
